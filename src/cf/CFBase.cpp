@@ -1,0 +1,62 @@
+// CFBase.cpp - retain, release and type ids shared by every platform value.
+#include "cf/CFBase.h"
+
+#include "cf/CFInternal.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+static const CFRuntimeBase* _base(CFTypeRef value) { return static_cast<const CFRuntimeBase*>(value); }
+
+void* _CFRuntimeCreate(CFTypeID type, size_t size) {
+    void* memory = calloc(1, size);
+    if (!memory) {
+        fputs("out of memory\n", stderr);
+        abort();
+    }
+    auto* base = static_cast<CFRuntimeBase*>(memory);
+    base->typeID = static_cast<uint32_t>(type);
+    base->retainCount = 1;
+    return memory;
+}
+
+CFTypeRef CFRetain(CFTypeRef value) {
+    auto* base = const_cast<CFRuntimeBase*>(_base(value));
+    if (base->retainCount != kCFImmortal) ++base->retainCount;
+    return value;
+}
+
+void CFRelease(CFTypeRef value) {
+    auto* base = const_cast<CFRuntimeBase*>(_base(value));
+    if (base->retainCount == kCFImmortal) return;
+    if (--base->retainCount > 0) return;
+    switch (base->typeID) {
+    case kCFStringTypeID: _CFStringFinalize(value); break;
+    case kCFDataTypeID: _CFDataFinalize(value); break;
+    case kCFURLTypeID: _CFURLFinalize(value); break;
+    case kCFArrayTypeID: _CFArrayFinalize(value); break;
+    case kCFDictionaryTypeID: _CFDictionaryFinalize(value); break;
+    case kCFReadStreamTypeID: _CFReadStreamFinalize(value); break;
+    default: break;
+    }
+    free(base);
+}
+
+CFTypeID CFGetTypeID(CFTypeRef value) { return _base(value)->typeID; }
+
+CFIndex CFGetRetainCount(CFTypeRef value) {
+    uint32_t count = _base(value)->retainCount;
+    return count == kCFImmortal ? CFIndex(0x7FFFFFFF) : CFIndex(count);
+}
+
+bool CFEqual(CFTypeRef a, CFTypeRef b) {
+    if (a == b) return true;
+    if (!a || !b || CFGetTypeID(a) != CFGetTypeID(b)) return false;
+    switch (CFGetTypeID(a)) {
+    case kCFStringTypeID: return _CFStringEqual(a, b);
+    case kCFNumberTypeID: return _CFNumberEqual(a, b);
+    case kCFDateTypeID: return _CFDateEqual(a, b);
+    case kCFDataTypeID: return _CFDataEqual(a, b);
+    default: return false;
+    }
+}

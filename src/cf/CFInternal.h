@@ -1,0 +1,16 @@
+// CFInternal.h - hooks between CFBase and the value implementations; not for callers.
+#pragma once
+
+#include "cf/CFBase.h"
+
+void _CFStringFinalize(CFTypeRef value);
+void _CFDataFinalize(CFTypeRef value);
+void _CFURLFinalize(CFTypeRef value);
+void _CFArrayFinalize(CFTypeRef value);
+void _CFDictionaryFinalize(CFTypeRef value);
+void _CFReadStreamFinalize(CFTypeRef value);
+
+bool _CFStringEqual(CFTypeRef a, CFTypeRef b);
+bool _CFNumberEqual(CFTypeRef a, CFTypeRef b);
+bool _CFDateEqual(CFTypeRef a, CFTypeRef b);
+bool _CFDataEqual(CFTypeRef a, CFTypeRef b);
