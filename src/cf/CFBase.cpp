@@ -6,7 +6,9 @@
 #include <cstdio>
 #include <cstdlib>
 
-static const CFRuntimeBase* _base(CFTypeRef value) { return static_cast<const CFRuntimeBase*>(value); }
+static const CFRuntimeBase* _base(CFTypeRef value) {
+    return static_cast<const CFRuntimeBase*>(value);
+}
 
 void* _CFRuntimeCreate(CFTypeID type, size_t size) {
     void* memory = calloc(1, size);
@@ -31,18 +33,33 @@ void CFRelease(CFTypeRef value) {
     if (base->retainCount == kCFImmortal) return;
     if (--base->retainCount > 0) return;
     switch (base->typeID) {
-    case kCFStringTypeID: _CFStringFinalize(value); break;
-    case kCFDataTypeID: _CFDataFinalize(value); break;
-    case kCFURLTypeID: _CFURLFinalize(value); break;
-    case kCFArrayTypeID: _CFArrayFinalize(value); break;
-    case kCFDictionaryTypeID: _CFDictionaryFinalize(value); break;
-    case kCFReadStreamTypeID: _CFReadStreamFinalize(value); break;
-    default: break;
+    case kCFStringTypeID:
+        _CFStringFinalize(value);
+        break;
+    case kCFDataTypeID:
+        _CFDataFinalize(value);
+        break;
+    case kCFURLTypeID:
+        _CFURLFinalize(value);
+        break;
+    case kCFArrayTypeID:
+        _CFArrayFinalize(value);
+        break;
+    case kCFDictionaryTypeID:
+        _CFDictionaryFinalize(value);
+        break;
+    case kCFReadStreamTypeID:
+        _CFReadStreamFinalize(value);
+        break;
+    default:
+        break;
     }
     free(base);
 }
 
-CFTypeID CFGetTypeID(CFTypeRef value) { return _base(value)->typeID; }
+CFTypeID CFGetTypeID(CFTypeRef value) {
+    return _base(value)->typeID;
+}
 
 CFIndex CFGetRetainCount(CFTypeRef value) {
     uint32_t count = _base(value)->retainCount;
@@ -53,10 +70,15 @@ bool CFEqual(CFTypeRef a, CFTypeRef b) {
     if (a == b) return true;
     if (!a || !b || CFGetTypeID(a) != CFGetTypeID(b)) return false;
     switch (CFGetTypeID(a)) {
-    case kCFStringTypeID: return _CFStringEqual(a, b);
-    case kCFNumberTypeID: return _CFNumberEqual(a, b);
-    case kCFDateTypeID: return _CFDateEqual(a, b);
-    case kCFDataTypeID: return _CFDataEqual(a, b);
-    default: return false;
+    case kCFStringTypeID:
+        return _CFStringEqual(a, b);
+    case kCFNumberTypeID:
+        return _CFNumberEqual(a, b);
+    case kCFDateTypeID:
+        return _CFDateEqual(a, b);
+    case kCFDataTypeID:
+        return _CFDataEqual(a, b);
+    default:
+        return false;
     }
 }

@@ -13,7 +13,9 @@ struct CFData {
     uint8_t* bytes;
 };
 
-CFTypeID CFDataGetTypeID() { return kCFDataTypeID; }
+CFTypeID CFDataGetTypeID() {
+    return kCFDataTypeID;
+}
 
 static void _grow(CFData* d, size_t capacity) {
     if (capacity <= d->capacity) return;
@@ -45,16 +47,25 @@ void CFDataSetLength(CFMutableDataRef d, CFIndex length) {
 void CFDataAppendBytes(CFMutableDataRef d, const void* bytes, CFIndex length) {
     if (length <= 0) return;
     size_t n = size_t(length);
-    if (d->length + n > d->capacity) _grow(d, d->length + n > 2 * d->capacity ? d->length + n : 2 * d->capacity);
+    if (d->length + n > d->capacity)
+        _grow(d, d->length + n > 2 * d->capacity ? d->length + n : 2 * d->capacity);
     memcpy(d->bytes + d->length, bytes, n);
     d->length += n;
 }
 
-CFIndex CFDataGetLength(CFDataRef d) { return CFIndex(d->length); }
-const uint8_t* CFDataGetBytePtr(CFDataRef d) { return d->bytes; }
-uint8_t* CFDataGetMutableBytePtr(CFMutableDataRef d) { return d->bytes; }
+CFIndex CFDataGetLength(CFDataRef d) {
+    return CFIndex(d->length);
+}
+const uint8_t* CFDataGetBytePtr(CFDataRef d) {
+    return d->bytes;
+}
+uint8_t* CFDataGetMutableBytePtr(CFMutableDataRef d) {
+    return d->bytes;
+}
 
-void _CFDataFinalize(CFTypeRef value) { free(static_cast<const CFData*>(value)->bytes); }
+void _CFDataFinalize(CFTypeRef value) {
+    free(static_cast<const CFData*>(value)->bytes);
+}
 
 bool _CFDataEqual(CFTypeRef a, CFTypeRef b) {
     auto* x = static_cast<CFDataRef>(a);

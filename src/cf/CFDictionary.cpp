@@ -27,21 +27,29 @@ struct CFDictionary {
 // Below this size a linear scan beats the index.
 constexpr uint32_t kIndexedFrom = 24;
 
-CFTypeID CFDictionaryGetTypeID() { return kCFDictionaryTypeID; }
+CFTypeID CFDictionaryGetTypeID() {
+    return kCFDictionaryTypeID;
+}
 
-static CFStringRef _key(const Pair& pair) { return static_cast<CFStringRef>(pair.key); }
+static CFStringRef _key(const Pair& pair) {
+    return static_cast<CFStringRef>(pair.key);
+}
 
-CFDictionaryRef _CFDictionaryCreateTakingPairs(const CFTypeRef* keys, const CFTypeRef* values, CFIndex count) {
+CFDictionaryRef _CFDictionaryCreateTakingPairs(const CFTypeRef* keys, const CFTypeRef* values,
+                                               CFIndex count) {
     size_t n = count > 0 ? size_t(count) : 0;
-    auto* d = static_cast<CFDictionary*>(_CFRuntimeCreate(kCFDictionaryTypeID, sizeof(CFDictionary) + n * sizeof(Pair)));
-    for (size_t i = 0; i < n; ++i) d->pairs[i] = Pair{keys[i], values[i]};
+    auto* d = static_cast<CFDictionary*>(
+        _CFRuntimeCreate(kCFDictionaryTypeID, sizeof(CFDictionary) + n * sizeof(Pair)));
+    for (size_t i = 0; i < n; ++i)
+        d->pairs[i] = Pair{keys[i], values[i]};
     d->count = uint32_t(n);
     if (n < kIndexedFrom) {
         // Drop earlier duplicates so the last value of a repeated key wins.
         uint32_t kept = 0;
         for (uint32_t i = 0; i < n; ++i) {
             bool later = false;
-            for (uint32_t j = i + 1; j < n && !later; ++j) later = CFStringEqual(_key(d->pairs[i]), _key(d->pairs[j]));
+            for (uint32_t j = i + 1; j < n && !later; ++j)
+                later = CFStringEqual(_key(d->pairs[i]), _key(d->pairs[j]));
             if (later) {
                 CFRelease(d->pairs[i].key);
                 CFRelease(d->pairs[i].value);
@@ -53,7 +61,8 @@ CFDictionaryRef _CFDictionaryCreateTakingPairs(const CFTypeRef* keys, const CFTy
         return d;
     }
     std::vector<uint32_t> order(n);
-    for (uint32_t i = 0; i < n; ++i) order[i] = i;
+    for (uint32_t i = 0; i < n; ++i)
+        order[i] = i;
     std::stable_sort(order.begin(), order.end(), [d](uint32_t a, uint32_t b) {
         return CFStringCompare(_key(d->pairs[a]), _key(d->pairs[b]), 0) == kCFCompareLessThan;
     });
@@ -81,7 +90,8 @@ CFDictionaryRef _CFDictionaryCreateTakingPairs(const CFTypeRef* keys, const CFTy
             moved[i] = kept;
             d->pairs[kept++] = d->pairs[i];
         }
-        for (auto& position : unique) position = moved[position];
+        for (auto& position : unique)
+            position = moved[position];
         d->count = kept;
     }
     d->index = static_cast<uint32_t*>(malloc(unique.size() * sizeof(uint32_t)));
@@ -98,7 +108,9 @@ CFDictionaryRef CFDictionaryCreate(const CFTypeRef* keys, const CFTypeRef* value
     return _CFDictionaryCreateTakingPairs(keys, values, count);
 }
 
-CFIndex CFDictionaryGetCount(CFDictionaryRef d) { return CFIndex(d->count); }
+CFIndex CFDictionaryGetCount(CFDictionaryRef d) {
+    return CFIndex(d->count);
+}
 
 static const Pair* _find(CFDictionaryRef d, CFStringRef key) {
     if (!d->index) {

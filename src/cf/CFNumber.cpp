@@ -27,7 +27,9 @@ struct CFDate {
     CFAbsoluteTime time;
 };
 
-CFTypeID CFNumberGetTypeID() { return kCFNumberTypeID; }
+CFTypeID CFNumberGetTypeID() {
+    return kCFNumberTypeID;
+}
 
 CFNumberRef CFNumberCreate(CFNumberType type, const void* valuePtr) {
     auto* n = static_cast<CFNumber*>(_CFRuntimeCreate(kCFNumberTypeID, sizeof(CFNumber)));
@@ -39,7 +41,9 @@ CFNumberRef CFNumberCreate(CFNumberType type, const void* valuePtr) {
         n->integer = v;
         break;
     }
-    case kCFNumberSInt64Type: memcpy(&n->integer, valuePtr, sizeof n->integer); break;
+    case kCFNumberSInt64Type:
+        memcpy(&n->integer, valuePtr, sizeof n->integer);
+        break;
     case kCFNumberFloat64Type:
     case kCFNumberDoubleType:
         n->real = true;
@@ -54,7 +58,8 @@ template <class Int> static bool _fromDouble(double d, Int* out) {
         *out = 0;
         return false;
     }
-    double low = double(std::numeric_limits<Int>::min()), high = double(std::numeric_limits<Int>::max());
+    double low = double(std::numeric_limits<Int>::min()),
+           high = double(std::numeric_limits<Int>::max());
     if (d <= low) {
         *out = std::numeric_limits<Int>::min();
         return d == low;
@@ -103,7 +108,9 @@ bool CFNumberGetValue(CFNumberRef n, CFNumberType type, void* valuePtr) {
     return false;
 }
 
-bool CFNumberIsFloatType(CFNumberRef n) { return n->real; }
+bool CFNumberIsFloatType(CFNumberRef n) {
+    return n->real;
+}
 
 bool _CFNumberEqual(CFTypeRef a, CFTypeRef b) {
     auto* x = static_cast<CFNumberRef>(a);
@@ -115,16 +122,22 @@ bool _CFNumberEqual(CFTypeRef a, CFTypeRef b) {
     return u == v;
 }
 
-CFTypeID CFBooleanGetTypeID() { return kCFBooleanTypeID; }
+CFTypeID CFBooleanGetTypeID() {
+    return kCFBooleanTypeID;
+}
 
 static CFBoolean _true{{kCFBooleanTypeID, kCFImmortal}, true};
 static CFBoolean _false{{kCFBooleanTypeID, kCFImmortal}, false};
 const CFBooleanRef kCFBooleanTrue = &_true;
 const CFBooleanRef kCFBooleanFalse = &_false;
 
-bool CFBooleanGetValue(CFBooleanRef b) { return b->value; }
+bool CFBooleanGetValue(CFBooleanRef b) {
+    return b->value;
+}
 
-CFTypeID CFDateGetTypeID() { return kCFDateTypeID; }
+CFTypeID CFDateGetTypeID() {
+    return kCFDateTypeID;
+}
 
 CFDateRef CFDateCreate(CFAbsoluteTime time) {
     auto* d = static_cast<CFDate*>(_CFRuntimeCreate(kCFDateTypeID, sizeof(CFDate)));
@@ -132,7 +145,9 @@ CFDateRef CFDateCreate(CFAbsoluteTime time) {
     return d;
 }
 
-CFAbsoluteTime CFDateGetAbsoluteTime(CFDateRef date) { return date->time; }
+CFAbsoluteTime CFDateGetAbsoluteTime(CFDateRef date) {
+    return date->time;
+}
 
 bool _CFDateEqual(CFTypeRef a, CFTypeRef b) {
     return static_cast<CFDateRef>(a)->time == static_cast<CFDateRef>(b)->time;

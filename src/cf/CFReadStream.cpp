@@ -25,10 +25,13 @@ struct CFReadStream {
 
 const CFStringRef kCFStreamPropertyFileCurrentOffset = CFSTR("kCFStreamPropertyFileCurrentOffset");
 
-CFTypeID CFReadStreamGetTypeID() { return kCFReadStreamTypeID; }
+CFTypeID CFReadStreamGetTypeID() {
+    return kCFReadStreamTypeID;
+}
 
 CFReadStreamRef CFReadStreamCreateWithFile(CFURLRef url) {
-    auto* s = static_cast<CFReadStream*>(_CFRuntimeCreate(kCFReadStreamTypeID, sizeof(CFReadStream)));
+    auto* s =
+        static_cast<CFReadStream*>(_CFRuntimeCreate(kCFReadStreamTypeID, sizeof(CFReadStream)));
     s->path = strdup(CFURLGetPOSIXPath(url));
     if (!s->path) abort();
     s->fd = -1;

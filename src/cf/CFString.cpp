@@ -20,10 +20,16 @@ struct CFString {
     void* chars;       // the storage; inline right after the header for immutable strings
 };
 
-CFTypeID CFStringGetTypeID() { return kCFStringTypeID; }
+CFTypeID CFStringGetTypeID() {
+    return kCFStringTypeID;
+}
 
-static const uint8_t* _narrow(CFStringRef s) { return static_cast<const uint8_t*>(s->chars); }
-static const UniChar* _wide(CFStringRef s) { return static_cast<const UniChar*>(s->chars); }
+static const uint8_t* _narrow(CFStringRef s) {
+    return static_cast<const uint8_t*>(s->chars);
+}
+static const UniChar* _wide(CFStringRef s) {
+    return static_cast<const UniChar*>(s->chars);
+}
 
 static inline UniChar _unit(CFStringRef s, CFIndex i) {
     return s->wide ? _wide(s)[i] : _narrow(s)[i];
@@ -32,7 +38,8 @@ static inline UniChar _unit(CFStringRef s, CFIndex i) {
 // An immutable string with room for `length` units of the chosen width, inline.
 static CFString* _allocate(size_t length, bool wide) {
     size_t bytes = length * (wide ? 2 : 1);
-    auto* s = static_cast<CFString*>(_CFRuntimeCreate(kCFStringTypeID, sizeof(CFString) + bytes + 1));
+    auto* s =
+        static_cast<CFString*>(_CFRuntimeCreate(kCFStringTypeID, sizeof(CFString) + bytes + 1));
     s->length = static_cast<uint32_t>(length);
     s->wide = wide;
     s->chars = s + 1;
@@ -114,7 +121,8 @@ template <class Unit> static void _storeUTF8(const uint8_t* p, size_t n, Unit* o
 
 static bool _isASCII(const uint8_t* p, size_t n) {
     uint8_t bits = 0;
-    for (size_t i = 0; i < n; ++i) bits |= p[i];
+    for (size_t i = 0; i < n; ++i)
+        bits |= p[i];
     return bits < 0x80;
 }
 
@@ -144,13 +152,15 @@ CFStringRef CFStringCreateWithBytes(const void* bytes, CFIndex length, CFStringE
 CFStringRef CFStringCreateWithCharacters(const UniChar* units, CFIndex count) {
     size_t n = count > 0 ? size_t(count) : 0;
     bool wide = false;
-    for (size_t i = 0; i < n && !wide; ++i) wide = units[i] > 0xFF;
+    for (size_t i = 0; i < n && !wide; ++i)
+        wide = units[i] > 0xFF;
     CFString* s = _allocate(n, wide);
     if (wide) {
         memcpy(s->chars, units, n * 2);
     } else {
         auto* out = static_cast<uint8_t*>(s->chars);
-        for (size_t i = 0; i < n; ++i) out[i] = uint8_t(units[i]);
+        for (size_t i = 0; i < n; ++i)
+            out[i] = uint8_t(units[i]);
     }
     return s;
 }
@@ -172,8 +182,10 @@ CFStringRef CFStringCreateWithFormat(const char* format, ...) {
         va_end(args);
         text.resize(size_t(n));
     }
-    CFStringRef s = CFStringCreateWithBytes(text.data(), CFIndex(text.size()), kCFStringEncodingUTF8);
-    if (!s) s = CFStringCreateWithBytes(text.data(), CFIndex(text.size()), kCFStringEncodingISOLatin1);
+    CFStringRef s =
+        CFStringCreateWithBytes(text.data(), CFIndex(text.size()), kCFStringEncodingUTF8);
+    if (!s)
+        s = CFStringCreateWithBytes(text.data(), CFIndex(text.size()), kCFStringEncodingISOLatin1);
     return s;
 }
 
@@ -192,9 +204,13 @@ CFStringRef __CFStringMakeConstantString(const char* text) {
 
 // --- access ----------------------------------------------------------------------------------
 
-CFIndex CFStringGetLength(CFStringRef s) { return CFIndex(s->length); }
+CFIndex CFStringGetLength(CFStringRef s) {
+    return CFIndex(s->length);
+}
 
-UniChar CFStringGetCharacterAtIndex(CFStringRef s, CFIndex i) { return _unit(s, i); }
+UniChar CFStringGetCharacterAtIndex(CFStringRef s, CFIndex i) {
+    return _unit(s, i);
+}
 
 void CFStringGetCharacters(CFStringRef s, CFRange range, UniChar* buffer) {
     if (s->wide) {
@@ -202,11 +218,16 @@ void CFStringGetCharacters(CFStringRef s, CFRange range, UniChar* buffer) {
         return;
     }
     const uint8_t* p = _narrow(s) + range.location;
-    for (CFIndex i = 0; i < range.length; ++i) buffer[i] = p[i];
+    for (CFIndex i = 0; i < range.length; ++i)
+        buffer[i] = p[i];
 }
 
-const UniChar* CFStringGetCharactersPtr(CFStringRef s) { return s->wide ? _wide(s) : nullptr; }
-const uint8_t* CFStringGetLatin1Ptr(CFStringRef s) { return s->wide ? nullptr : _narrow(s); }
+const UniChar* CFStringGetCharactersPtr(CFStringRef s) {
+    return s->wide ? _wide(s) : nullptr;
+}
+const uint8_t* CFStringGetLatin1Ptr(CFStringRef s) {
+    return s->wide ? nullptr : _narrow(s);
+}
 
 CFIndex CFStringGetBytes(CFStringRef s, CFRange range, CFStringEncoding encoding, uint8_t lossByte,
                          bool isExternalRepresentation, uint8_t* buffer, CFIndex maxLength,
@@ -259,8 +280,8 @@ std::string CFStringGetUTF8(CFStringRef s) {
     CFIndex bytes = 0;
     CFStringGetBytes(s, all, kCFStringEncodingUTF8, 0, false, nullptr, 0, &bytes);
     std::string out(size_t(bytes), '\0');
-    CFStringGetBytes(s, all, kCFStringEncodingUTF8, 0, false, reinterpret_cast<uint8_t*>(out.data()),
-                     bytes, &bytes);
+    CFStringGetBytes(s, all, kCFStringEncodingUTF8, 0, false,
+                     reinterpret_cast<uint8_t*>(out.data()), bytes, &bytes);
     out.resize(size_t(bytes));
     return out;
 }
@@ -292,7 +313,8 @@ bool CFStringEqual(CFStringRef a, CFStringRef b) {
 
 size_t CFStringHash(CFStringRef s) {
     size_t h = 1469598103934665603ull;
-    for (uint32_t i = 0; i < s->length; ++i) h = (h ^ _unit(s, i)) * 1099511628211ull;
+    for (uint32_t i = 0; i < s->length; ++i)
+        h = (h ^ _unit(s, i)) * 1099511628211ull;
     return h;
 }
 
@@ -312,7 +334,8 @@ bool CFStringHasPrefix(CFStringRef s, CFStringRef prefix) {
 
 int32_t CFStringGetIntValue(CFStringRef s) {
     uint32_t i = 0, n = s->length;
-    while (i < n && (_unit(s, i) == ' ' || (_unit(s, i) >= '\t' && _unit(s, i) <= '\r'))) ++i;
+    while (i < n && (_unit(s, i) == ' ' || (_unit(s, i) >= '\t' && _unit(s, i) <= '\r')))
+        ++i;
     bool negative = false;
     if (i < n && (_unit(s, i) == '-' || _unit(s, i) == '+')) negative = _unit(s, i++) == '-';
     int64_t value = 0;
@@ -345,7 +368,8 @@ static void _reserve(CFString* s, size_t extra, bool wide) {
     if (!fresh) abort();
     if (widen) {
         auto* out = static_cast<UniChar*>(fresh);
-        for (uint32_t i = 0; i < s->length; ++i) out[i] = _narrow(s)[i];
+        for (uint32_t i = 0; i < s->length; ++i)
+            out[i] = _narrow(s)[i];
     } else if (s->length) {
         memcpy(fresh, s->chars, s->length * (nowWide ? 2 : 1));
     }

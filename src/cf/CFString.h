@@ -69,4 +69,5 @@ size_t CFStringHash(CFStringRef string);
 CFMutableStringRef CFStringCreateMutable(CFIndex maxLength);
 void CFStringAppend(CFMutableStringRef string, CFStringRef appended);
 // Appends bytes in UTF-8 or ISO Latin 1 (invalid UTF-8 appends nothing and returns false).
-bool CFStringAppendBytes(CFMutableStringRef string, std::string_view bytes, CFStringEncoding encoding);
+bool CFStringAppendBytes(CFMutableStringRef string, std::string_view bytes,
+                         CFStringEncoding encoding);

@@ -10,14 +10,17 @@
 
 struct CFURL {
     CFRuntimeBase base;
-    char* path;              // NUL-terminated bytes
+    char* path; // NUL-terminated bytes
     size_t length;
     mutable CFStringRef text; // the string form, made on first use
 };
 
-CFTypeID CFURLGetTypeID() { return kCFURLTypeID; }
+CFTypeID CFURLGetTypeID() {
+    return kCFURLTypeID;
+}
 
-CFURLRef CFURLCreateFromFileSystemRepresentation(const char* path, CFIndex length, bool isDirectory) {
+CFURLRef CFURLCreateFromFileSystemRepresentation(const char* path, CFIndex length,
+                                                 bool isDirectory) {
     size_t n = length > 0 ? size_t(length) : 0;
     bool addSlash = isDirectory && (n == 0 || path[n - 1] != '/');
     auto* url = static_cast<CFURL*>(_CFRuntimeCreate(kCFURLTypeID, sizeof(CFURL)));
@@ -32,10 +35,12 @@ CFURLRef CFURLCreateFromFileSystemRepresentation(const char* path, CFIndex lengt
 
 CFURLRef CFURLCreateWithFileSystemPath(CFStringRef path, CFURLPathStyle, bool isDirectory) {
     std::string bytes = CFStringGetUTF8(path);
-    return CFURLCreateFromFileSystemRepresentation(bytes.data(), CFIndex(bytes.size()), isDirectory);
+    return CFURLCreateFromFileSystemRepresentation(bytes.data(), CFIndex(bytes.size()),
+                                                   isDirectory);
 }
 
-CFURLRef CFURLCreateCopyAppendingPathComponent(CFURLRef url, CFStringRef component, bool isDirectory) {
+CFURLRef CFURLCreateCopyAppendingPathComponent(CFURLRef url, CFStringRef component,
+                                               bool isDirectory) {
     std::string path(url->path, url->length);
     if (path.empty() || path.back() != '/') path += '/';
     path += CFStringGetUTF8(component);
@@ -49,9 +54,11 @@ static CFStringRef _stringFromPathBytes(const char* p, size_t n) {
 
 CFStringRef CFURLCopyLastPathComponent(CFURLRef url) {
     size_t end = url->length;
-    while (end > 1 && url->path[end - 1] == '/') --end;
+    while (end > 1 && url->path[end - 1] == '/')
+        --end;
     size_t start = end;
-    while (start > 0 && url->path[start - 1] != '/') --start;
+    while (start > 0 && url->path[start - 1] != '/')
+        --start;
     if (start == end && end > 0) return CFSTR("/");
     return _stringFromPathBytes(url->path + start, end - start);
 }
@@ -75,7 +82,9 @@ CFStringRef CFURLGetString(CFURLRef url) {
     return url->text;
 }
 
-const char* CFURLGetPOSIXPath(CFURLRef url) { return url->path; }
+const char* CFURLGetPOSIXPath(CFURLRef url) {
+    return url->path;
+}
 
 void _CFURLFinalize(CFTypeRef value) {
     auto* url = static_cast<const CFURL*>(value);

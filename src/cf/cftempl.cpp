@@ -31,8 +31,11 @@ std::string toString(CFStringRef string) {
 }
 
 CFString_t makeString(std::string_view bytes) {
-    CFStringRef s = CFStringCreateWithBytes(bytes.data(), CFIndex(bytes.size()), kCFStringEncodingUTF8);
-    if (!s) s = CFStringCreateWithBytes(bytes.data(), CFIndex(bytes.size()), kCFStringEncodingISOLatin1);
+    CFStringRef s =
+        CFStringCreateWithBytes(bytes.data(), CFIndex(bytes.size()), kCFStringEncodingUTF8);
+    if (!s)
+        s = CFStringCreateWithBytes(bytes.data(), CFIndex(bytes.size()),
+                                    kCFStringEncodingISOLatin1);
     return CFString_t(s, CFString_t::Create);
 }
 
@@ -42,7 +45,9 @@ CFNumber_t::operator int() const {
     return value;
 }
 
-CFNumber_t::operator unsigned int() const { return static_cast<unsigned int>(static_cast<int>(*this)); }
+CFNumber_t::operator unsigned int() const {
+    return static_cast<unsigned int>(static_cast<int>(*this));
+}
 
 CFNumber_t::operator double() const {
     double value = 0;
@@ -58,16 +63,20 @@ CFString_t CFDictionary_t::get(CFStringRef key, const CFString_t& def) const {
 
 CFReadStream_t::CFReadStream_t(const void* ref, Rule rule) : CoreType(ref, rule) {
     TS_ASSERT(rule == Create, "cftempl", 125);
-    if (!CFReadStreamOpen(ref_)) throwRTE("CFReadStream_t", "couldn't open read stream (file not found?)");
+    if (!CFReadStreamOpen(ref_))
+        throwRTE("CFReadStream_t", "couldn't open read stream (file not found?)");
 }
 
-CFReadStream_t::CFReadStream_t(const CFURL_t& url) : CoreType(CFReadStreamCreateWithFile(url), Create) {
+CFReadStream_t::CFReadStream_t(const CFURL_t& url)
+    : CoreType(CFReadStreamCreateWithFile(url), Create) {
     if (!CFReadStreamOpen(ref_))
         throwRTE("CFReadStream_t", "couldn't open read stream URL '%s' (file not found?)",
                  toString(CFURLGetString(url)).c_str());
 }
 
-CFReadStream_t::~CFReadStream_t() { CFReadStreamClose(ref_); }
+CFReadStream_t::~CFReadStream_t() {
+    CFReadStreamClose(ref_);
+}
 
 bool CFReadStream_t::seekAbsolute(int offset) {
     int32_t value = offset;
@@ -76,7 +85,8 @@ bool CFReadStream_t::seekAbsolute(int offset) {
 }
 
 bool CFReadStream_t::seekRelative(int delta) {
-    CFNumber_t current(CFReadStreamCopyProperty(ref_, kCFStreamPropertyFileCurrentOffset), CFNumber_t::Create);
+    CFNumber_t current(CFReadStreamCopyProperty(ref_, kCFStreamPropertyFileCurrentOffset),
+                       CFNumber_t::Create);
     int32_t offset;
     if (!CFNumberGetValue(current, kCFNumberSInt32Type, &offset)) return false;
     int64_t target = int64_t(offset) + delta;

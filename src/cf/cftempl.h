@@ -20,19 +20,20 @@
 
 // Throws std::runtime_error with "(In func) : " and the formatted message (at most 8191
 // characters in all). Never returns.
-[[noreturn]] void throwRTE(const char* func, const char* format, ...) __attribute__((format(printf, 2, 3)));
+[[noreturn]] void throwRTE(const char* func, const char* format, ...)
+    __attribute__((format(printf, 2, 3)));
 
 // The UTF-8 form of a string, cut after the last whole character that fits in 1024 bytes.
 std::string toString(CFStringRef string);
 
 // The names a wrapper's errors use for the reference type it holds.
 template <class T> struct CFTypeNames;
-#define TS_CF_TYPE_NAMES(Ref, mangled, declared, typeIdFunction)                                     \
-    template <> struct CFTypeNames<Ref> {                                                           \
-        static constexpr const char* name = mangled;                                                \
-        static constexpr const char* signature =                                                    \
-            "CoreType<T, F>::CoreType(const void*, CoreType<T, F>::Rule) [with T = " declared       \
-            ", CFTypeID (* F)() = " typeIdFunction "]";                                             \
+#define TS_CF_TYPE_NAMES(Ref, mangled, declared, typeIdFunction)                                   \
+    template <> struct CFTypeNames<Ref> {                                                          \
+        static constexpr const char* name = mangled;                                               \
+        static constexpr const char* signature =                                                   \
+            "CoreType<T, F>::CoreType(const void*, CoreType<T, F>::Rule) [with T = " declared      \
+            ", CFTypeID (* F)() = " typeIdFunction "]";                                            \
     }
 TS_CF_TYPE_NAMES(CFStringRef, "PK10__CFString", "const __CFString*", "CFStringGetTypeID");
 TS_CF_TYPE_NAMES(CFMutableStringRef, "P10__CFString", "__CFString*", "CFStringGetTypeID");
@@ -40,7 +41,8 @@ TS_CF_TYPE_NAMES(CFNumberRef, "PK10__CFNumber", "const __CFNumber*", "CFNumberGe
 TS_CF_TYPE_NAMES(CFBooleanRef, "PK11__CFBoolean", "const __CFBoolean*", "CFBooleanGetTypeID");
 TS_CF_TYPE_NAMES(CFDataRef, "PK8__CFData", "const __CFData*", "CFDataGetTypeID");
 TS_CF_TYPE_NAMES(CFURLRef, "PK7__CFURL", "const __CFURL*", "CFURLGetTypeID");
-TS_CF_TYPE_NAMES(CFDictionaryRef, "PK14__CFDictionary", "const __CFDictionary*", "CFDictionaryGetTypeID");
+TS_CF_TYPE_NAMES(CFDictionaryRef, "PK14__CFDictionary", "const __CFDictionary*",
+                 "CFDictionaryGetTypeID");
 TS_CF_TYPE_NAMES(CFArrayRef, "PK9__CFArray", "const __CFArray*", "CFArrayGetTypeID");
 TS_CF_TYPE_NAMES(CFReadStreamRef, "P14__CFReadStream", "__CFReadStream*", "CFReadStreamGetTypeID");
 #undef TS_CF_TYPE_NAMES
@@ -89,7 +91,8 @@ template <class T, CFTypeID (*F)()> class CoreType {
 class CFString_t : public CoreType<CFStringRef, CFStringGetTypeID> {
   public:
     // A constant string for a literal.
-    template <size_t N> CFString_t(const char (&literal)[N]) : CoreType(__CFStringMakeConstantString(literal), Get) {}
+    template <size_t N>
+    CFString_t(const char (&literal)[N]) : CoreType(__CFStringMakeConstantString(literal), Get) {}
     CFString_t(const void* ref, Rule rule) : CoreType(ref, rule) {}
 };
 
@@ -120,13 +123,16 @@ typedef CFArray_t<CFString_t> StrArray;
 template <class W> struct CFWrapperName;
 template <> struct CFWrapperName<CFString_t> { static constexpr const char* name = "CFString_t"; };
 template <> struct CFWrapperName<CFNumber_t> { static constexpr const char* name = "CFNumber_t"; };
-template <> struct CFWrapperName<CFBoolean_t> { static constexpr const char* name = "CFBoolean_t"; };
+template <> struct CFWrapperName<CFBoolean_t> {
+    static constexpr const char* name = "CFBoolean_t";
+};
 template <> struct CFWrapperName<NumArray> { static constexpr const char* name = "NumArray"; };
 template <> struct CFWrapperName<StrArray> { static constexpr const char* name = "StrArray"; };
 
 class CFDictionary_t : public CoreType<CFDictionaryRef, CFDictionaryGetTypeID> {
   public:
     CFDictionary_t(const void* ref, Rule rule) : CoreType(ref, rule) {}
+    using CoreType::get;
 
     // The value for key as a W. Throws "dictionary doesn't have key '...'" when absent, and
     // the type error of W when the value is of another type.
@@ -134,7 +140,9 @@ class CFDictionary_t : public CoreType<CFDictionaryRef, CFDictionaryGetTypeID> {
     // The string for key, or a copy of def when absent (another type still throws).
     CFString_t get(CFStringRef key, const CFString_t& def) const;
 };
-template <> struct CFWrapperName<CFDictionary_t> { static constexpr const char* name = "CFDictionary_t"; };
+template <> struct CFWrapperName<CFDictionary_t> {
+    static constexpr const char* name = "CFDictionary_t";
+};
 
 template <class E> class CFArray_t : public CoreType<CFArrayRef, CFArrayGetTypeID> {
   public:
@@ -158,8 +166,9 @@ template <> struct CFWrapperName<CFArray_t<CFDictionary_t>> {
 template <class W> W CFDictionary_t::get(CFStringRef key) const {
     CFTypeRef value;
     if (!CFDictionaryGetValueIfPresent(ref_, key, &value)) {
-        std::string signature = std::string("T CFDictionary_t::get(const __CFString*) const [with T = ") +
-                                CFWrapperName<W>::name + "]";
+        std::string signature =
+            std::string("T CFDictionary_t::get(const __CFString*) const [with T = ") +
+            CFWrapperName<W>::name + "]";
         throwRTE(signature.c_str(), "dictionary doesn't have key '%s'", toString(key).c_str());
     }
     return W(value, W::Get);

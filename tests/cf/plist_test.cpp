@@ -1,0 +1,119 @@
+// plist_test.cpp - reading and writing XML property lists.
+#include "cf/CFPropertyList.h"
+#include "cf/cftempl.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const char* kHeader = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                      "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+                      "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n";
+
+CFDictionary_t parseDict(const std::string& body) {
+    std::string error;
+    CFTypeRef root = CFPropertyListCreateFromXMLData(
+        kHeader + std::string("<plist version=\"1.0\">") + body + "</plist>", &error);
+    EXPECT_NE(root, nullptr) << error;
+    return CFDictionary_t(root, CFDictionary_t::Create);
+}
+
+TEST(PropertyListReader, ReadsEveryValueType) {
+    CFDictionary_t d =
+        parseDict("<dict><key>s</key><string>caf&#233; &amp; "
+                  "\xE6\x97\xA5</string><key>i</key><integer>-42</integer>"
+                  "<key>r</key><real>252585600.5</real><key>t</key><true/><key>f</key><false/>"
+                  "<key>d</key><date>2001-01-01T00:01:00Z</date><key>b</key><data>aGVs\nbG8=</data>"
+                  "<key>a</key><array><integer>1</integer><string></string></array><key>e</"
+                  "key><dict/></dict>");
+    EXPECT_EQ(CFStringGetUTF8(d.get<CFString_t>(CFSTR("s"))), "caf\xC3\xA9 & \xE6\x97\xA5");
+    EXPECT_EQ(int(d.get<CFNumber_t>(CFSTR("i"))), -42);
+    EXPECT_DOUBLE_EQ(double(d.get<CFNumber_t>(CFSTR("r"))), 252585600.5);
+    EXPECT_TRUE(CFBooleanGetValue(d.get<CFBoolean_t>(CFSTR("t"))));
+    EXPECT_FALSE(CFBooleanGetValue(d.get<CFBoolean_t>(CFSTR("f"))));
+    auto date = static_cast<CFDateRef>(CFDictionaryGetValue(d, CFSTR("d")));
+    EXPECT_DOUBLE_EQ(CFDateGetAbsoluteTime(date), 60.0);
+    auto data = static_cast<CFDataRef>(CFDictionaryGetValue(d, CFSTR("b")));
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
+                          size_t(CFDataGetLength(data))),
+              "hello");
+    auto array = static_cast<CFArrayRef>(CFDictionaryGetValue(d, CFSTR("a")));
+    EXPECT_EQ(CFArrayGetCount(array), 2);
+    EXPECT_EQ(CFDictionaryGetCount(d.get<CFDictionary_t>(CFSTR("e"))), 0);
+}
+
+TEST(PropertyListReader, RepeatedKeysShareOneStringAndLastValueWins) {
+    CFDictionary_t d =
+        parseDict("<dict><key>one</key><dict><key>Caption</key><string>a</string></dict>"
+                  "<key>two</key><dict><key>Caption</key><string>b</string>"
+                  "<key>Caption</key><string>c</string></dict></dict>");
+    CFTypeRef keys[2];
+    CFDictionaryGetKeysAndValues(d.get<CFDictionary_t>(CFSTR("one")), keys, nullptr);
+    CFTypeRef other[1];
+    CFDictionaryGetKeysAndValues(d.get<CFDictionary_t>(CFSTR("two")), other, nullptr);
+    EXPECT_EQ(keys[0], other[0]);
+    EXPECT_EQ(
+        CFStringGetUTF8(d.get<CFDictionary_t>(CFSTR("two")).get<CFString_t>(CFSTR("Caption"))),
+        "c");
+}
+
+TEST(PropertyListReader, LargeDictionariesFindEveryKey) {
+    std::string body = "<dict>";
+    for (int i = 0; i < 500; ++i)
+        body +=
+            "<key>" + std::to_string(i * 7) + "</key><integer>" + std::to_string(i) + "</integer>";
+    CFDictionary_t d = parseDict(body + "</dict>");
+    for (int i = 0; i < 500; ++i) {
+        CFString_t key = makeString(std::to_string(i * 7));
+        ASSERT_EQ(int(d.get<CFNumber_t>(key)), i);
+    }
+    EXPECT_EQ(CFDictionaryGetValue(d, CFSTR("3")), nullptr);
+}
+
+TEST(PropertyListReader, RefusesBrokenDocuments) {
+    const char* bad[] = {
+        "",
+        "<plist><dict><key>a</key></dict></plist>",
+        "<plist><dict><string>x</string></dict></plist>",
+        "<plist><integer>12x</integer></plist>",
+        "<plist><real>abc</real></plist>",
+        "<plist><date>yesterday</date></plist>",
+        "<plist><data>@@@@</data></plist>",
+        "<plist><unknown/></plist>",
+        "<plist><string>a</string><string>b</string></plist>",
+        "<plist><array><string>a</string></plist>",
+        "<!DOCTYPE plist [<!ENTITY a \"aaaa\">]><plist><string>&a;</string></plist>",
+        "<plist><key>a</key></plist>",
+    };
+    for (const char* xml : bad) {
+        std::string error;
+        EXPECT_EQ(CFPropertyListCreateFromXMLData(xml, &error), nullptr) << xml;
+        EXPECT_FALSE(error.empty()) << xml;
+    }
+    std::string deep;
+    for (int i = 0; i < 600; ++i)
+        deep += "<array>";
+    EXPECT_EQ(CFPropertyListCreateFromXMLData("<plist>" + deep + "</plist>"), nullptr);
+}
+
+TEST(PropertyListWriter, RoundTripsThroughTheReader) {
+    CFDictionary_t original =
+        parseDict("<dict><key>title</key><string>Caf\xC3\xA9 &lt;&amp;&gt; "
+                  "\xF0\x9F\x98\x80</string><key>port</key><integer>8080</integer>"
+                  "<key>real</key><real>0.1</real><key>auth</key><true/><key>when</"
+                  "key><date>2020-02-29T12:00:00Z</date>"
+                  "<key>blob</key><data>AAEC/w==</data><key>libraries</key><array><dict><key>id</"
+                  "key><integer>0</integer>"
+                  "<key>albums</key><array/></dict></array></dict>");
+    std::string text = CFPropertyListCreateXMLText(original);
+    CFTypeRef again = CFPropertyListCreateFromXMLData(text);
+    ASSERT_NE(again, nullptr) << text;
+    CFDictionary_t copy(again, CFDictionary_t::Create);
+    EXPECT_EQ(CFPropertyListCreateXMLText(copy), text);
+    EXPECT_EQ(CFStringGetUTF8(copy.get<CFString_t>(CFSTR("title"))),
+              "Caf\xC3\xA9 <&> \xF0\x9F\x98\x80");
+    EXPECT_DOUBLE_EQ(double(copy.get<CFNumber_t>(CFSTR("real"))), 0.1);
+    EXPECT_NE(text.find("<key>auth</key>\n\t<true/>"), std::string::npos);
+}
+
+} // namespace
