@@ -1,0 +1,32 @@
+// PreferenceStore.h - the application's preferences domain, kept in a property-list file.
+//
+// The domain is read from the file on first use and held in memory. Set values are pending
+// until synchronised: then the file is read again, the pending values are laid over it (every
+// other key is kept as the file has it), and the result is written to a temporary file that is
+// renamed over the old one. A file that exists but cannot be parsed is never overwritten: its
+// domain reads as empty (so every reader answers its default), values set meanwhile live in
+// memory only, and one line says which file could not be read and why.
+#pragma once
+
+#include "cf/CFBase.h"
+#include "cf/CFString.h"
+
+#include <string>
+
+// The preferences domain of this application.
+extern const CFStringRef appID;
+
+// The file the domain lives in: `--prefs FILE`, else
+// $XDG_CONFIG_HOME/tessellan/org.tessellan.Tessellan.plist (~/.config when unset).
+std::string CFPreferencesDefaultPath();
+// Points the store at path and forgets everything held in memory (start-up and tests).
+void CFPreferencesSetPath(const std::string& path);
+const std::string& CFPreferencesGetPath();
+
+// The value for key, or null when absent. The caller must release it.
+CFTypeRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef applicationID);
+// Sets (or, with a null value, removes) key; written at the next synchronisation.
+void CFPreferencesSetAppValue(CFStringRef key, CFTypeRef value, CFStringRef applicationID);
+// Writes pending values (when the file could be read) and reads the file again. False when
+// the file could not be read or written.
+bool CFPreferencesAppSynchronize(CFStringRef applicationID);

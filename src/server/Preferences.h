@@ -1,0 +1,34 @@
+// Preferences.h - the readers of the server's settings, each with its fixed default.
+//
+// Settings are read from the preferences domain on every call, never cached, after
+// checkPrefSync has had the chance to re-read the domain following a SIGHUP. No reader throws:
+// a value that is absent, of another type or unusable gives the default.
+#pragma once
+
+#include "cf/cftempl.h"
+
+#include <csignal>
+#include <string>
+
+// Set to 1 by the SIGHUP handler; checkPrefSync clears it.
+extern volatile sig_atomic_t syncPrefs;
+
+// The SIGHUP handler: sets syncPrefs and nothing else.
+void sigHup(int signal);
+// When syncPrefs is set: clears it, prints "sync prefs" and re-synchronises the domain.
+void checkPrefSync();
+
+// JPEG quality of thumbnails: "ThumbnailQuality" 0, 1, 2 give 30, 50, 70; anything else 50.
+unsigned prefGetThumbnailQuality();
+// JPEG quality of shrunk pictures: "ImageQuality" 0, 1, 2 give 50, 70, 90; anything else 90.
+unsigned prefGetImageQuality();
+// "port", taken as a signed integer with no range check; 8080 by default.
+int prefGetPortNumber();
+// "title"; "Tessellan - untitled" when absent, empty or not a string.
+CFString_t prefGetServerName();
+// "siteLayout", any string. When absent or not a string, prints "setting layout to default",
+// stores "Default" in the domain, writes it out, and returns "Default".
+CFString_t prefGetLayout();
+// "auth", "user", "pass": enabled only when "auth" is true and both strings are present. On a
+// failure the enabled flag is false and whatever was already stored in user or pass stays.
+void prefGetAuthInfo(bool& enabled, std::string& user, std::string& pass);
