@@ -1,0 +1,23 @@
+// Bundle.h - where the application's own files live, and the user's application-support folder.
+//
+// The resources folder (holding layouts/ and json/) is `resources/` of the source tree when the
+// server runs from its build folder, and <prefix>/share/tessellan when it is installed; both are
+// found from the executable's location, and --resources overrides them.
+#pragma once
+
+#include "cf/CFString.h"
+#include "cf/CFURL.h"
+
+#include <string>
+
+// Uses path as the resources folder from now on.
+void BundleSetResourcesPath(const std::string& path);
+// The resources folder: the one set, else the one found from the executable. Empty when
+// neither exists (there is then no bundle).
+std::string BundleResourcesPath();
+// A file URL for the regular file name inside subfolder of the resources, or null when there
+// is no such file. The caller must release it.
+CFURLRef BundleCopyResourceURL(CFStringRef name, CFStringRef subfolder);
+// The per-user application-support folder: $XDG_DATA_HOME, else ~/.local/share; empty when
+// neither can be found.
+std::string ApplicationSupportPath();

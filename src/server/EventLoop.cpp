@@ -1,0 +1,4 @@
+// EventLoop.cpp - the process's loop.
+#include "server/EventLoop.h"
+
+uv_loop_t* EventLoop() { return uv_default_loop(); }

@@ -1,0 +1,24 @@
+// LayoutPages.h - the site layout's files: pages, style sheets and scripts, sent as stored.
+//
+// A layout is a folder named after it in "layouts" of the application's resources, or of
+// "Tessellan" in the user's application-support folder; the "siteLayout" preference names the
+// one in use, read again for every request.
+#pragma once
+
+#include "cf/cftempl.h"
+#include "server/HttpMessage.h"
+#include "web/utility.h"
+
+#include <memory>
+#include <ostream>
+
+// The URL of file name in layout: the application's own copy when it exists, else the path in
+// the user's layout folder (whether or not a file is there). Sets contentType by the name's
+// ending: "html", "css", "js", anything else "unknown". Null when the user's folder is unknown.
+// The caller must release the URL.
+CFURLRef locateFile(const CFString_t& name, CFStringRef& contentType, const CFString_t& layout);
+
+// Sends the layout file named by path ("index.html" for the empty path). Throws when the file
+// cannot be opened, or when the name or the layout would leave the layout folder.
+void PrimaryPageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, const VarMap& vars,
+                          std::ostream& out);
