@@ -27,7 +27,9 @@ struct AvahiTimeout {
     void* userdata;
 };
 
-static void _HandleClosedCallBack(uv_handle_t* handle) { free(handle->data); }
+static void _HandleClosedCallBack(uv_handle_t* handle) {
+    free(handle->data);
+}
 
 static int _uvEvents(AvahiWatchEvent events) {
     int uvEvents = 0;
@@ -56,8 +58,8 @@ static void _startWatch(AvahiWatch* watch) {
     }
 }
 
-static AvahiWatch* _WatchNew(const AvahiPoll* api, int fd, AvahiWatchEvent events, AvahiWatchCallback callback,
-                             void* userdata) {
+static AvahiWatch* _WatchNew(const AvahiPoll* api, int fd, AvahiWatchEvent events,
+                             AvahiWatchCallback callback, void* userdata) {
     auto* poll = static_cast<AvahiLoopPoll*>(api->userdata);
     auto* watch = static_cast<AvahiWatch*>(calloc(1, sizeof(AvahiWatch)));
     if (!watch) return nullptr;
@@ -79,7 +81,9 @@ static void _WatchUpdate(AvahiWatch* watch, AvahiWatchEvent events) {
     _startWatch(watch);
 }
 
-static AvahiWatchEvent _WatchGetEvents(AvahiWatch* watch) { return watch->happened; }
+static AvahiWatchEvent _WatchGetEvents(AvahiWatch* watch) {
+    return watch->happened;
+}
 
 static void _WatchFree(AvahiWatch* watch) {
     uv_poll_stop(&watch->handle);
@@ -101,8 +105,8 @@ static void _armTimeout(AvahiTimeout* timeout, const struct timeval* when) {
     uv_timer_start(&timeout->handle, _TimerCallBack, ms > 0 ? uint64_t(ms) : 0, 0);
 }
 
-static AvahiTimeout* _TimeoutNew(const AvahiPoll* api, const struct timeval* when, AvahiTimeoutCallback callback,
-                                 void* userdata) {
+static AvahiTimeout* _TimeoutNew(const AvahiPoll* api, const struct timeval* when,
+                                 AvahiTimeoutCallback callback, void* userdata) {
     auto* poll = static_cast<AvahiLoopPoll*>(api->userdata);
     auto* timeout = static_cast<AvahiTimeout*>(calloc(1, sizeof(AvahiTimeout)));
     if (!timeout) return nullptr;
@@ -114,7 +118,9 @@ static AvahiTimeout* _TimeoutNew(const AvahiPoll* api, const struct timeval* whe
     return timeout;
 }
 
-static void _TimeoutUpdate(AvahiTimeout* timeout, const struct timeval* when) { _armTimeout(timeout, when); }
+static void _TimeoutUpdate(AvahiTimeout* timeout, const struct timeval* when) {
+    _armTimeout(timeout, when);
+}
 
 static void _TimeoutFree(AvahiTimeout* timeout) {
     uv_timer_stop(&timeout->handle);
@@ -136,6 +142,10 @@ AvahiLoopPoll* AvahiLoopPollNew(uv_loop_t* loop) {
     return poll;
 }
 
-const AvahiPoll* AvahiLoopPollGet(AvahiLoopPoll* poll) { return &poll->api; }
+const AvahiPoll* AvahiLoopPollGet(AvahiLoopPoll* poll) {
+    return &poll->api;
+}
 
-void AvahiLoopPollFree(AvahiLoopPoll* poll) { free(poll); }
+void AvahiLoopPollFree(AvahiLoopPoll* poll) {
+    free(poll);
+}

@@ -25,7 +25,8 @@ static std::string _findResources() {
     std::string folder(exe, size_t(n));
     folder.erase(folder.rfind('/'));
     struct stat info;
-    if (stat((folder + "/CMakeCache.txt").c_str(), &info) == 0 && _isFolder(TESSELLAN_SOURCE_RESOURCES))
+    if (stat((folder + "/CMakeCache.txt").c_str(), &info) == 0 &&
+        _isFolder(TESSELLAN_SOURCE_RESOURCES))
         return TESSELLAN_SOURCE_RESOURCES;
     std::string installed = folder + "/../share/tessellan";
     if (_isFolder(installed)) return installed;
@@ -33,7 +34,9 @@ static std::string _findResources() {
     return "";
 }
 
-void BundleSetResourcesPath(const std::string& path) { _resourcesPath() = path; }
+void BundleSetResourcesPath(const std::string& path) {
+    _resourcesPath() = path;
+}
 
 std::string BundleResourcesPath() {
     if (_resourcesPath().empty()) _resourcesPath() = _findResources();

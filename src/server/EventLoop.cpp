@@ -1,4 +1,6 @@
 // EventLoop.cpp - the process's loop.
 #include "server/EventLoop.h"
 
-uv_loop_t* EventLoop() { return uv_default_loop(); }
+uv_loop_t* EventLoop() {
+    return uv_default_loop();
+}

@@ -24,12 +24,12 @@ struct HttpContext {
     uv_timer_t* _timer = nullptr;
     uv_tcp_t* _stream = nullptr;
     std::unique_ptr<HttpRequest> _request;
-    std::string _input;         // bytes read that the request has not taken yet
-    bool _reading = false;      // reads are started on the socket
-    bool _replying = false;     // a reply is being written
-    std::string _replyHead;     // status line and headers
-    std::string _replyBody;     // body (empty for HEAD)
-    size_t _offset = 0;         // bytes of head and body written so far
+    std::string _input;     // bytes read that the request has not taken yet
+    bool _reading = false;  // reads are started on the socket
+    bool _replying = false; // a reply is being written
+    std::string _replyHead; // status line and headers
+    std::string _replyBody; // body (empty for HEAD)
+    size_t _offset = 0;     // bytes of head and body written so far
     char _readBuffer[kReadSize];
 };
 
@@ -49,7 +49,9 @@ static void _HandleClosedCallBack(uv_handle_t* handle) {
     HttpContextRelease(context);
 }
 
-static void _FreeHandleCallBack(uv_handle_t* handle) { free(handle); }
+static void _FreeHandleCallBack(uv_handle_t* handle) {
+    free(handle);
+}
 
 static void _HttpContextHandleErrorOccurred(HttpContext* context) {
     HttpContextClose(context);
@@ -65,7 +67,8 @@ static void _TimerCallBack(uv_timer_t* timer) {
 
 // Read or write progress: the idle time starts over.
 static void _pushTimer(HttpContext* context) {
-    if (context->_timer) uv_timer_start(context->_timer, _TimerCallBack, uint64_t(HttpContextIdleSeconds * 1000), 0);
+    if (context->_timer)
+        uv_timer_start(context->_timer, _TimerCallBack, uint64_t(HttpContextIdleSeconds * 1000), 0);
 }
 
 static void _AllocCallBack(uv_handle_t* handle, size_t, uv_buf_t* buffer) {
@@ -232,7 +235,8 @@ static void _writeReply(HttpContext* context) {
         unsigned count = 0;
         size_t offset = context->_offset;
         if (offset < headLength)
-            buffers[count++] = uv_buf_init(context->_replyHead.data() + offset, unsigned(headLength - offset));
+            buffers[count++] =
+                uv_buf_init(context->_replyHead.data() + offset, unsigned(headLength - offset));
         size_t bodyOffset = offset > headLength ? offset - headLength : 0;
         if (bodyOffset < context->_replyBody.size())
             buffers[count++] = uv_buf_init(context->_replyBody.data() + bodyOffset,

@@ -33,12 +33,12 @@ struct NetService {
     int failure = 0;              // a failure waiting to be reported from the timer
 };
 
-
 // Cuts a UTF-8 name to the longest whole-character prefix DNS-SD allows.
 static std::string _fitName(const std::string& name) {
     if (name.size() <= kMaxNameBytes) return name;
     size_t end = kMaxNameBytes;
-    while (end > 0 && (static_cast<unsigned char>(name[end]) & 0xC0) == 0x80) --end;
+    while (end > 0 && (static_cast<unsigned char>(name[end]) & 0xC0) == 0x80)
+        --end;
     return name.substr(0, end);
 }
 
@@ -61,7 +61,8 @@ static void _GroupCallBack(AvahiEntryGroup* group, AvahiEntryGroupState state, v
     auto* service = static_cast<NetService*>(userdata);
     if (state == AVAHI_ENTRY_GROUP_COLLISION) {
         char* alternative = avahi_alternative_service_name(service->name.c_str());
-        printf("the name '%s' is taken on the network; advertising as '%s'\n", service->name.c_str(), alternative);
+        printf("the name '%s' is taken on the network; advertising as '%s'\n",
+               service->name.c_str(), alternative);
         service->name = alternative;
         avahi_free(alternative);
         avahi_entry_group_reset(group);
@@ -78,9 +79,10 @@ static void _addService(NetService* service, AvahiClient* client) {
     }
     if (service->name.empty()) service->name = _fitName(avahi_client_get_host_name(client));
     for (;;) {
-        int error = avahi_entry_group_add_service(service->group, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, AvahiPublishFlags(0),
-                                                  service->name.c_str(), service->type.c_str(), nullptr, nullptr,
-                                                  service->port, "path=/", nullptr);
+        int error = avahi_entry_group_add_service(
+            service->group, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, AvahiPublishFlags(0),
+            service->name.c_str(), service->type.c_str(), nullptr, nullptr, service->port, "path=/",
+            nullptr);
         if (error == AVAHI_ERR_COLLISION) {
             char* alternative = avahi_alternative_service_name(service->name.c_str());
             service->name = alternative;
@@ -105,13 +107,16 @@ static void _ClientCallBack(AvahiClient* client, AvahiClientState state, void* u
     switch (state) {
     case AVAHI_CLIENT_S_RUNNING:
         service->toldUnreachable = false;
-        if (!service->group || avahi_entry_group_is_empty(service->group)) _addService(service, client);
+        if (!service->group || avahi_entry_group_is_empty(service->group))
+            _addService(service, client);
         break;
     case AVAHI_CLIENT_S_COLLISION:
     case AVAHI_CLIENT_S_REGISTERING:
         if (service->group) avahi_entry_group_reset(service->group);
         break;
-    case AVAHI_CLIENT_CONNECTING: _tellUnreachable(service, "avahi-daemon is not running"); break;
+    case AVAHI_CLIENT_CONNECTING:
+        _tellUnreachable(service, "avahi-daemon is not running");
+        break;
     case AVAHI_CLIENT_FAILURE:
         if (avahi_client_errno(client) == AVAHI_ERR_DISCONNECTED) {
             // The daemon went away: start over (outside this callback, which belongs to the
@@ -137,8 +142,8 @@ static void _RetryTimerCallBack(uv_timer_t* timer) {
 static void _connect(NetService* service) {
     int error = 0;
     // With NO_FAIL the client waits for the daemon to appear; it fails only without a system bus.
-    AvahiClient* client = avahi_client_new(AvahiLoopPollGet(service->poll), AVAHI_CLIENT_NO_FAIL, _ClientCallBack,
-                                           service, &error);
+    AvahiClient* client = avahi_client_new(AvahiLoopPollGet(service->poll), AVAHI_CLIENT_NO_FAIL,
+                                           _ClientCallBack, service, &error);
     if (client) {
         service->client = client;
         return;
@@ -147,7 +152,8 @@ static void _connect(NetService* service) {
     uv_timer_start(service->retry, _RetryTimerCallBack, kRetryMilliseconds, 0);
 }
 
-NetService* NetServiceCreate(uv_loop_t* loop, const std::string& name, const std::string& type, uint16_t port) {
+NetService* NetServiceCreate(uv_loop_t* loop, const std::string& name, const std::string& type,
+                             uint16_t port) {
     auto* service = new NetService{loop, _fitName(name), type, port};
     if (!service->type.empty() && service->type.back() == '.') service->type.pop_back();
     return service;
@@ -167,14 +173,19 @@ bool NetServiceRegister(NetService* service, NetServiceCallBack callback, void* 
     return true;
 }
 
-const std::string& NetServiceGetName(const NetService* service) { return service->name; }
+const std::string& NetServiceGetName(const NetService* service) {
+    return service->name;
+}
 
-static void _RetryClosedCallBack(uv_handle_t* handle) { free(handle); }
+static void _RetryClosedCallBack(uv_handle_t* handle) {
+    free(handle);
+}
 
 void NetServiceCancel(NetService* service) {
     service->callback = nullptr;
     _forgetClient(service);
-    if (service->retry) uv_close(reinterpret_cast<uv_handle_t*>(service->retry), _RetryClosedCallBack);
+    if (service->retry)
+        uv_close(reinterpret_cast<uv_handle_t*>(service->retry), _RetryClosedCallBack);
     // Avahi has closed its watches and timeouts by now; their memory returns in close callbacks
     // that do not touch the adapter itself.
     if (service->poll) AvahiLoopPollFree(service->poll);

@@ -17,7 +17,8 @@ typedef void (*NetServiceCallBack)(NetService* service, int error, void* info);
 // A registration of name (an empty name means the host's name; longer than 63 bytes is cut),
 // type (such as "_http._tcp."; the final dot is optional) and port, with the TXT record
 // "path=/". Nothing is registered until NetServiceRegister. The caller must NetServiceCancel it.
-NetService* NetServiceCreate(uv_loop_t* loop, const std::string& name, const std::string& type, uint16_t port);
+NetService* NetServiceCreate(uv_loop_t* loop, const std::string& name, const std::string& type,
+                             uint16_t port);
 // Starts registering; the callback hears of failures only. False when it cannot even start.
 bool NetServiceRegister(NetService* service, NetServiceCallBack callback, void* info);
 // The name the service is (or will be) registered under.

@@ -24,8 +24,9 @@ bool isASCII(std::string_view bytes) {
 }
 
 CFString_t asciiString(std::string_view bytes) {
-    return CFString_t(CFStringCreateWithBytes(bytes.data(), CFIndex(bytes.size()), kCFStringEncodingASCII),
-                      CFString_t::Create);
+    return CFString_t(
+        CFStringCreateWithBytes(bytes.data(), CFIndex(bytes.size()), kCFStringEncodingASCII),
+        CFString_t::Create);
 }
 
 bool isAuthorized(const HttpRequest& request) {
@@ -52,8 +53,8 @@ void refuse(std::unique_ptr<HttpReply>& reply, std::ostream& out) {
         << "</body>\n</html>\n";
 }
 
-void respond(Responder responder, std::unique_ptr<HttpReply>& reply, const CFString_t& leaf, const VarMap& vars,
-             std::ostream& out) {
+void respond(Responder responder, std::unique_ptr<HttpReply>& reply, const CFString_t& leaf,
+             const VarMap& vars, std::ostream& out) {
     try {
         responder(reply, leaf, vars, out);
     } catch (const std::exception& e) {
@@ -104,7 +105,8 @@ std::unique_ptr<HttpReply> HandleRequest(const HttpRequest& request) {
             if (std::optional<std::string> cookies = request.header("Cookie"))
                 vars.cookiesToMap(toString(makeString(*cookies)));
             auto row = rmap.find(dirPart);
-            respond(row != rmap.end() ? row->second : ErrorPageResponder, reply, leafPart, vars, out);
+            respond(row != rmap.end() ? row->second : ErrorPageResponder, reply, leafPart, vars,
+                    out);
         }
     }
 

@@ -33,7 +33,9 @@ static void _WatchClosedCallBack(uv_handle_t* handle) {
     ServerRelease(server);
 }
 
-static void _PauseClosedCallBack(uv_handle_t* handle) { free(handle); }
+static void _PauseClosedCallBack(uv_handle_t* handle) {
+    free(handle);
+}
 
 static void _ServerReleaseSocket(Server* server) {
     if (server->_socket < 0) return;
@@ -84,7 +86,8 @@ static void _NetServiceCallBack(NetService* service, int error, void* info) {
 
 static bool _ServerCreateAndRegisterNetService(Server* server) {
     std::string name = server->_name ? CFStringGetUTF8(server->_name) : "";
-    server->_service = NetServiceCreate(EventLoop(), name, CFStringGetUTF8(server->_type), uint16_t(server->_port));
+    server->_service = NetServiceCreate(EventLoop(), name, CFStringGetUTF8(server->_type),
+                                        uint16_t(server->_port));
     if (!NetServiceRegister(server->_service, _NetServiceCallBack, server)) {
         _ServerReleaseNetService(server);
         return false;
@@ -130,7 +133,9 @@ bool ServerConnect(Server* server, CFStringRef name, CFStringRef type, uint32_t 
     return true;
 }
 
-uint32_t ServerGetPort(const Server* server) { return server->_port; }
+uint32_t ServerGetPort(const Server* server) {
+    return server->_port;
+}
 
 Server* ServerRetain(Server* server) {
     ++server->_rc;
@@ -156,8 +161,10 @@ void ServerInvalidate(Server* server) {
 void ServerShow(const Server* server) {
     char socketText[32] = "0x0", serviceText[32] = "0x0";
     if (server->_socket >= 0) snprintf(socketText, sizeof socketText, "%d", server->_socket);
-    if (server->_service) snprintf(serviceText, sizeof serviceText, "%p", static_cast<void*>(server->_service));
-    printf("<Server %p>{socket=[%s] service=%s}\n", static_cast<const void*>(server), socketText, serviceText);
+    if (server->_service)
+        snprintf(serviceText, sizeof serviceText, "%p", static_cast<void*>(server->_service));
+    printf("<Server %p>{socket=[%s] service=%s}\n", static_cast<const void*>(server), socketText,
+           serviceText);
 }
 
 static void _PauseTimerCallBack(uv_timer_t* timer) {
@@ -185,7 +192,8 @@ static void _SocketCallBack(uv_poll_t* watch, int status, int events) {
         int accepted = accept4(server->_socket, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
         if (accepted < 0) {
             if (errno == EINTR || errno == ECONNABORTED) continue;
-            if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) _pauseAccepting(server);
+            if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)
+                _pauseAccepting(server);
             return;
         }
         server->_callback(server, accepted, nullptr, nullptr);

@@ -22,7 +22,8 @@ constexpr long kCFStreamErrorDomainNetServices = 10;
 
 // Receives each accepted socket (the callee owns it), or -1 with error when the server stopped
 // working (its advertisement failed). info is always null.
-typedef void (*ServerCallBack)(Server* server, int nativeSocket, const CFStreamError* error, void* info);
+typedef void (*ServerCallBack)(Server* server, int nativeSocket, const CFStreamError* error,
+                               void* info);
 
 // Four words a caller may pass to ServerCreate; they are accepted and ignored.
 struct ServerContext {

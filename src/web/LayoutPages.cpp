@@ -20,7 +20,9 @@ CFURLRef applicationSupportURL() {
     static CFURLRef known = nullptr;
     if (!known) {
         std::string path = ApplicationSupportPath();
-        if (!path.empty()) known = CFURLCreateFromFileSystemRepresentation(path.data(), CFIndex(path.size()), true);
+        if (!path.empty())
+            known =
+                CFURLCreateFromFileSystemRepresentation(path.data(), CFIndex(path.size()), true);
     }
     return known;
 }
@@ -55,13 +57,14 @@ CFURLRef locateFile(const CFString_t& name, CFStringRef& contentType, const CFSt
     return url;
 }
 
-void PrimaryPageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, const VarMap&, std::ostream& out) {
+void PrimaryPageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, const VarMap&,
+                          std::ostream& out) {
     CFString_t name = CFStringGetLength(path) == 0 ? CFString_t("index.html") : path;
     CFString_t layout = prefGetLayout();
     std::string nameText = CFStringGetUTF8(name), layoutText = CFStringGetUTF8(layout);
     if (!staysInFolder(nameText) || !staysInFolder(layoutText))
-        throwRTE("PrimaryPageResponder", "'%s' in layout '%s' is outside the layout folder", nameText.c_str(),
-                 layoutText.c_str());
+        throwRTE("PrimaryPageResponder", "'%s' in layout '%s' is outside the layout folder",
+                 nameText.c_str(), layoutText.c_str());
     CFStringRef contentType = CFSTR("unknown");
     CFURL_t url(locateFile(name, contentType, layout), CFURL_t::Create);
     CFReadStream_t stream(url);

@@ -20,5 +20,5 @@ CFURLRef locateFile(const CFString_t& name, CFStringRef& contentType, const CFSt
 
 // Sends the layout file named by path ("index.html" for the empty path). Throws when the file
 // cannot be opened, or when the name or the layout would leave the layout folder.
-void PrimaryPageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, const VarMap& vars,
-                          std::ostream& out);
+void PrimaryPageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path,
+                          const VarMap& vars, std::ostream& out);

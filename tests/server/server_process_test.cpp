@@ -1,0 +1,296 @@
+// server_process_test.cpp - the running server: connections, the request step, start-up, layouts.
+#include "support/ServerProcess.h"
+
+#include <gtest/gtest.h>
+
+using namespace testsupport;
+
+namespace {
+
+class ServerTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        files.write("resources/layouts/Default/index.html", "<html>home</html>");
+        files.write("resources/layouts/Default/screen.css", "body{}");
+        files.write("resources/layouts/Default/app.js", "run()");
+        files.write("resources/layouts/Default/logo.png", "PNG");
+        files.write("resources/layouts/Default/page.xhtml", "x");
+        files.write("resources/layouts/Other/index.html", "<html>other</html>");
+        files.write("data/Tessellan/layouts/Default/extra.html", "user file");
+        files.write("data/Tessellan/layouts/Default/index.html", "user index");
+        port = freePort();
+    }
+    std::string prefsPath() const { return files.path() + "/prefs.plist"; }
+    void writePrefs(const std::string& dictBody) const {
+        files.write("prefs.plist", "<plist><dict><key>port</key><integer>" + std::to_string(port) +
+                                       "</integer><key>siteLayout</key><string>Default</string>" +
+                                       dictBody + "</dict></plist>");
+    }
+    bool startServer(const std::string& dictBody = "", const std::string& idleSeconds = "60") {
+        writePrefs(dictBody);
+        return server.start(
+            {"--prefs", prefsPath(), "--resources", files.path() + "/resources"},
+            {{"XDG_DATA_HOME", files.path() + "/data"}, {"TESSELLAN_IDLE_TIMEOUT", idleSeconds}},
+            port);
+    }
+    TempDir files;
+    int port = 0;
+    ServerProcess server;
+};
+
+TEST_F(ServerTest, AnswersSeveralRequestsOnOneConnection) {
+    ASSERT_TRUE(startServer());
+    Connection connection(port);
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_TRUE(connection.send("GET /index.html HTTP/1.1\r\nHost: x\r\n\r\n"));
+        std::string reply = connection.receiveReply();
+        EXPECT_EQ(reply, "HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: "
+                         "17\r\n\r\n<html>home</html>");
+    }
+}
+
+TEST_F(ServerTest, HeaderSplitOverManyWritesIsAnsweredOnce) {
+    ASSERT_TRUE(startServer());
+    Connection connection(port);
+    std::string request =
+        "GET /app.js HTTP/1.1\r\nHost: localhost\r\nX-Long: " + std::string(300, 'y') + "\r\n\r\n";
+    for (char c : request) {
+        ASSERT_TRUE(connection.send(std::string(1, c)));
+        if (c == '\n') std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    std::string reply = connection.receiveReply();
+    EXPECT_EQ(statusLine(reply), "HTTP/1.1 200 OK");
+    EXPECT_EQ(bodyOf(reply), "run()");
+    EXPECT_EQ(connection.receiveAll(300), "") << "answered exactly once";
+}
+
+TEST_F(ServerTest, PipelinedRequestsAreAnsweredInOrder) {
+    ASSERT_TRUE(startServer());
+    Connection connection(port);
+    ASSERT_TRUE(connection.send(
+        "GET /screen.css HTTP/1.1\r\n\r\nPOST /app.js HTTP/1.1\r\nContent-Length: 5\r\n\r\n"
+        "GET /HEAD /index.html HTTP/1.1\r\n\r\nGET /missing HTTP/1.1\r\n\r\n"));
+    EXPECT_EQ(bodyOf(connection.receiveReply()), "body{}");
+    EXPECT_EQ(bodyOf(connection.receiveReply()), "run()") << "the POST body is read and dropped";
+    std::string head = connection.receiveReply(true);
+    EXPECT_EQ(head, "HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: 17\r\n\r\n");
+    EXPECT_EQ(statusLine(connection.receiveReply()), "HTTP/1.1 404 Not Found");
+}
+
+TEST_F(ServerTest, ManyPipelinedRequestsWithABigReplyStayInOrder) {
+    files.write("resources/layouts/Default/big.js", std::string(3 << 20, 'b'));
+    ASSERT_TRUE(startServer());
+    Connection connection(port);
+    std::string batch;
+    for (int i = 0; i < 20; ++i)
+        batch += i % 5 == 0 ? "GET /big.js HTTP/1.1\r\n\r\n" : "GET /app.js HTTP/1.1\r\n\r\n";
+    ASSERT_TRUE(connection.send(batch));
+    for (int i = 0; i < 20; ++i) {
+        std::string reply = connection.receiveReply();
+        ASSERT_EQ(bodyOf(reply).size(), i % 5 == 0 ? size_t(3 << 20) : 5u) << "reply " << i;
+    }
+}
+
+TEST_F(ServerTest, AuthenticationMatrix) {
+    struct Case {
+        const char* prefs;
+        const char* header;
+        int status;
+    } cases[] = {
+        {"<key>auth</key><true/><key>user</key><string>user</string><key>pass</key><string>pass</"
+         "string>",
+         "", 401},
+        {"<key>auth</key><true/><key>user</key><string>user</string><key>pass</key><string>pass</"
+         "string>",
+         "Authorization: basic dXNlcjpwYXNz\r\n", 401},
+        {"<key>auth</key><true/><key>user</key><string>user</string><key>pass</key><string>pass</"
+         "string>",
+         "Authorization: Basic dXNlcjpvdGhlcg==\r\n", 401},
+        {"<key>auth</key><true/><key>user</key><string>user</string><key>pass</key><string>pass</"
+         "string>",
+         "Authorization: Basic dXNlcjpwYXNz\r\n", 200},
+        {"<key>auth</key><true/><key>user</key><string></string><key>pass</key><string></string>",
+         "Authorization: Basic !!!\r\n", 200},
+        {"<key>auth</key><true/><key>user</key><string></string><key>pass</key><string></string>",
+         "", 401},
+        {"<key>auth</key><false/>", "", 200},
+    };
+    for (auto& c : cases) {
+        ASSERT_TRUE(startServer(c.prefs));
+        std::string reply = get(port, "/", c.header);
+        EXPECT_EQ(statusLine(reply),
+                  c.status == 200 ? "HTTP/1.1 200 OK" : "HTTP/1.1 401 Unauthorized")
+            << c.header;
+        if (c.status == 401) {
+            EXPECT_EQ(headerOf(reply, "Www-Authenticate"), "Basic realm=\"Tessellan\"");
+            EXPECT_NE(bodyOf(reply).find("<title>Unauthorized Access</title>"), std::string::npos);
+            EXPECT_NE(bodyOf(reply).find(
+                          "This server contains private content. You must provide a valid username "
+                          "and password.</body>\n</html>\n"),
+                      std::string::npos);
+            EXPECT_EQ(headerOf(reply, "Content-Length"), std::to_string(bodyOf(reply).size()));
+        }
+        server.stop();
+    }
+}
+
+TEST_F(ServerTest, RoutingIsByExactDirectoryPart) {
+    ASSERT_TRUE(startServer());
+    struct Case {
+        const char* target;
+        const char* status;
+    } cases[] = {
+        {"/", "HTTP/1.1 200 OK"},
+        {"/?p=a/b", "HTTP/1.1 200 OK"},
+        {"/Index.html", "HTTP/1.1 404 Not Found"},
+        {"/styles/screen.css", "HTTP/1.1 404 Not Found"},
+        {"/Thumbnail/1", "HTTP/1.1 404 Not Found"},
+        {"/..", "HTTP/1.1 404 Not Found"},
+        {"/a%2Fb", "HTTP/1.1 404 Not Found"},
+    };
+    for (auto& c : cases)
+        EXPECT_EQ(statusLine(get(port, c.target)), c.status) << c.target;
+    std::string longURL = "/index.html?" + std::string(200, 'q');
+    EXPECT_EQ(statusLine(get(port, longURL)), "HTTP/1.1 404 Not Found") << "a URL over 200 bytes";
+    EXPECT_EQ(statusLine(get(port, "/index.html?" + std::string(188, 'q'))), "HTTP/1.1 200 OK")
+        << "exactly 200 bytes";
+}
+
+TEST_F(ServerTest, NonASCIIURLGetsTheErrorPageAndTheServerGoesOn) {
+    ASSERT_TRUE(startServer());
+    std::string reply = get(port, "/caf\xC3\xA9.html");
+    EXPECT_EQ(statusLine(reply), "HTTP/1.1 404 Not Found");
+    EXPECT_NE(bodyOf(reply).find("<title>Page Not Found</title>"), std::string::npos);
+    EXPECT_EQ(statusLine(get(port, "/")), "HTTP/1.1 200 OK");
+    EXPECT_NE(server.output().find("request URL is not ASCII"), std::string::npos);
+}
+
+TEST_F(ServerTest, HeadGetsHeadersWithTheBodysLength) {
+    ASSERT_TRUE(startServer());
+    Connection connection(port);
+    connection.send("HEAD /missing HTTP/1.1\r\n\r\nGET / HTTP/1.1\r\n\r\n");
+    std::string head = connection.receiveReply(true);
+    EXPECT_EQ(statusLine(head), "HTTP/1.1 404 Not Found");
+    EXPECT_NE(headerOf(head, "Content-Length"), "0");
+    EXPECT_EQ(bodyOf(head), "");
+    EXPECT_EQ(bodyOf(connection.receiveReply()), "<html>home</html>");
+}
+
+TEST_F(ServerTest, OversizedHeaderClosesTheConnection) {
+    ASSERT_TRUE(startServer());
+    Connection connection(port);
+    connection.send("GET / HTTP/1.1\r\nX-Big: " + std::string(70000, 'z') + "\r\n\r\n");
+    std::string answer = connection.receiveAll(3000);
+    EXPECT_EQ(answer, "");
+    EXPECT_TRUE(connection.closedByPeer(100));
+    EXPECT_EQ(statusLine(get(port, "/")), "HTTP/1.1 200 OK");
+}
+
+TEST_F(ServerTest, GarbageIsDroppedAndTheServerGoesOn) {
+    ASSERT_TRUE(startServer());
+    Connection connection(port);
+    connection.send(std::string("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03", 11));
+    EXPECT_TRUE(connection.closedByPeer(3000));
+    EXPECT_EQ(statusLine(get(port, "/")), "HTTP/1.1 200 OK");
+}
+
+TEST_F(ServerTest, IdleClientIsDisconnected) {
+    ASSERT_TRUE(startServer("", "0.5"));
+    Connection silent(port);
+    auto started = std::chrono::steady_clock::now();
+    EXPECT_TRUE(silent.closedByPeer(5000));
+    EXPECT_GE(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(400));
+    Connection active(port);
+    active.send("GET / HTTP/1.1\r\n\r\n");
+    EXPECT_EQ(statusLine(active.receiveReply()), "HTTP/1.1 200 OK");
+    EXPECT_TRUE(active.closedByPeer(5000)) << "idle again after the reply";
+}
+
+TEST_F(ServerTest, HangupRereadsThePreferences) {
+    ASSERT_TRUE(startServer());
+    EXPECT_EQ(statusLine(get(port, "/")), "HTTP/1.1 200 OK");
+    writePrefs(
+        "<key>auth</key><true/><key>user</key><string>u</string><key>pass</key><string>p</string>");
+    EXPECT_EQ(statusLine(get(port, "/")), "HTTP/1.1 200 OK") << "not before the hangup";
+    server.signal(SIGHUP);
+    server.signal(SIGHUP);
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_EQ(statusLine(get(port, "/")), "HTTP/1.1 401 Unauthorized");
+    std::string output = server.output();
+    size_t first = output.find("sync prefs\n");
+    EXPECT_NE(first, std::string::npos);
+    EXPECT_EQ(output.find("sync prefs\n", first + 1), std::string::npos) << output;
+}
+
+TEST_F(ServerTest, PortAbove65535StopsAfterStartup) {
+    files.write("prefs.plist",
+                "<plist><dict><key>port</key><integer>65536</integer><key>siteLayout</key>"
+                "<string>Default</string></dict></plist>");
+    ASSERT_TRUE(server.start({"--prefs", prefsPath(), "--resources", files.path() + "/resources"},
+                             {}, 0, false));
+    EXPECT_EQ(server.waitForExit(10000), 0);
+    EXPECT_NE(server.output().find("Server Startup...\n"), std::string::npos);
+}
+
+TEST_F(ServerTest, CommandLine) {
+    ASSERT_TRUE(server.start({"--version"}, {}, 0, false));
+    EXPECT_EQ(server.waitForExit(5000), 0);
+    EXPECT_EQ(server.output(), "tessellan " TESSELLAN_TEST_VERSION "\n");
+    ASSERT_TRUE(server.start({"--help"}, {}, 0, false));
+    EXPECT_EQ(server.waitForExit(5000), 0);
+    EXPECT_NE(server.output().find("--prefs FILE"), std::string::npos);
+    ASSERT_TRUE(server.start({"--frobnicate"}, {}, 0, false));
+    EXPECT_EQ(server.waitForExit(5000), 2);
+    EXPECT_EQ(server.output(), "tessellan: unknown argument '--frobnicate' (try --help)\n");
+    ASSERT_TRUE(server.start({"--prefs"}, {}, 0, false));
+    EXPECT_EQ(server.waitForExit(5000), 2);
+}
+
+TEST_F(ServerTest, LayoutFilesAndTheirContentTypes) {
+    ASSERT_TRUE(startServer());
+    struct Case {
+        const char* target;
+        const char* type;
+        const char* body;
+    } cases[] = {
+        {"/", "text/html", "<html>home</html>"},
+        {"/screen.css", "text/css", "body{}"},
+        {"/app.js", "application/x-javascript", "run()"},
+        {"/logo.png", "unknown", "PNG"},
+        {"/page.xhtml", "text/html", "x"},
+        {"/extra.html", "text/html", "user file"},
+    };
+    for (auto& c : cases) {
+        std::string reply = get(port, c.target);
+        EXPECT_EQ(headerOf(reply, "Content-Type"), c.type) << c.target;
+        EXPECT_EQ(bodyOf(reply), c.body) << c.target;
+    }
+    std::string missing = get(port, "/nowhere.html");
+    EXPECT_EQ(statusLine(missing), "HTTP/1.1 404 Not Found");
+    EXPECT_NE(server.output().find(
+                  "(In CFReadStream_t) : couldn't open read stream URL 'file://" + files.path() +
+                  "/data/Tessellan/layouts/Default/nowhere.html' (file not found?)"),
+              std::string::npos)
+        << server.output();
+}
+
+TEST_F(ServerTest, ChangedLayoutIsServedWithoutRestart) {
+    ASSERT_TRUE(startServer());
+    EXPECT_EQ(bodyOf(get(port, "/")), "<html>home</html>");
+    writePrefs("");
+    files.write("prefs.plist",
+                "<plist><dict><key>port</key><integer>" + std::to_string(port) +
+                    "</integer><key>siteLayout</key><string>Other</string></dict></plist>");
+    server.signal(SIGHUP);
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_EQ(bodyOf(get(port, "/")), "<html>other</html>");
+    files.write("prefs.plist",
+                "<plist><dict><key>port</key><integer>" + std::to_string(port) +
+                    "</integer><key>siteLayout</key><string>../Other</string></dict></plist>");
+    server.signal(SIGHUP);
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_EQ(statusLine(get(port, "/")), "HTTP/1.1 404 Not Found")
+        << "a layout may not leave the layouts folder";
+}
+
+} // namespace
