@@ -1,8 +1,8 @@
-// LibraryRegistry_test.cpp - finding library entries by id, the listing, the access rule and the
+// library_registry_test.cpp - finding library entries by id, the listing, the access rule and the
 // printed misses of the lib... facade.
 #include "library/LibraryRegistry.h"
 
-#include "AlbumFixture.h"
+#include "album_fixture.h"
 #include "server/PreferenceStore.h"
 
 #include <functional>

@@ -1,4 +1,4 @@
-// AlbumFixture.h - temporary library folders and album files for the library tests.
+// album_fixture.h - temporary library folders and album files for the library tests.
 #pragma once
 
 #include <cstdlib>

@@ -1,7 +1,7 @@
-// PhotoLibrary_test.cpp - loading album files, the settling reload rule, album and photo lookups.
+// photo_library_test.cpp - loading album files, the settling reload rule, album and photo lookups.
 #include "library/PhotoLibrary.h"
 
-#include "AlbumFixture.h"
+#include "album_fixture.h"
 
 #include <functional>
 #include <stdexcept>
