@@ -1,0 +1,113 @@
+// album_fixture.h - temporary library folders and album files for the library tests.
+#pragma once
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <initializer_list>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+namespace fixture {
+
+// A fresh folder under /tmp, removed with everything in it when the object goes.
+class TempFolder {
+  public:
+    TempFolder() {
+        char name[] = "/tmp/tessellan-libXXXXXX";
+        if (!mkdtemp(name)) ADD_FAILURE() << "mkdtemp failed";
+        path = name;
+    }
+    ~TempFolder() {
+        std::string command = "rm -rf '" + path + "'";
+        if (system(command.c_str()) != 0) ADD_FAILURE() << command;
+    }
+    TempFolder(const TempFolder&) = delete;
+    TempFolder& operator=(const TempFolder&) = delete;
+
+    // A sub-folder (made when missing).
+    std::string sub(const std::string& name) const {
+        std::string folder = path + "/" + name;
+        mkdir(folder.c_str(), 0755);
+        return folder;
+    }
+
+    std::string path;
+};
+
+inline std::string escape(const std::string& text) {
+    std::string out;
+    for (char c : text) {
+        if (c == '&') {
+            out += "&amp;";
+        } else if (c == '<') {
+            out += "&lt;";
+        } else {
+            out += c;
+        }
+    }
+    return out;
+}
+
+inline std::string str(const std::string& key, const std::string& value) {
+    return "<key>" + escape(key) + "</key><string>" + escape(value) + "</string>";
+}
+
+// A photo dictionary with every key a listing needs; the key named in drop is left out.
+inline std::string photoDict(const std::string& key, const std::string& drop = "") {
+    std::vector<std::pair<std::string, std::string>> entries = {
+        {"Caption", str("Caption", "Caption " + key)},
+        {"Comment", str("Comment", "Comment " + key)},
+        {"ImagePath", str("ImagePath", "/photos/2009/img_" + key + ".jpg")},
+        {"OriginalPath", str("OriginalPath", "/photos/Originals/img_" + key + ".jpg")},
+        {"ThumbPath", str("ThumbPath", "/photos/Thumbs/" + key + ".jpg")},
+        {"MediaType", str("MediaType", "Image")},
+        {"DateAsTimerInterval", "<key>DateAsTimerInterval</key><real>" + key + ".5</real>"},
+        {"ModDateAsTimerInterval", "<key>ModDateAsTimerInterval</key><real>2" + key + ".25</real>"},
+        {"MetaModDateAsTimerInterval",
+         "<key>MetaModDateAsTimerInterval</key><integer>3" + key + "</integer>"},
+    };
+    std::string body = "<key>" + key + "</key><dict>";
+    for (auto& entry : entries)
+        if (entry.first != drop) body += entry.second;
+    return body + "</dict>";
+}
+
+inline std::string albumDict(unsigned id, const std::string& name,
+                             std::initializer_list<const char*> keys) {
+    std::string body = "<dict><key>AlbumId</key><integer>" + std::to_string(id) + "</integer>" +
+                       str("AlbumName", name) + "<key>KeyList</key><array>";
+    for (const char* key : keys)
+        body += std::string("<string>") + key + "</string>";
+    return body + "</array><key>PhotoCount</key><integer>" + std::to_string(keys.size()) +
+           "</integer></dict>";
+}
+
+// A whole album file. version empty: no "Application Version".
+inline std::string albumData(const std::string& version, const std::string& albums,
+                             const std::string& photos) {
+    std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>";
+    if (!version.empty()) text += str("Application Version", version);
+    return text + "<key>List of Albums</key><array>" + albums +
+           "</array><key>Master Image List</key><dict>" + photos + "</dict></dict></plist>\n";
+}
+
+// Writes folder/AlbumData.xml and, when seconds is non-zero, sets its modification time.
+inline void writeAlbumFile(const std::string& folder, const std::string& text, time_t seconds = 0,
+                           long nanoseconds = 0) {
+    std::string file = folder + "/AlbumData.xml";
+    std::ofstream(file, std::ios::trunc) << text;
+    if (!seconds) return;
+    timespec times[2] = {{seconds, nanoseconds}, {seconds, nanoseconds}};
+    if (utimensat(AT_FDCWD, file.c_str(), times, 0) != 0) ADD_FAILURE() << "utimensat " << file;
+}
+
+// A small library: album 1 "Summer" with photos 10, 11; album 2 "Winter" with photo 12.
+inline std::string smallLibrary(const std::string& version = "6.0.5 (316)") {
+    return albumData(version, albumDict(1, "Summer", {"10", "11"}) + albumDict(2, "Winter", {"12"}),
+                     photoDict("10") + photoDict("11") + photoDict("12"));
+}
+
+} // namespace fixture

@@ -1,0 +1,202 @@
+// library_registry_test.cpp - finding library entries by id, the listing, the access rule and the
+// printed misses of the lib... facade.
+#include "library/LibraryRegistry.h"
+
+#include "album_fixture.h"
+#include "server/PreferenceStore.h"
+
+#include <functional>
+#include <stdexcept>
+
+using namespace fixture;
+
+namespace {
+
+std::string errorOf(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const std::runtime_error& e) {
+        return e.what();
+    }
+    return "(no error)";
+}
+
+std::string utf8(CFStringRef s) {
+    return CFStringGetUTF8(s);
+}
+
+// One "libraries" entry; extra is laid into the dictionary as it is.
+std::string entry(const std::string& id, const std::string& name, const std::string& path,
+                  const std::string& albums = "", const std::string& extra = "") {
+    std::string body = "<dict>";
+    if (!id.empty()) body += "<key>id</key><integer>" + id + "</integer>";
+    body += str("name", name) + str("path", path);
+    if (!albums.empty()) body += "<key>albums</key><array>" + albums + "</array>";
+    return body + extra + "</dict>";
+}
+
+std::string albumIds(std::initializer_list<int> ids) {
+    std::string text;
+    for (int id : ids)
+        text += "<integer>" + std::to_string(id) + "</integer>";
+    return text;
+}
+
+class RegistryTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        library = folder.sub("Main");
+        writeAlbumFile(library, smallLibrary("6.0.5 (316)"));
+        other = folder.sub("Other");
+        writeAlbumFile(other, smallLibrary("11"));
+        missing = folder.sub("Empty");
+    }
+    void TearDown() override { CFPreferencesSetPath(folder.path + "/gone.plist"); }
+
+    // Writes the preferences file with these "libraries" entries and points the store at it.
+    void setLibraries(const std::string& entries) {
+        std::string file = folder.path + "/prefs" + std::to_string(++generation) + ".plist";
+        std::ofstream(file) << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist "
+                               "version=\"1.0\"><dict><key>libraries</key><array>"
+                            << entries << "</array></dict></plist>\n";
+        CFPreferencesSetPath(file);
+    }
+
+    TempFolder folder;
+    std::string library, other, missing;
+    int generation = 0;
+};
+
+TEST_F(RegistryTest, EntriesAreFoundByIdAndTheFirstOfTwinsWins) {
+    setLibraries(entry("5", "Main", library, albumIds({1})) +
+                 entry("2", "Other", other, albumIds({2})) +
+                 entry("5", "Shadowed", missing, albumIds({1})));
+    EXPECT_EQ(utf8(getLibraryDetails(2).get<CFString_t>(CFSTR("name"))), "Other");
+    EXPECT_EQ(utf8(getLibraryDetails(5).get<CFString_t>(CFSTR("name"))), "Main");
+    EXPECT_EQ(libGetMajorVersion(5), 6u);
+    EXPECT_EQ(libGetMajorVersion(2), 11u);
+    EXPECT_EQ(PhotoLibrary::getLibrary(5ul), PhotoLibrary::getLibrary(library));
+    EXPECT_EQ(errorOf([] { libGetMajorVersion(7); }),
+              "(In withLibrary_do) : couldn't find library with id 7");
+}
+
+TEST_F(RegistryTest, EntryWithoutIdBlocksLookupsPastIt) {
+    setLibraries(entry("1", "Main", library) + entry("", "No id", other) +
+                 entry("3", "Other", other));
+    EXPECT_EQ(libGetMajorVersion(1), 6u);
+    EXPECT_EQ(errorOf([] { libGetMajorVersion(3); }),
+              "(In T CFDictionary_t::get(const __CFString*) const [with T = CFNumber_t]) : "
+              "dictionary doesn't have key 'id'");
+}
+
+TEST_F(RegistryTest, DetailsOutliveTheArrayTheyCameFrom) {
+    setLibraries(entry("4", "Main", library, "",
+                       "<key>albumConfig</key><dict><key>1</key><dict>" + str("theme", "dark") +
+                           "</dict></dict>"));
+    CFDictionary_t details = getLibraryDetails(4);
+    setLibraries(""); // the store lets go of its copy of the old array
+    EXPECT_EQ(utf8(details.get<CFDictionary_t>(CFSTR("albumConfig"))
+                       .get<CFDictionary_t>(CFSTR("1"))
+                       .get<CFString_t>(CFSTR("theme"))),
+              "dark");
+}
+
+TEST_F(RegistryTest, ListingReportsFullSizeDownloadFalseWhenAbsent) {
+    setLibraries(entry("1", "Main", library, "", "<key>FullSizeDownload</key><true/>") +
+                 entry("9", "Other", other));
+    std::vector<LibraryInfo> list(3);
+    libGetLibraryInfo(list);
+    ASSERT_EQ(list.size(), 2u) << "the list is rebuilt, not appended to";
+    EXPECT_EQ(utf8(list[0].name), "Main");
+    EXPECT_EQ(list[0].id, 1u);
+    EXPECT_TRUE(list[0].fullSizeDownload);
+    EXPECT_EQ(utf8(list[1].name), "Other");
+    EXPECT_EQ(list[1].id, 9u);
+    EXPECT_FALSE(list[1].fullSizeDownload);
+    EXPECT_TRUE(libFullSizeDownload(1));
+    EXPECT_EQ(errorOf([] { libFullSizeDownload(9); }),
+              "(In T CFDictionary_t::get(const __CFString*) const [with T = CFBoolean_t]) : "
+              "dictionary doesn't have key 'FullSizeDownload'");
+}
+
+TEST_F(RegistryTest, MissingPreferenceLeavesTheListingUntouched) {
+    CFPreferencesSetPath(folder.path + "/none.plist");
+    std::vector<LibraryInfo> list(2);
+    EXPECT_EQ(errorOf([&] { libGetLibraryInfo(list); }),
+              "(In CoreType<T, F>::CoreType(const void*, CoreType<T, F>::Rule) [with T = const "
+              "__CFArray*, CFTypeID (* F)() = CFArrayGetTypeID]) : Tried to create a PK9__CFArray "
+              "from a NULL pointer");
+    EXPECT_EQ(list.size(), 2u);
+}
+
+TEST_F(RegistryTest, PublishedAlbumsComeInTheEntrysOrder) {
+    setLibraries(entry("1", "Main", library, albumIds({2, 1})) +
+                 entry("2", "Bad", library, albumIds({1, 9})));
+    std::vector<CFDictionary_t> albums;
+    libGetAlbumsInLibrary(1, albums);
+    ASSERT_EQ(albums.size(), 2u);
+    EXPECT_EQ(utf8(albums[0].get<CFString_t>(CFSTR("AlbumName"))), "Winter");
+    EXPECT_EQ(utf8(albums[1].get<CFString_t>(CFSTR("AlbumName"))), "Summer");
+    EXPECT_EQ(errorOf([&] { libGetAlbumsInLibrary(2, albums); }),
+              "(In getAlbumInfo) : couldn't find album with id 9");
+}
+
+TEST_F(RegistryTest, UnpublishedAlbumsServeListsButNotPathsOrMediaTypes) {
+    setLibraries(entry("1", "Main", library, albumIds({1})));
+    // Album 1 (photos 10, 11) is published, album 2 (photo 12) is not.
+    EXPECT_EQ(utf8(libGetImagePath(1, 1, 11, true)), "/photos/Thumbs/11.jpg");
+    EXPECT_EQ(utf8(libGetImagePath(1, 1, 11, false)), "/photos/2009/img_11.jpg");
+    EXPECT_EQ(utf8(libGetMediaType(1, 1, 10)), "Image");
+    EXPECT_EQ(utf8(libGetImagePath(1, 2, 12, true)), "");
+    EXPECT_EQ(errorOf([] { libGetMediaType(1, 2, 12); }),
+              "(In libGetMediaType) : couldn't find album with id 2");
+    std::vector<PhotoInfo> list;
+    libGetPhotoList(1, 2, list);
+    ASSERT_EQ(list.size(), 1u);
+    EXPECT_EQ(list[0].id, 12);
+    EXPECT_EQ(utf8(libGetAlbumName(1, 2)), "Winter");
+    EXPECT_EQ(errorOf([] { libGetImagePath(1, 1, 12, true); }),
+              "(In getPhotoInfo) : couldn't find photo with id 12");
+}
+
+TEST_F(RegistryTest, PhotoListsAppend) {
+    setLibraries(entry("1", "Main", library, albumIds({1})));
+    std::vector<PhotoInfo> list;
+    libGetPhotoList(1, 1, list);
+    libGetPhotoList(1, 1, list);
+    ASSERT_EQ(list.size(), 4u);
+    EXPECT_EQ(list[0].id, 10);
+    EXPECT_EQ(list[3].id, 11);
+}
+
+TEST_F(RegistryTest, LibraryWithoutAlbumFilePrintsAndAnswersEmpty) {
+    setLibraries(entry("3", "Empty", missing, albumIds({1})));
+    std::vector<CFDictionary_t> albums = {CFDictionary_t(getLibraryDetails(3))};
+    testing::internal::CaptureStdout();
+    libGetAlbumsInLibrary(3, albums);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Couldn't find library '" + missing + "'\n");
+    EXPECT_TRUE(albums.empty());
+
+    std::vector<PhotoInfo> list;
+    testing::internal::CaptureStdout();
+    libGetPhotoList(3, 1, list);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Library 3 doesn't exist! URL must have been invalid");
+    EXPECT_TRUE(list.empty());
+
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(utf8(libGetAlbumName(3, 1)), "");
+    EXPECT_EQ(libGetMajorVersion(3), 0u);
+    EXPECT_EQ(PhotoLibrary::getLibrary(3ul), nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(utf8(libGetImagePath(3, 1, 10, true)), "");
+    EXPECT_EQ(errorOf([] { libGetMediaType(3, 1, 10); }),
+              "(In libGetMediaType) : couldn't find album with id 1");
+    std::string printed = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(printed,
+              "Couldn't find library '" + missing + "'\nCouldn't find library '" + missing + "'\n");
+}
+
+} // namespace

@@ -1,0 +1,237 @@
+// photo_library_test.cpp - loading album files, the settling reload rule, album and photo lookups.
+#include "library/PhotoLibrary.h"
+
+#include "album_fixture.h"
+
+#include <functional>
+#include <stdexcept>
+#include <unistd.h>
+
+using namespace fixture;
+
+namespace {
+
+const time_t kLoadTime = 1'200'000'000;
+
+std::string errorOf(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const std::runtime_error& e) {
+        return e.what();
+    }
+    return "(no error)";
+}
+
+std::string utf8(CFStringRef s) {
+    return CFStringGetUTF8(s);
+}
+
+// The album name of album 1 tells which version of the file a library answers from.
+std::string versionFile(const std::string& name) {
+    return albumData("1", albumDict(1, name, {"10"}), photoDict("10"));
+}
+
+TEST(PhotoLibrarySync, ChangesSettleSixSecondsAfterTheLastLoad) {
+    // Each step rewrites the file (album 1 named after the step) at load time + offset, then
+    // asks for the album name twice. The names answered show when the tree was reloaded.
+    struct Step {
+        long offset, nanoseconds;
+        const char *first, *second;
+        PhotoLibrary::SyncState after;
+    };
+    struct Case {
+        const char* name;
+        std::vector<Step> steps;
+    } cases[] = {
+        {"a write 10 s later is noticed, then loaded on the next query",
+         {{10, 0, "v0", "s0", PhotoLibrary::Current}}},
+        {"a write 3 s later is noticed and never loaded",
+         {{3, 0, "v0", "v0", PhotoLibrary::Changed}}},
+        {"a later write 6 s past the load is loaded on its second query",
+         {{3, 0, "v0", "v0", PhotoLibrary::Changed}, {6, 0, "s1", "s1", PhotoLibrary::Current}}},
+        {"5 s and a fraction past the load is still too soon",
+         {{5, 999'999'999, "v0", "v0", PhotoLibrary::Changed}}},
+        {"a nanosecond difference counts as a change", {{0, 1, "v0", "v0", PhotoLibrary::Changed}}},
+        {"a time that moves backwards stays changed with the old tree",
+         {{-60, 0, "v0", "v0", PhotoLibrary::Changed}}},
+        {"the next settling is measured from the reload",
+         {{10, 0, "v0", "s0", PhotoLibrary::Current},
+          {13, 0, "s0", "s0", PhotoLibrary::Changed},
+          {16, 0, "s2", "s2", PhotoLibrary::Current}}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        TempFolder folder;
+        writeAlbumFile(folder.path, versionFile("v0"), kLoadTime);
+        PhotoLibrary library(folder.path);
+        ASSERT_EQ(library.state(), PhotoLibrary::Current);
+        ASSERT_EQ(library.modTime().tv_sec, kLoadTime);
+        for (size_t i = 0; i < c.steps.size(); ++i) {
+            const Step& step = c.steps[i];
+            writeAlbumFile(folder.path, versionFile("s" + std::to_string(i)),
+                           kLoadTime + step.offset, step.nanoseconds);
+            EXPECT_EQ(utf8(library.getAlbumName(1)), step.first) << "step " << i;
+            EXPECT_EQ(utf8(library.getAlbumName(1)), step.second) << "step " << i;
+            EXPECT_EQ(library.state(), step.after) << "step " << i;
+        }
+    }
+}
+
+TEST(PhotoLibrarySync, FailedReloadKeepsTheOldTreeAsCurrent) {
+    TempFolder folder;
+    writeAlbumFile(folder.path, versionFile("old"), kLoadTime);
+    PhotoLibrary library(folder.path);
+    writeAlbumFile(folder.path, "<plist><dict><key>broken", kLoadTime + 10);
+    library.sync();
+    EXPECT_EQ(library.state(), PhotoLibrary::Changed);
+    EXPECT_THROW(library.sync(), std::runtime_error);
+    EXPECT_EQ(library.state(), PhotoLibrary::Current);
+    EXPECT_EQ(library.modTime().tv_sec, kLoadTime + 10);
+    EXPECT_EQ(utf8(library.getAlbumName(1)), "old") << "no second attempt at the same time";
+    EXPECT_EQ(library.majorVersion(), 1u);
+}
+
+TEST(PhotoLibrarySync, VanishedFileLeavesTheTreeInService) {
+    TempFolder folder;
+    writeAlbumFile(folder.path, versionFile("kept"), kLoadTime);
+    PhotoLibrary library(folder.path);
+    ASSERT_EQ(unlink((folder.path + "/AlbumData.xml").c_str()), 0);
+    EXPECT_EQ(utf8(library.getAlbumName(1)), "kept");
+    EXPECT_EQ(library.state(), PhotoLibrary::Current);
+}
+
+TEST(PhotoLibraryLoad, MajorVersionIsTheLeadingDigits) {
+    struct Case {
+        const char* version; // null: no key
+        unsigned major;
+    } cases[] = {
+        {"6.0.5 (316)", 6}, {"11", 11}, {nullptr, 0}, {"", 0}, {"v7", 0}, {"0042x9", 42},
+    };
+    for (const Case& c : cases) {
+        TempFolder folder;
+        std::string text = albumData("", albumDict(1, "A", {}), "");
+        if (c.version) text = albumData(c.version, albumDict(1, "A", {}), "");
+        writeAlbumFile(folder.path, text);
+        EXPECT_EQ(PhotoLibrary(folder.path).majorVersion(), c.major)
+            << (c.version ? c.version : "(absent)");
+    }
+}
+
+TEST(PhotoLibraryLoad, GetLibraryCachesLoadedFoldersOnly) {
+    TempFolder folder;
+    EXPECT_EQ(PhotoLibrary::getLibrary(folder.path), nullptr);
+    EXPECT_EQ(PhotoLibrary::getLibrary(folder.path), nullptr) << "a miss is not remembered";
+    writeAlbumFile(folder.path, smallLibrary());
+    PhotoLibrary* first = PhotoLibrary::getLibrary(folder.path);
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(PhotoLibrary::getLibrary(folder.path), first);
+    EXPECT_EQ(first->path(), folder.path);
+    EXPECT_NE(PhotoLibrary::getLibrary(folder.path + "/"), first) << "paths are keys as text";
+}
+
+TEST(PhotoLibraryLoad, UnreadableFilesThrowAndAreRetried) {
+    const std::string nullDictionary =
+        "(In CoreType<T, F>::CoreType(const void*, CoreType<T, F>::Rule) [with T = const "
+        "__CFDictionary*, CFTypeID (* F)() = CFDictionaryGetTypeID]) : Tried to create a "
+        "PK14__CFDictionary from a NULL pointer";
+    TempFolder folder;
+    writeAlbumFile(folder.path, "this is not a property list");
+    EXPECT_EQ(errorOf([&] { PhotoLibrary::getLibrary(folder.path); }), nullDictionary);
+    writeAlbumFile(folder.path, "<plist><array/></plist>");
+    EXPECT_EQ(errorOf([&] { PhotoLibrary::getLibrary(folder.path); }),
+              "(In CoreType) : Tried to convert a non-PK14__CFDictionary type to "
+              "PK14__CFDictionary");
+    writeAlbumFile(folder.path, smallLibrary());
+    EXPECT_NE(PhotoLibrary::getLibrary(folder.path), nullptr);
+
+    TempFolder other;
+    mkdir((other.path + "/AlbumData.xml").c_str(), 0755); // stat succeeds, open does not
+    EXPECT_EQ(errorOf([&] { PhotoLibrary::getLibrary(other.path); }),
+              "(In CFReadStream_t) : couldn't open read stream (file not found?)");
+}
+
+TEST(PhotoLibraryLoad, FolderWithNonAsciiNameLoads) {
+    TempFolder folder;
+    std::string library = folder.sub("Bibliothe\xCC\x80que d'\xC3\x89t\xC3\xA9 \xE6\x97\xA5");
+    writeAlbumFile(library, smallLibrary());
+    PhotoLibrary* loaded = PhotoLibrary::getLibrary(library);
+    ASSERT_NE(loaded, nullptr);
+    EXPECT_EQ(utf8(loaded->getAlbumName(2)), "Winter");
+    EXPECT_EQ(CFURLGetPOSIXPath(loaded->getLibraryUrl()), library + "/AlbumData.xml");
+}
+
+TEST(PhotoLibraryLookup, MissingThingsReadAsDesigned) {
+    TempFolder folder;
+    writeAlbumFile(folder.path, smallLibrary());
+    PhotoLibrary library(folder.path);
+    EXPECT_EQ(errorOf([&] { library.getAlbumInfo(99); }),
+              "(In getAlbumInfo) : couldn't find album with id 99");
+    EXPECT_EQ(errorOf([&] { library.getPhotoInfo(2, 10); }),
+              "(In getPhotoInfo) : couldn't find photo with id 10")
+        << "photo 10 exists, but not in album 2";
+    EXPECT_EQ(errorOf([&] { library.getPictureInfo(CFSTR("77")); }),
+              "(In T CFDictionary_t::get(const __CFString*) const [with T = CFDictionary_t]) : "
+              "dictionary doesn't have key '77'");
+
+    TempFolder bare;
+    writeAlbumFile(bare.path, "<plist><dict/></plist>");
+    PhotoLibrary empty(bare.path);
+    EXPECT_EQ(errorOf([&] { empty.getAlbumList(); }),
+              "(In CoreType<T, F>::CoreType(const void*, CoreType<T, F>::Rule) [with T = const "
+              "__CFArray*, CFTypeID (* F)() = CFArrayGetTypeID]) : Tried to create a PK9__CFArray "
+              "from a NULL pointer");
+}
+
+TEST(PhotoLibraryLookup, PhotoIdIsTheKeysNumberAndTheFirstKeyWins) {
+    for (bool paddedFirst : {true, false}) {
+        TempFolder folder;
+        auto keys = paddedFirst ? albumDict(5, "Mixed", {"0042", "42"})
+                                : albumDict(5, "Mixed", {"42", "0042"});
+        writeAlbumFile(folder.path, albumData("9", keys, photoDict("0042") + photoDict("42")));
+        PhotoLibrary library(folder.path);
+        CFDictionary_t photo = library.getPhotoInfo(5, 42);
+        EXPECT_EQ(utf8(photo.get<CFString_t>(CFSTR("Caption"))),
+                  paddedFirst ? "Caption 0042" : "Caption 42");
+    }
+}
+
+TEST(PhotoLibraryList, RecordsCarryEveryField) {
+    TempFolder folder;
+    writeAlbumFile(folder.path, albumData("9", albumDict(3, "Trip", {"0007", "8"}),
+                                          photoDict("0007") + photoDict("8", "OriginalPath")));
+    PhotoLibrary library(folder.path);
+    std::vector<PhotoInfo> list;
+    library.getPhotoList(3, list);
+    ASSERT_EQ(list.size(), 2u);
+    const PhotoInfo& p = list[0];
+    EXPECT_EQ(p.id, 7);
+    EXPECT_EQ(utf8(p.imagePath), "/photos/2009/img_0007.jpg");
+    EXPECT_EQ(utf8(p.fileName), "img_0007.jpg");
+    EXPECT_EQ(utf8(p.originalPath), "/photos/Originals/img_0007.jpg");
+    EXPECT_EQ(utf8(p.thumbPath), "/photos/Thumbs/0007.jpg");
+    EXPECT_EQ(utf8(p.mediaType), "Image");
+    EXPECT_EQ(utf8(p.caption), "Caption 0007");
+    EXPECT_EQ(utf8(p.comment), "Comment 0007");
+    EXPECT_DOUBLE_EQ(p.date, 7.5);
+    EXPECT_DOUBLE_EQ(p.modDate, 20007.25);
+    EXPECT_DOUBLE_EQ(p.metaModDate, 30007);
+    EXPECT_EQ(utf8(list[1].originalPath), "/photos/2009/img_8.jpg") << "defaults to ImagePath";
+}
+
+TEST(PhotoLibraryList, MissingCaptionEndsTheListingAndKeepsWhatCameBefore) {
+    TempFolder folder;
+    writeAlbumFile(folder.path,
+                   albumData("9", albumDict(1, "A", {"1", "2", "3"}) + albumDict(2, "B", {"3"}),
+                             photoDict("1") + photoDict("2", "Caption") + photoDict("3")));
+    PhotoLibrary library(folder.path);
+    std::vector<PhotoInfo> list;
+    library.getPhotoList(2, list);
+    ASSERT_EQ(list.size(), 1u);
+    EXPECT_EQ(errorOf([&] { library.getPhotoList(1, list); }),
+              "(In T CFDictionary_t::get(const __CFString*) const [with T = CFString_t]) : "
+              "dictionary doesn't have key 'Caption'");
+    ASSERT_EQ(list.size(), 2u) << "appended, never cleared; photo 1 stays";
+    EXPECT_EQ(list[1].id, 1);
+}
+
+} // namespace
