@@ -97,7 +97,9 @@
       if (!pending) {
         const count = Math.min(PAGE_SIZE, this.size - first);
         pending = api.pics(this.l, this.a, first, count).then((items) => {
-          const photos = items.slice(0, count).map((p, k) => ({
+          // The server starts again at photo 0 when asked past the end of the list.
+          const wrapped = first > 0 && items.length > 0 && this.photos[0] && items[0].id === this.photos[0].id;
+          const photos = (wrapped ? [] : items.slice(0, count)).map((p, k) => ({
             i: first + k,
             id: p.id,
             caption: typeof p.caption === 'string' ? p.caption : '',
@@ -162,6 +164,7 @@
     pause: '<path d="M8 5v14M16 5v14" stroke-width="3"/>',
     info: '<circle cx="12" cy="12" r="9"/><path d="M12 11v6M12 7.5v.5"/>',
     download: '<path d="M12 4v11M7 10l5 5 5-5M5 20h14"/>',
+    empty: '<rect x="3" y="5" width="18" height="14" rx="2"/><path d="M3 16l5-5 4 4 3-3 6 6"/><circle cx="16" cy="9" r="1.5"/>',
   };
   function icon(name) {
     return `<svg viewBox="0 0 24 24" width="24" height="24" aria-hidden="true" focusable="false" fill="none" stroke="currentColor" stroke-width="1.8" stroke-linecap="round" stroke-linejoin="round">${ICONS[name]}</svg>`;
@@ -211,15 +214,19 @@
 
   function showCover(box) {
     const album = box._album;
+    const empty = () => {
+      box.classList.add('is-empty');
+      box.innerHTML = icon('empty');
+    };
     album.cover().then((photo) => {
       if (!photo) {
-        box.classList.add('is-empty');
+        empty();
         return;
       }
       const img = h('img', { alt: '', decoding: 'async', src: thumbURL(album.l, album.a, photo.id) });
       revealOnLoad(img);
       box.append(img);
-    }, () => box.classList.add('is-empty'));
+    }, empty);
   }
 
   /** Fades an image in once it has loaded (at once when the browser has it already). */
@@ -441,7 +448,7 @@
 
     const state = {
       open: false, album: null, index: 0, token: 0, box: null,
-      playing: false, timer: 0, spinnerTimer: 0, current: null, preloads: new Map(),
+      playing: false, timer: 0, spinnerTimer: 0, current: null, loading: null, preloads: new Map(),
     };
 
     function infoWanted() {
@@ -479,7 +486,9 @@
     }
 
     function show(album, index) {
+      const wanted = index;
       index = Math.max(0, Math.min(index, album.size - 1));
+      if (index !== wanted) history.replaceState(history.state, '', `${album.hash}/p/${index}`);
       const changedAlbum = state.album !== album;
       state.album = album;
       state.index = index;
@@ -523,37 +532,51 @@
       loadPicture(token);
     }
 
-    /** Loads the picture at the current position and swaps it in once it is decoded. */
+    /**
+     * Loads the picture at the current position and swaps it in once it is decoded. A picture
+     * still on its way for an earlier position is dropped; while the arrow key is held, the
+     * request waits a moment so that the server shrinks only the pictures someone stops at.
+     */
     function loadPicture(token) {
       const { album, index } = state;
       const box = fitBox();
       state.box = box;
+      const url = imageURL(album.l, album.a, index, box);
+      const hurried = state.loading != null && !state.preloads.has(index);
+      if (state.loading) state.loading.removeAttribute('src');
       const img = new Image();
+      state.loading = img;
       img.className = 'viewer__img';
       img.decoding = 'async';
       img.alt = (album.photos[index] && album.photos[index].caption) || `Photo ${index + 1}`;
       img.draggable = false;
-      img.src = imageURL(album.l, album.a, index, box);
       clearTimeout(state.spinnerTimer);
       state.spinnerTimer = setTimeout(() => spinner.classList.add('is-visible'), SPINNER_DELAY_MS);
-      img.decode().catch(() => {
-        if (!img.complete || !img.naturalWidth) throw new Error('no picture');
-      }).then(() => {
+
+      const done = (ok) => {
         if (token !== state.token) return;
+        state.loading = null;
         clearTimeout(state.spinnerTimer);
         spinner.classList.remove('is-visible');
-        swapIn(img, index);
-        preloadAround(index, box);
+        if (ok) {
+          swapIn(img, index);
+          preloadAround(index, box);
+        } else {
+          if (state.current) state.current.remove();
+          state.current = null;
+          errorNote.hidden = false;
+        }
         if (state.playing) schedule();
-      }, () => {
+      };
+      setTimeout(() => {
         if (token !== state.token) return;
-        clearTimeout(state.spinnerTimer);
-        spinner.classList.remove('is-visible');
-        if (state.current) state.current.remove();
-        state.current = null;
-        errorNote.hidden = false;
-        if (state.playing) schedule();
-      });
+        img.src = url;
+        img.decode()
+          .catch(() => {
+            if (!img.complete || !img.naturalWidth) throw new Error('no picture');
+          })
+          .then(() => done(true), () => done(false));
+      }, hurried ? 150 : 0);
     }
 
     function swapIn(img, index) {
@@ -626,6 +649,8 @@
       for (const node of document.querySelectorAll('body > :not(#viewer)')) node.inert = false;
       if (state.current) state.current.remove();
       state.current = null;
+      if (state.loading) state.loading.removeAttribute('src');
+      state.loading = null;
       placeholder.classList.remove('is-visible');
       placeholder.removeAttribute('src');
       spinner.classList.remove('is-visible');
@@ -763,7 +788,7 @@
       iso && `ISO\u00a0${iso}`,
       focal && `${focal}\u00a0mm`,
     ].filter(Boolean);
-    if (exposure.length) row('Exposure', exposure.join(' \u00b7 '));
+    if (exposure.length) row('Exposure', exposure.join('\u00a0\u00b7 '));
     const cameraDate = str(exif.captureDate);
     if (cameraDate && (!taken || cameraDate !== taken.textContent)) row('Camera date', cameraDate);
     if (info.w > 0 && info.h > 0) row(info.mediaType === 'Movie' ? 'Still size' : 'Size', `${numberFormat.format(info.w)} \u00d7 ${numberFormat.format(info.h)} pixels`);
@@ -790,18 +815,20 @@
   let shownAlbum = null;
   let routeToken = 0;
   let followedLink = false;
-  const scrollSpots = new Map();
+  const scrollSpots = new Map(); // view -> scroll position when it was left
+  const leftBy = new Map(); // view -> address of the link it was left by
 
   async function route() {
     const r = parseRoute(location.hash);
     const token = ++routeToken;
+    const viaLink = followedLink;
+    followedLink = false;
     if (r.p == null && viewer.open) viewer.hide();
 
     if (r.key !== shownKey) {
       if (shownKey) scrollSpots.set(shownKey, window.scrollY);
-      const returning = !followedLink && scrollSpots.has(r.key);
+      const returning = !viaLink && scrollSpots.has(r.key);
       const firstView = shownKey == null;
-      followedLink = false;
       main.setAttribute('aria-busy', 'true');
       const slow = setTimeout(() => {
         if (token === routeToken) main.replaceChildren(h('div', { class: 'loading', role: 'status', text: 'Loading\u2026' }));
@@ -823,9 +850,11 @@
       shownKey = r.key;
       shownAlbum = currentGrid ? currentGrid.album : null;
       window.scrollTo(0, returning ? scrollSpots.get(r.key) : 0);
+      // Coming back puts focus on the link that led away; a new view puts it on its heading.
       if (!firstView && r.p == null) {
-        const heading = main.querySelector('h1');
-        if (heading) heading.focus({ preventScroll: true });
+        const href = returning && leftBy.get(r.key);
+        const target = (href && main.querySelector(`a[href="${CSS.escape(href)}"]`)) || main.querySelector('h1');
+        if (target) target.focus({ preventScroll: true });
       }
     }
 
@@ -851,6 +880,7 @@
     const link = e.target.closest && e.target.closest('a[href^="#/"]');
     if (!link || e.button !== 0 || e.metaKey || e.ctrlKey || e.shiftKey || e.altKey) return;
     followedLink = true;
+    if (shownKey && main.contains(link)) leftBy.set(shownKey, link.getAttribute('href'));
     if (link.classList.contains('thumb__link')) {
       e.preventDefault();
       history.pushState({ viewer: true }, '', link.getAttribute('href'));
