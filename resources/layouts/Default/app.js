@@ -447,12 +447,14 @@
     btn.download.innerHTML = icon('download');
 
     const state = {
-      open: false, album: null, index: 0, token: 0, box: null,
+      open: false, closing: false, album: null, index: 0, token: 0, box: null,
       playing: false, timer: 0, spinnerTimer: 0, current: null, loading: null, preloads: new Map(),
     };
 
+    /** The details panel opens as the person last left it, else only where there is room. */
     function infoWanted() {
-      const saved = localStorage.getItem(INFO_KEY);
+      let saved = null;
+      try { saved = localStorage.getItem(INFO_KEY); } catch (e) { /* storage refused */ }
       return saved == null ? wideScreen.matches : saved === '1';
     }
 
@@ -460,14 +462,13 @@
       el.classList.toggle('show-info', open);
       btn.info.setAttribute('aria-expanded', String(open));
       if (remember) {
-        try { localStorage.setItem(INFO_KEY, open ? '1' : '0'); } catch (e) { /* private mode */ }
+        try { localStorage.setItem(INFO_KEY, open ? '1' : '0'); } catch (e) { /* storage refused */ }
       }
     }
 
     function setPlaying(on) {
       state.playing = on;
       btn.play.setAttribute('aria-pressed', String(on));
-      btn.play.setAttribute('aria-label', on ? 'Pause slideshow' : 'Play slideshow');
       btn.play.innerHTML = icon(on ? 'pause' : 'play');
       clearTimeout(state.timer);
       if (on && state.current) schedule();
@@ -490,6 +491,7 @@
       index = Math.max(0, Math.min(index, album.size - 1));
       if (index !== wanted) history.replaceState(history.state, '', `${album.hash}/p/${index}`);
       const changedAlbum = state.album !== album;
+      state.closing = false;
       state.album = album;
       state.index = index;
       const token = ++state.token;
@@ -639,6 +641,7 @@
     function hide() {
       if (!state.open) return;
       state.open = false;
+      state.closing = false;
       state.token++;
       setPlaying(false);
       clearTimeout(state.spinnerTimer);
@@ -678,6 +681,9 @@
     }
 
     function close() {
+      // Going back is asynchronous: a second Escape before it lands must not go back again.
+      if (state.closing) return;
+      state.closing = true;
       if (history.state && history.state.viewer) history.back();
       else {
         history.replaceState(null, '', state.album.hash);
@@ -879,7 +885,8 @@
   document.addEventListener('click', (e) => {
     const link = e.target.closest && e.target.closest('a[href^="#/"]');
     if (!link || e.button !== 0 || e.metaKey || e.ctrlKey || e.shiftKey || e.altKey) return;
-    followedLink = true;
+    // A link to the view already shown changes nothing and must not count for the next change.
+    followedLink = link.getAttribute('href') !== location.hash;
     if (shownKey && main.contains(link)) leftBy.set(shownKey, link.getAttribute('href'));
     if (link.classList.contains('thumb__link')) {
       e.preventDefault();
