@@ -57,14 +57,18 @@ static void _tellUnreachable(NetService* service, const char* why) {
 
 static void _addService(NetService* service, AvahiClient* client);
 
+// Another service on the network has our name: take Avahi's next one ("Name #2").
+static void _takeAlternativeName(NetService* service) {
+    char* alternative = avahi_alternative_service_name(service->name.c_str());
+    printf("the name '%s' is taken on the network; advertising as '%s'\n", service->name.c_str(), alternative);
+    service->name = alternative;
+    avahi_free(alternative);
+}
+
 static void _GroupCallBack(AvahiEntryGroup* group, AvahiEntryGroupState state, void* userdata) {
     auto* service = static_cast<NetService*>(userdata);
     if (state == AVAHI_ENTRY_GROUP_COLLISION) {
-        char* alternative = avahi_alternative_service_name(service->name.c_str());
-        printf("the name '%s' is taken on the network; advertising as '%s'\n",
-               service->name.c_str(), alternative);
-        service->name = alternative;
-        avahi_free(alternative);
+        _takeAlternativeName(service);
         avahi_entry_group_reset(group);
         _addService(service, avahi_entry_group_get_client(group));
     } else if (state == AVAHI_ENTRY_GROUP_FAILURE) {
@@ -84,9 +88,7 @@ static void _addService(NetService* service, AvahiClient* client) {
             service->name.c_str(), service->type.c_str(), nullptr, nullptr, service->port, "path=/",
             nullptr);
         if (error == AVAHI_ERR_COLLISION) {
-            char* alternative = avahi_alternative_service_name(service->name.c_str());
-            service->name = alternative;
-            avahi_free(alternative);
+            _takeAlternativeName(service);
             continue;
         }
         if (error < 0) return _fail(service, error);

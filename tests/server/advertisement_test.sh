@@ -1,0 +1,113 @@
+#!/usr/bin/env bash
+# advertisement_test.sh - the server as a browser on the network sees it: a loopback-only
+# Avahi daemon on a system D-Bus, avahi-browse, and servers started before and after the daemon.
+# Usage: advertisement_test.sh TESSELLAN_EXECUTABLE RESOURCES_DIR
+set -u
+exe=$1
+resources=$2
+skip() { echo "SKIPPED: $*"; exit 77; }
+fail() { echo "FAILED: $*"; cat "$work"/*.log 2>/dev/null; exit 1; }
+
+[ "$(id -u)" -eq 0 ] || skip "needs root to start a system bus and avahi-daemon"
+for tool in dbus-daemon avahi-daemon avahi-browse; do
+    command -v $tool >/dev/null || skip "$tool is not installed"
+done
+
+work=$(mktemp -d /tmp/tessellan-adv.XXXXXX)
+pids=()
+bus_pid=""
+daemon_pid=""
+cleanup() {
+    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null; done
+    [ -n "$daemon_pid" ] && kill "$daemon_pid" 2>/dev/null
+    [ -n "$bus_pid" ] && kill "$bus_pid" 2>/dev/null
+    wait 2>/dev/null
+    rm -rf "$work"
+}
+trap cleanup EXIT
+
+# A port nothing listens on.
+free_port() {
+    local port
+    while :; do
+        port=$((20000 + RANDOM % 40000))
+        (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null || { echo "$port"; return; }
+    done
+}
+
+# start_server NAME TITLE PORT
+start_server() {
+    cat >"$work/$1.plist" <<PLIST
+<plist><dict><key>port</key><integer>$3</integer><key>title</key><string>$2</string>
+<key>siteLayout</key><string>Default</string></dict></plist>
+PLIST
+    "$exe" --prefs "$work/$1.plist" --resources "$resources" >"$work/$1.log" 2>&1 &
+    pids+=($!)
+    for _ in $(seq 100); do
+        (exec 3<>"/dev/tcp/127.0.0.1/$3") 2>/dev/null && return 0
+        sleep 0.05
+    done
+    fail "server $1 did not start"
+}
+
+# serves PORT - answers a request for the start page
+serves() {
+    exec 3<>"/dev/tcp/127.0.0.1/$1" || return 1
+    printf 'GET / HTTP/1.1\r\nHost: x\r\n\r\n' >&3
+    local line
+    read -r -t 5 line <&3
+    exec 3<&-
+    [[ "$line" == "HTTP/1.1 200 OK"* ]]
+}
+
+# advertised NAME PORT - avahi-browse lists the service with that name and port (waits)
+advertised() {
+    for _ in $(seq 40); do
+        avahi-browse -rpt _http._tcp 2>/dev/null | grep -F "=;" | grep -F ";$1;" | grep -qF ";$2;\"path=/\"" && return 0
+        sleep 0.25
+    done
+    return 1
+}
+
+# A system bus of our own unless one is running already.
+if ! dbus-send --system --dest=org.freedesktop.DBus --print-reply / org.freedesktop.DBus.GetId >/dev/null 2>&1; then
+    mkdir -p /run/dbus
+    rm -f /run/dbus/pid
+    bus_pid=$(dbus-daemon --system --fork --print-pid) || fail "could not start dbus-daemon"
+fi
+own_daemon=1
+avahi-daemon --check 2>/dev/null && own_daemon=0
+
+title="Tessellan advertisement $$"
+port1=$(free_port)
+if [ $own_daemon -eq 1 ]; then
+    # No daemon yet: the server must say so once and serve anyway.
+    start_server first "$title" "$port1"
+    serves "$port1" || fail "the server does not serve without an mDNS responder"
+    grep -q "no mDNS responder reachable" "$work/first.log" || fail "no line about the missing responder"
+    cat >"$work/avahi.conf" <<CONF
+[server]
+allow-interfaces=lo
+use-ipv6=no
+[wide-area]
+enable-wide-area=no
+[publish]
+publish-hinfo=no
+publish-workstation=no
+CONF
+    avahi-daemon -f "$work/avahi.conf" --daemonize || fail "could not start avahi-daemon"
+    for _ in $(seq 40); do [ -s /run/avahi-daemon/pid ] && break; sleep 0.1; done
+    daemon_pid=$(cat /run/avahi-daemon/pid)
+else
+    start_server first "$title" "$port1"
+fi
+
+advertised "${title// /\\032}" "$port1" || fail "'$title' on port $port1 was not advertised"
+
+port2=$(free_port)
+start_server second "$title" "$port2"
+serves "$port2" || fail "the second server does not serve"
+advertised "${title// /\\032}\\032\\0352" "$port2" || fail "the second server did not take the name '$title #2'"
+grep -q "advertising as '$title #2'" "$work/second.log" || fail "the second server did not say which name it took"
+serves "$port1" || fail "the first server stopped serving"
+echo "advertisement: 1 passed, 0 failed"
