@@ -1,0 +1,61 @@
+// ImageInfo.h - picture type, pixel size and EXIF block from a file's header, without decoding.
+//
+// Also the byte-order readers the probe uses, a TIFF directory size reader and the box-fitting
+// arithmetic shared by the scaler and its callers.
+#pragma once
+
+#include "cf/cftempl.h"
+
+#include <cstdint>
+
+// A picture's size in pixels. The probe sets both to 0 before it starts.
+struct ImageSize {
+    int32_t width;
+    int32_t height;
+};
+
+// The picture types getImageInfo answers. TIFF files are deliberately kImageUnknown.
+enum ImageType : int {
+    kImageUnknown = 0, // unknown, unreadable or malformed
+    kImageJPEG = 1,
+    kImageGIF = 2,
+    kImagePNG = 3,
+    kImageBMP = 4,
+};
+
+// Probes the file's header and returns its ImageType. Never throws.
+//
+// size and exif may each be null; what is read depends on which are given. For a JPEG with
+// both null, the first JFIF APP0 or frame header confirms the type; with size only, the first
+// frame header; with both, the point where an APP1 payload and a frame size have both been read.
+// A JPEG whose APP1 comes after its frame header probes as kImageUnknown when exif is given
+// (the size is stored all the same); an APP0 other than JFIF makes the file unknown.
+//
+// *exif receives the whole payload of the last APP1 segment read (everything after its length
+// bytes), whatever it holds. The caller owns it and must release it (or hand it to ExifData),
+// also when the result is kImageUnknown. Sizes and payloads stored before a failure stay.
+int getImageInfo(const CFURL_t& url, ImageSize* size, CFDataRef* exif);
+
+// Reads a TIFF image file directory at the stream's position and stores the ImageWidth (256)
+// and ImageLength (257) values that have a count of 1. toShort and toLong read the file's byte
+// order. Leaves *size untouched for tags it does not find.
+void getTiffSize(CFReadStream_t& stream, ImageSize* size, uint16_t (*toShort)(const uint8_t*),
+                 uint32_t (*toLong)(const uint8_t*));
+
+// The unsigned value of the first 4 or 2 bytes at p. REQUIRES: those bytes are readable.
+uint32_t toUInt32_BE(const uint8_t* p);
+uint16_t toUInt16_BE(const uint8_t* p);
+uint32_t toUInt32_LE(const uint8_t* p);
+uint16_t toUInt16_LE(const uint8_t* p);
+
+// One byte (0-255), or -1 when the read yields no byte at the end of the stream. A read error
+// answers 0.
+int getByte(CFReadStream_t& stream);
+// Two bytes as a big-endian value, or -1 unless both were read.
+int getShort(CFReadStream_t& stream);
+
+// Shrinks width × height in place to fit maxWidth × maxHeight, keeping the proportions (the
+// side with the larger ratio gets the box's size, the other is truncated). A size that already
+// fits is never enlarged; on equal ratios the height gets the box's size. A box side of 0 or
+// less gives a truncated side of 0 rather than undefined arithmetic.
+void scaleToFitSize(int& width, int& height, int maxWidth, int maxHeight);

@@ -1,0 +1,31 @@
+// ScaledJPEG.h - re-encoding a JPEG file at a reduced size, and reading a JPEG's stored size.
+#pragma once
+
+#include "cf/cftempl.h"
+
+#include <cstdint>
+#include <ostream>
+
+// Decodes the JPEG file at url with the decoder's built-in reduction and re-encodes it, baseline,
+// at quality (0-100, clamped by the library), appending the result to out.
+//
+// scale is either a reduction denominator (1 re-encodes at full size; 2, 4, 8 reduce; larger
+// values act as 8; 0 acts as 1) or -1, meaning: fit the box maxWidth × maxHeight. For -1 a
+// picture not larger than the box keeps its size; a larger one is reduced by the denominator just
+// before the first of 1, 2, 4, 8, 16 that puts it strictly inside the box (16 when none does),
+// so the output is the smallest reduction still not strictly inside the box, never resampled
+// further. The decoder's output size is the image size divided and rounded up.
+//
+// Returns true when the picture has been written to out. Returns false, with nothing written
+// to out, for an empty, corrupt or unsupported file (CMYK and YCCK pictures included); the
+// library's message then goes to standard error. A file that ends early still decodes up to a
+// fake end-of-image after one "Premature end of JPEG file" warning and returns true. Grey
+// pictures come out as three-component JPEGs.
+//
+// Throws std::runtime_error when the file cannot be opened.
+bool writeScaledJPEG(const CFURL_t& url, uint32_t maxWidth, uint32_t maxHeight, int quality,
+                     std::ostream& out, int32_t scale);
+
+// Reads the JPEG header of the file at url and stores the picture's size. Returns false, leaving
+// width and height untouched, when the file cannot be opened or its header cannot be read.
+bool getJPEGSize(const CFURL_t& url, int& width, int& height);

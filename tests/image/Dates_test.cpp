@@ -1,0 +1,123 @@
+// Dates_test.cpp - the epoch, display styles, the locale the process settings choose, and
+// fixed-layout parsing. The image tests run in en_US and UTC (see ImageFixtures.cpp).
+#include "image/Dates.h"
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <optional>
+
+namespace {
+
+std::string display(CFAbsoluteTime time, CFDateFormatterStyle date,
+                    CFDateFormatterStyle timeOfDay) {
+    CFStringRef s = formatDate(time, date, timeOfDay);
+    if (!s) return "<null>";
+    std::string text = CFStringGetUTF8(s);
+    CFRelease(s);
+    return text;
+}
+
+// Sets locale variables for one scope and puts the previous values back.
+class ScopedEnv {
+  public:
+    ScopedEnv(std::initializer_list<std::pair<const char*, const char*>> values) {
+        for (auto [name, value] : values) {
+            const char* old = getenv(name);
+            saved_.push_back({name, old ? std::optional<std::string>(old) : std::nullopt});
+            if (value)
+                setenv(name, value, 1);
+            else
+                unsetenv(name);
+        }
+    }
+    ~ScopedEnv() {
+        for (auto& [name, value] : saved_) {
+            if (value)
+                setenv(name, value->c_str(), 1);
+            else
+                unsetenv(name);
+        }
+    }
+
+  private:
+    std::vector<std::pair<const char*, std::optional<std::string>>> saved_;
+};
+
+TEST(Dates, EpochAndMillisecondsOfTheReferenceDate) {
+    EXPECT_EQ(getEpoch(), -978307200.0);
+    EXPECT_EQ(uint64_t((0.0 - getEpoch()) * 1000.0), 978307200000ull);
+    // A picture taken at 2006-05-01 12:30:00 GMT.
+    EXPECT_EQ(uint64_t((168179400.0 - getEpoch()) * 1000.0), 1146486600000ull);
+}
+
+TEST(Dates, StylesInTheDefaultLocale) {
+    struct Case {
+        CFDateFormatterStyle date, timeOfDay;
+        const char* expect;
+    } cases[] = {
+        {kCFDateFormatterMediumStyle, kCFDateFormatterMediumStyle, "Jan 1, 2001, 12:00:00\u202FAM"},
+        {kCFDateFormatterShortStyle, kCFDateFormatterNoStyle, "1/1/01"},
+        {kCFDateFormatterNoStyle, kCFDateFormatterShortStyle, "12:00\u202FAM"},
+        {kCFDateFormatterLongStyle, kCFDateFormatterNoStyle, "January 1, 2001"},
+        {kCFDateFormatterFullStyle, kCFDateFormatterNoStyle, "Monday, January 1, 2001"},
+        {kCFDateFormatterNoStyle, kCFDateFormatterNoStyle, ""},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(display(0.0, c.date, c.timeOfDay), c.expect) << c.date << " " << c.timeOfDay;
+    EXPECT_EQ(display(168179400.0, kCFDateFormatterMediumStyle, kCFDateFormatterMediumStyle),
+              "May 1, 2006, 12:30:00\u202FPM");
+}
+
+TEST(Dates, LocaleComesFromTheProcessSettings) {
+    struct Case {
+        const char *all, *time, *lang;
+        const char* expect;
+    } cases[] = {
+        {nullptr, nullptr, nullptr, "en_US"}, // ICU's default, set by the tests
+        {nullptr, nullptr, "fr_FR.UTF-8", "fr_FR"},
+        {nullptr, "de_DE.UTF-8", "fr_FR.UTF-8", "de_DE"},
+        {"it_IT", "de_DE.UTF-8", "fr_FR", "it_IT"},
+        {"", "de_DE@euro", "", "de_DE"}, // empty values do not count
+        {nullptr, "C.UTF-8", nullptr, "en_US_POSIX"},
+        {"POSIX", nullptr, nullptr, "en_US_POSIX"},
+    };
+    for (const Case& c : cases) {
+        ScopedEnv env({{"LC_ALL", c.all}, {"LC_TIME", c.time}, {"LANG", c.lang}});
+        EXPECT_EQ(currentDateLocale(), c.expect);
+    }
+    ScopedEnv german({{"LC_TIME", "de_DE.UTF-8"}});
+    EXPECT_EQ(display(0.0, kCFDateFormatterMediumStyle, kCFDateFormatterMediumStyle),
+              "01.01.2001, 00:00:00");
+}
+
+TEST(Dates, ParseDateWithAFixedLayout) {
+    struct Case {
+        const char* text;
+        bool ok;
+        CFAbsoluteTime expect;
+    } cases[] = {
+        {"2006:05:01 12:30:00", true, 168179400.0},
+        {"2001:01:01 00:00:00", true, 0.0},
+        {"2006:05:01 12:30:00 and more", true, 168179400.0}, // what follows the layout is ignored
+        {"2006:13:01 12:30:00", false, 0},                   // fields are checked
+        {"0000:00:00 00:00:00", false, 0},
+        {"2006-05-01 12:30:00", false, 0},
+        {"", false, 0},
+    };
+    for (const Case& c : cases) {
+        CFAbsoluteTime time = -1.0;
+        EXPECT_EQ(parseDate(c.text, "yyyy:MM:dd HH:mm:ss", &time), c.ok) << c.text;
+        EXPECT_EQ(time, c.ok ? c.expect : -1.0) << c.text;
+    }
+}
+
+TEST(Dates, StoredDatesParseInLocalesWithOtherCalendarsAndDigits) {
+    for (const char* locale : {"th_TH", "ar_EG", "ar_SA"}) {
+        ScopedEnv env({{"LC_ALL", locale}});
+        CFAbsoluteTime time = -1.0;
+        EXPECT_TRUE(parseDate("2006:05:01 12:30:00", "yyyy:MM:dd HH:mm:ss", &time)) << locale;
+        EXPECT_EQ(time, 168179400.0) << locale;
+    }
+}
+
+} // namespace

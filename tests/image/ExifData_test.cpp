@@ -1,0 +1,285 @@
+// ExifData_test.cpp - the ten fields from EXIF blocks in both byte orders, the deliberate
+// mappings, and payloads that point outside themselves or loop.
+#include "ImageFixtures.h"
+#include "image/ExifData.h"
+#include "image/ImageInfo.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using E = ExifBuilder;
+
+std::string str(const CFString_t& s) {
+    return toString(s);
+}
+
+// Every field, so a test can compare all ten at once.
+std::vector<std::string> fields(const ExifData& e) {
+    return {str(e.cameraMake), str(e.cameraModel), str(e.captureDate), str(e.modifiedDate),
+            str(e.width),      str(e.height),      str(e.aperture),    str(e.shutter),
+            str(e.iso),        str(e.focalLength)};
+}
+const std::vector<std::string> kEmpty(10, "");
+
+// The usual camera layout: IFD0 with Make, Model, DateTime and the EXIF pointer; the EXIF
+// directory with the exposure values and the original date.
+std::string cameraPayload(bool little) {
+    E b(little);
+    uint32_t make = b.text("Nikkon"), model = b.text("D-99"),
+             modified = b.text("2007:12:24 18:05:09");
+    uint32_t original = b.text("2006:05:01 12:30:00");
+    uint32_t fnumber = b.fraction(28, 10), exposure = b.fraction(1, 60), focal = b.fraction(50, 1);
+    uint32_t sub = b.directory({E::rational(33434, exposure), E::rational(33437, fnumber),
+                                E::shortValue(34855, 100), E::ascii(36867, original, 20),
+                                E::rational(37386, focal), E::longValue(40962, 3072),
+                                E::longValue(40963, 2304)});
+    b.first(b.directory({E::ascii(271, make, 7), E::ascii(272, model, 5),
+                         E::ascii(306, modified, 20), E::pointer(sub)}));
+    return b.payload();
+}
+
+CFDataRef dataOf(const std::string& payload) {
+    return CFDataCreate(payload.data(), CFIndex(payload.size()));
+}
+
+// A payload with one directory holding the entries, plus the extra blocks made by addBlocks.
+template <class F> std::vector<std::string> parseOne(bool little, F addBlocks) {
+    E b(little);
+    b.first(b.directory(addBlocks(b)));
+    ExifData e(b.data());
+    return fields(e);
+}
+
+class ExifByteOrder : public testing::TestWithParam<bool> {};
+
+TEST_P(ExifByteOrder, CameraFieldsAsDisplayStrings) {
+    ExifData e(dataOf(cameraPayload(GetParam())));
+    std::vector<std::string> expect = {"Nikkon",
+                                       "D-99",
+                                       "May 1, 2006, 12:30:00\u202FPM",
+                                       "Dec 24, 2007, 6:05:09\u202FPM",
+                                       "2304",
+                                       "",
+                                       "2.8",
+                                       "1/60",
+                                       "100",
+                                       "50"};
+    EXPECT_EQ(fields(e), expect);
+}
+
+TEST_P(ExifByteOrder, PixelDimensionsAsLongBothWriteWidth) {
+    auto got = parseOne(GetParam(), [](E&) {
+        return std::vector<E::Entry>{E::longValue(40962, 3072), E::longValue(40963, 2304)};
+    });
+    EXPECT_EQ(got[4], "2304");
+    EXPECT_EQ(got[5], "");
+}
+
+TEST_P(ExifByteOrder, PixelDimensionsAsShortAreIgnored) {
+    auto got = parseOne(GetParam(), [](E&) {
+        return std::vector<E::Entry>{E::shortValue(40962, 3072), E::shortValue(40963, 2304)};
+    });
+    EXPECT_EQ(got, kEmpty);
+}
+
+TEST_P(ExifByteOrder, IsoAsLongIsIgnored) {
+    auto got =
+        parseOne(GetParam(), [](E&) { return std::vector<E::Entry>{E::longValue(34855, 100)}; });
+    EXPECT_EQ(got, kEmpty);
+}
+
+TEST_P(ExifByteOrder, Rationals) {
+    struct Case {
+        uint16_t tag;
+        int32_t numerator, denominator;
+        size_t field;
+        const char* expect;
+    } cases[] = {
+        {33434, 5, 2, 7, "2.5"}, // longer than a second: decimal
+        {33434, 2, 2, 7, "1/1"}, // not greater: reduced fraction
+        {33434, 10, 1250, 7, "1/125"},
+        {33434, 0, 10, 7, "0/1"},
+        {33434, 0, 0, 7, ""}, // nothing to divide by
+        {33434, 7, 0, 7, ""},
+        {33434, -1, 3, 7, "1/-3"}, // signed rationals go through the same reduction
+        {33434, INT32_MIN, -1, 7, "2147483648/1"},
+        {33437, 28, 10, 6, "2.8"},
+        {33437, 28, 0, 6, ""}, // FNumber needs a positive denominator
+        {33437, 28, -10, 6, ""},
+        {37386, 47, 10, 9, "4"}, // focal length is truncated
+        {37386, -47, 10, 9, "-4"},
+        {37386, 47, 0, 9, ""},
+        {37386, INT32_MAX, 1, 9, "2147483648"}, // single precision rounds it up
+        {37382, 3, 1, 0, ""},                   // SubjectDistance stores nothing
+    };
+    for (const Case& c : cases) {
+        auto got = parseOne(GetParam(), [&](E& b) {
+            uint32_t at = b.fraction(c.numerator, c.denominator);
+            return std::vector<E::Entry>{{c.tag, 10, 1, at}};
+        });
+        EXPECT_EQ(got[c.field], c.expect) << c.tag << " " << c.numerator << "/" << c.denominator;
+    }
+}
+
+TEST_P(ExifByteOrder, ShortTextIsReadFromTheOffsetItsValueBytesGive) {
+    // TIFF would store "Leic" inline; the reader takes the value field as an offset, here the
+    // offset of a longer text, so it reads that text's first four bytes.
+    auto got = parseOne(GetParam(), [](E& b) {
+        uint32_t at = b.text("Leica Camera");
+        return std::vector<E::Entry>{E::ascii(271, at, 4)};
+    });
+    EXPECT_EQ(got[0], "Leic");
+}
+
+TEST_P(ExifByteOrder, TextEndsAtItsFirstZeroByte) {
+    auto got = parseOne(GetParam(), [](E& b) {
+        uint32_t at = b.bytes(std::string("Canon\0junk", 10));
+        return std::vector<E::Entry>{E::ascii(272, at, 10)};
+    });
+    EXPECT_EQ(got[1], "Canon");
+}
+
+TEST_P(ExifByteOrder, LaterTagOverwritesEarlier) {
+    E b(GetParam());
+    uint32_t first = b.text("First"), second = b.text("Second");
+    uint32_t sub = b.directory({E::ascii(271, second, 7)});
+    b.first(b.directory({E::ascii(271, first, 6), E::pointer(sub)}));
+    ExifData e(b.data());
+    EXPECT_EQ(str(e.cameraMake), "Second");
+}
+
+TEST_P(ExifByteOrder, ThumbnailDirectoryIsNotRead) {
+    E b(GetParam());
+    uint32_t make = b.text("Thumb");
+    uint32_t ifd1 = b.directory({E::ascii(271, make, 6), E::longValue(40962, 160)});
+    b.first(b.directory({E::shortValue(34855, 400)}, ifd1));
+    ExifData e(b.data());
+    EXPECT_EQ(str(e.iso), "400");
+    EXPECT_EQ(str(e.cameraMake), "");
+    EXPECT_EQ(str(e.width), "");
+}
+
+TEST_P(ExifByteOrder, LoopingDirectoriesAreReadOnce) {
+    // IFD0 -> sub -> IFD0 -> ...: each is read once and the walk ends.
+    E b(GetParam());
+    uint32_t ifd0 = b.end();
+    uint32_t sub = ifd0 + 2 + 2 * 12 + 4;
+    b.directory({E::shortValue(34855, 200), E::pointer(sub)});
+    b.directory({E::longValue(40962, 99), E::pointer(ifd0)});
+    b.first(ifd0);
+    ExifData e(b.data());
+    EXPECT_EQ(str(e.iso), "200");
+    EXPECT_EQ(str(e.width), "99");
+
+    E self(GetParam());
+    uint32_t at = self.end();
+    self.directory({E::pointer(at), E::shortValue(34855, 50)});
+    self.first(at);
+    ExifData s(self.data());
+    EXPECT_EQ(str(s.iso), "50");
+}
+
+TEST_P(ExifByteOrder, WhatLiesOutsideThePayloadIsSkipped) {
+    E b(GetParam());
+    uint32_t make = b.text("Inside");
+    uint32_t fnumber = b.fraction(35, 10);
+    uint32_t beyond = b.end() + 1000;
+    uint32_t sub = b.directory({E::rational(33434, beyond), E::rational(33437, fnumber),
+                                E::ascii(272, make, 1000), E::ascii(36867, 0xFFFFFFF0u, 0x20),
+                                E::pointer(0x7FFFFFF0u)});
+    b.first(b.directory({E::ascii(271, make, 7), E::pointer(sub)}));
+    ExifData e(b.data());
+    EXPECT_EQ(str(e.cameraMake), "Inside");
+    EXPECT_EQ(str(e.aperture), "3.5");
+    EXPECT_EQ(str(e.shutter), "");
+    EXPECT_EQ(str(e.cameraModel), "");
+    EXPECT_EQ(str(e.captureDate), "");
+
+    // A directory whose entry count runs past the end: the entries inside are still read.
+    E cut(GetParam());
+    uint32_t at = cut.directory({E::shortValue(34855, 320), E::longValue(40962, 7)});
+    cut.first(at);
+    std::string payload = cut.payload();
+    payload.replace(6 + at, 2, cut.u16(500));
+    payload.resize(payload.size() - 4 - 6); // drop the link and half of the last entry
+    ExifData c(dataOf(payload));
+    EXPECT_EQ(str(c.iso), "320");
+    EXPECT_EQ(str(c.width), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(ExifData, ExifByteOrder, testing::Values(false, true),
+                         [](const testing::TestParamInfo<bool>& info) {
+                             return info.param ? "II" : "MM";
+                         });
+
+TEST(ExifData, PayloadsThatAreNotExifLeaveEveryFieldEmpty) {
+    std::string good = cameraPayload(false);
+    std::string noHeader = good, badOrder = good;
+    noHeader[4] = 'x';
+    badOrder.replace(6, 2, "MI");
+    const std::string cases[] = {
+        "",       "Exif",   std::string("Exif\0\0", 6), std::string("Exif\0\0M", 7),
+        noHeader, badOrder, good.substr(0, 12)};
+    {
+        ExifData none(nullptr);
+        EXPECT_EQ(fields(none), kEmpty);
+    }
+    for (const std::string& payload : cases) {
+        ExifData e(dataOf(payload));
+        EXPECT_EQ(fields(e), kEmpty) << payload.size();
+    }
+}
+
+TEST(ExifData, DateThatDoesNotParseThrows) {
+    for (const char* date :
+         {"0000:00:00 00:00:00", "    :  :     :  :  ", "2006-05-01 12:30:00", ""}) {
+        E b(true);
+        uint32_t at = b.text(date);
+        b.first(b.directory({E::ascii(36867, at, uint32_t(strlen(date) + 1))}));
+        CFDataRef data = b.data();
+        try {
+            ExifData e(data);
+            ADD_FAILURE() << "no error for '" << date << "'";
+        } catch (const std::runtime_error& error) {
+            EXPECT_NE(std::string(error.what()).find("from a NULL pointer"), std::string::npos);
+        }
+    }
+}
+
+TEST(ExifData, MakeThatIsNotUtf8Throws) {
+    E b(false);
+    uint32_t at = b.text("Caf\xE9");
+    b.first(b.directory({E::ascii(271, at, 5)}));
+    EXPECT_THROW(ExifData e(b.data()), std::runtime_error);
+}
+
+TEST(ExifData, FormatExifDate) {
+    CFStringRef s = ExifData::formatExifDate("2006:05:01 12:30:00", kCFDateFormatterShortStyle,
+                                             kCFDateFormatterNoStyle);
+    ASSERT_NE(s, nullptr);
+    EXPECT_EQ(CFStringGetUTF8(s), "5/1/06");
+    CFRelease(s);
+    EXPECT_EQ(ExifData::formatExifDate("2006:13:01 12:30:00", kCFDateFormatterMediumStyle,
+                                       kCFDateFormatterMediumStyle),
+              nullptr);
+}
+
+TEST(ExifData, FromAJpegFileThroughTheProbe) {
+    for (bool little : {false, true}) {
+        TempDir dir;
+        // SOI, APP1, then the JFIF APP0, the tables and the frame.
+        CFURL_t url =
+            dir.write("cam.jpg", insertSegment(encodeJPEG(48, 32), 0xE1, cameraPayload(little)));
+        ImageSize size;
+        CFDataRef exif;
+        ASSERT_EQ(getImageInfo(url, &size, &exif), kImageJPEG);
+        ExifData e(exif);
+        EXPECT_EQ(str(e.cameraModel), "D-99");
+        EXPECT_EQ(str(e.shutter), "1/60");
+        EXPECT_EQ(size.width, 48);
+        EXPECT_EQ(size.height, 32);
+    }
+}
+
+} // namespace

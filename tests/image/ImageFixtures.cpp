@@ -1,0 +1,167 @@
+// ImageFixtures.cpp - JPEG encoding, EXIF building and temporary files for the image tests, and
+// the fixed locale and time zone every image test runs under.
+#include "ImageFixtures.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <jpeglib.h>
+#include <sstream>
+#include <stdexcept>
+#include <unicode/locid.h>
+#include <unicode/timezone.h>
+
+namespace {
+
+// Display strings in the tests are those of en_US in UTC, whatever the machine's settings are.
+class FixedLocaleEnvironment : public testing::Environment {
+  public:
+    void SetUp() override {
+        unsetenv("LC_ALL");
+        unsetenv("LC_TIME");
+        unsetenv("LANG");
+        setenv("TZ", "UTC", 1);
+        UErrorCode status = U_ZERO_ERROR;
+        icu::Locale::setDefault(icu::Locale("en_US"), status);
+        icu::TimeZone::adoptDefault(icu::TimeZone::createTimeZone("UTC"));
+    }
+};
+const testing::Environment* const fixedLocale =
+    testing::AddGlobalTestEnvironment(new FixedLocaleEnvironment);
+
+} // namespace
+
+std::string encodeJPEG(int width, int height, int components, int quality, bool jfif,
+                       bool progressive) {
+    struct jpeg_compress_struct cinfo;
+    struct jpeg_error_mgr jerr;
+    cinfo.err = jpeg_std_error(&jerr);
+    jpeg_create_compress(&cinfo);
+    unsigned char* buffer = nullptr;
+    unsigned long size = 0;
+    jpeg_mem_dest(&cinfo, &buffer, &size);
+    cinfo.image_width = JDIMENSION(width);
+    cinfo.image_height = JDIMENSION(height);
+    cinfo.input_components = components;
+    cinfo.in_color_space = components == 1 ? JCS_GRAYSCALE : components == 4 ? JCS_CMYK : JCS_RGB;
+    jpeg_set_defaults(&cinfo);
+    jpeg_set_quality(&cinfo, quality, TRUE);
+    cinfo.write_JFIF_header = jfif ? TRUE : FALSE;
+    if (progressive) jpeg_simple_progression(&cinfo);
+    jpeg_start_compress(&cinfo, TRUE);
+    std::vector<JSAMPLE> row(size_t(width) * size_t(components));
+    while (cinfo.next_scanline < cinfo.image_height) {
+        int y = int(cinfo.next_scanline);
+        for (int x = 0; x < width; ++x)
+            for (int c = 0; c < components; ++c)
+                row[size_t(x * components + c)] =
+                    JSAMPLE((x * 255 / width + y * 255 / height + c * 85) & 0xFF);
+        JSAMPROW rows[1] = {row.data()};
+        jpeg_write_scanlines(&cinfo, rows, 1);
+    }
+    jpeg_finish_compress(&cinfo);
+    std::string out(reinterpret_cast<const char*>(buffer), size);
+    jpeg_destroy_compress(&cinfo);
+    free(buffer);
+    return out;
+}
+
+std::string insertSegment(const std::string& jpeg, uint8_t marker, const std::string& payload) {
+    size_t length = payload.size() + 2;
+    std::string segment = {char(0xFF), char(marker), char(length >> 8), char(length & 0xFF)};
+    return jpeg.substr(0, 2) + segment + payload + jpeg.substr(2);
+}
+
+bool jpegHeader(const std::string& jpeg, int& width, int& height, int& components) {
+    auto byte = [&](size_t i) { return i < jpeg.size() ? unsigned(uint8_t(jpeg[i])) : 0u; };
+    size_t at = 2;
+    while (at + 4 <= jpeg.size() && byte(at) == 0xFF) {
+        unsigned marker = byte(at + 1);
+        size_t length = (byte(at + 2) << 8) | byte(at + 3);
+        if (marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 &&
+            marker != 0xCC) {
+            height = int((byte(at + 5) << 8) | byte(at + 6));
+            width = int((byte(at + 7) << 8) | byte(at + 8));
+            components = int(byte(at + 9));
+            return true;
+        }
+        at += 2 + length;
+    }
+    return false;
+}
+
+ExifBuilder::ExifBuilder(bool littleEndian) : little_(littleEndian) {
+    tiff_ = littleEndian ? "II" : "MM";
+    tiff_ += u16(42) + u32(0);
+}
+
+std::string ExifBuilder::u16(uint16_t value) const {
+    char hi = char(value >> 8), lo = char(value & 0xFF);
+    return little_ ? std::string{lo, hi} : std::string{hi, lo};
+}
+
+std::string ExifBuilder::u32(uint32_t value) const {
+    return little_ ? u16(uint16_t(value)) + u16(uint16_t(value >> 16))
+                   : u16(uint16_t(value >> 16)) + u16(uint16_t(value));
+}
+
+uint32_t ExifBuilder::bytes(const std::string& data) {
+    uint32_t at = end();
+    tiff_ += data;
+    return at;
+}
+
+uint32_t ExifBuilder::fraction(int32_t numerator, int32_t denominator) {
+    return bytes(u32(uint32_t(numerator)) + u32(uint32_t(denominator)));
+}
+
+uint32_t ExifBuilder::directory(const std::vector<Entry>& entries, uint32_t next) {
+    std::string block = u16(uint16_t(entries.size()));
+    for (const Entry& e : entries) {
+        block += u16(e.tag) + u16(e.type) + u32(e.count);
+        block += e.type == 3 ? u16(uint16_t(e.value)) + u16(0) : u32(e.value);
+    }
+    return bytes(block + u32(next));
+}
+
+void ExifBuilder::first(uint32_t offset) {
+    tiff_.replace(4, 4, u32(offset));
+}
+
+CFDataRef ExifBuilder::data() const {
+    std::string p = payload();
+    return CFDataCreate(p.data(), CFIndex(p.size()));
+}
+
+TempDir::TempDir() {
+    std::string pattern =
+        (std::filesystem::temp_directory_path() / "tessellan-image-XXXXXX").string();
+    if (!mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed");
+    dir_ = pattern;
+}
+
+TempDir::~TempDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(dir_, ignored);
+}
+
+CFURL_t TempDir::write(const std::string& name, const std::string& contents) {
+    std::ofstream(path(name), std::ios::binary) << contents;
+    return url(name);
+}
+
+CFURL_t TempDir::url(const std::string& name) const {
+    std::string p = path(name);
+    return CFURL_t(CFURLCreateFromFileSystemRepresentation(p.c_str(), CFIndex(p.size()), false),
+                   CFURL_t::Create);
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream contents;
+    contents << in.rdbuf();
+    return contents.str();
+}

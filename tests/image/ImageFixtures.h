@@ -1,0 +1,84 @@
+// ImageFixtures.h - pictures and EXIF blocks made on the fly for the image tests.
+#pragma once
+
+#include "cf/cftempl.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// JPEG bytes of a width × height gradient with 1 (grey), 3 (RGB) or 4 (CMYK) components. With
+// jfif false, no APP0 segment is written (SOI is followed directly by the tables).
+std::string encodeJPEG(int width, int height, int components = 3, int quality = 75,
+                       bool jfif = true, bool progressive = false);
+
+// The JPEG with one more segment (marker, length, payload) inserted right after SOI.
+std::string insertSegment(const std::string& jpeg, uint8_t marker, const std::string& payload);
+
+// The size and component count of JPEG bytes, read from their header. False when unreadable.
+bool jpegHeader(const std::string& jpeg, int& width, int& height, int& components);
+
+// Builds an APP1 EXIF payload: "Exif" 00 00, a TIFF header in the chosen byte order, then blocks
+// appended in the order they are added. Offsets are TIFF offsets (from the byte-order mark).
+class ExifBuilder {
+  public:
+    struct Entry {
+        uint16_t tag;
+        uint16_t type;
+        uint32_t count;
+        uint32_t value; // for SHORT entries the 16-bit value, stored in the field's first half
+    };
+    static Entry ascii(uint16_t tag, uint32_t offset, uint32_t count) {
+        return {tag, 2, count, offset};
+    }
+    static Entry shortValue(uint16_t tag, uint16_t value) { return {tag, 3, 1, value}; }
+    static Entry longValue(uint16_t tag, uint32_t value) { return {tag, 4, 1, value}; }
+    static Entry rational(uint16_t tag, uint32_t offset) { return {tag, 5, 1, offset}; }
+    static Entry pointer(uint32_t offset) { return {34665, 4, 1, offset}; }
+
+    explicit ExifBuilder(bool littleEndian);
+
+    // Appends bytes and returns their offset.
+    uint32_t bytes(const std::string& data);
+    // Appends the text and its terminating zero; returns the offset.
+    uint32_t text(const std::string& text) { return bytes(text + std::string(1, '\0')); }
+    // Appends a (signed) rational; returns the offset.
+    uint32_t fraction(int32_t numerator, int32_t denominator);
+    // Appends a directory with the entries and the next-directory link; returns its offset.
+    uint32_t directory(const std::vector<Entry>& entries, uint32_t next = 0);
+    // Sets the first-directory offset of the TIFF header.
+    void first(uint32_t offset);
+    // The offset the next appended block will get.
+    uint32_t end() const { return uint32_t(tiff_.size()); }
+
+    // The whole payload, with the "Exif" 00 00 header.
+    std::string payload() const { return std::string("Exif\0\0", 6) + tiff_; }
+    CFDataRef data() const; // the caller owns it
+
+    std::string u16(uint16_t value) const;
+    std::string u32(uint32_t value) const;
+
+  private:
+    bool little_;
+    std::string tiff_;
+};
+
+// A temporary folder, removed with what it holds when the object goes away.
+class TempDir {
+  public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+
+    // Writes the file (name inside the folder) and returns its URL.
+    CFURL_t write(const std::string& name, const std::string& contents);
+    CFURL_t url(const std::string& name) const;
+    std::string path(const std::string& name) const { return dir_ + "/" + name; }
+
+  private:
+    std::string dir_;
+};
+
+// Reads a file whole.
+std::string readFile(const std::string& path);

@@ -1,0 +1,158 @@
+// ScaledJPEG_test.cpp - the reduction rule, and what bad, short, grey and CMYK files give.
+#include "ImageFixtures.h"
+#include "image/ScaledJPEG.h"
+
+#include <gtest/gtest.h>
+#include <sstream>
+
+namespace {
+
+struct ScaleCase {
+    const char* name;
+    int width, height;
+    uint32_t maxWidth, maxHeight;
+    int32_t scale;
+    int expectWidth, expectHeight;
+};
+
+class ScaledSize : public testing::TestWithParam<ScaleCase> {};
+
+TEST_P(ScaledSize, DecodedSizeFollowsTheReductionRule) {
+    const ScaleCase& c = GetParam();
+    TempDir dir;
+    CFURL_t url = dir.write("in.jpg", encodeJPEG(c.width, c.height));
+    std::ostringstream out;
+    ASSERT_TRUE(writeScaledJPEG(url, c.maxWidth, c.maxHeight, 75, out, c.scale));
+    int width = 0, height = 0, components = 0;
+    ASSERT_TRUE(jpegHeader(out.str(), width, height, components));
+    EXPECT_EQ(width, c.expectWidth);
+    EXPECT_EQ(height, c.expectHeight);
+    EXPECT_EQ(components, 3);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    ScaledJPEG, ScaledSize,
+    testing::Values(
+        // 1/1 and 1/2 are not strictly inside 800x600, 1/4 is: one step short of it is 1/2.
+        ScaleCase{"OneStepShortOfFitting", 3072, 2304, 800, 600, -1, 1536, 1152},
+        ScaleCase{"SmallerThanTheBoxKeepsItsSize", 640, 480, 800, 600, -1, 640, 480},
+        ScaleCase{"ExactlyTheBoxKeepsItsSize", 800, 600, 800, 600, -1, 800, 600},
+        ScaleCase{"HalfFitsSoNoReduction", 1000, 700, 800, 600, -1, 1000, 700},
+        ScaleCase{"OneSideLargerIsEnough", 900, 100, 800, 600, -1, 900, 100},
+        ScaleCase{"ZeroBoxGivesAnEighthRoundedUp", 1001, 750, 0, 0, -1, 126, 94},
+        ScaleCase{"ScaleOneIgnoresTheBox", 1200, 900, 10, 10, 1, 1200, 900},
+        ScaleCase{"ScaleTwoHalves", 1200, 900, 0, 0, 2, 600, 450},
+        ScaleCase{"ScaleSixteenActsAsEight", 1200, 900, 0, 0, 16, 150, 113}),
+    [](const testing::TestParamInfo<ScaleCase>& info) { return std::string(info.param.name); });
+
+TEST(ScaledJPEG, QualityReachesTheEncoder) {
+    TempDir dir;
+    CFURL_t url = dir.write("in.jpg", encodeJPEG(320, 240, 3, 95));
+    std::ostringstream low, high;
+    ASSERT_TRUE(writeScaledJPEG(url, 0, 0, 10, low, 1));
+    ASSERT_TRUE(writeScaledJPEG(url, 0, 0, 95, high, 1));
+    EXPECT_LT(low.str().size() * 2, high.str().size());
+}
+
+TEST(ScaledJPEG, GreyPicturesComeOutAsRGB) {
+    TempDir dir;
+    std::ostringstream out;
+    ASSERT_TRUE(
+        writeScaledJPEG(dir.write("grey.jpg", encodeJPEG(333, 222, 1)), 100, 100, 75, out, -1));
+    int width = 0, height = 0, components = 0;
+    ASSERT_TRUE(jpegHeader(out.str(), width, height, components));
+    EXPECT_EQ(width, 167);
+    EXPECT_EQ(height, 111);
+    EXPECT_EQ(components, 3);
+}
+
+TEST(ScaledJPEG, UnusableFilesFailWithNothingWritten) {
+    std::string good = encodeJPEG(64, 48);
+    size_t scan = good.find("\xFF\xDA");
+    // A second frame header after the scan data is found only when the decoder finishes, after
+    // every row has gone to the encoder.
+    std::string lateError =
+        good.substr(0, good.size() - 2) +
+        std::string("\xFF\xC0\x00\x0B\x08\x00\x10\x00\x10\x01\x01\x11\x00\xFF\xD9", 15);
+    struct Case {
+        const char* what;
+        std::string file;
+    } cases[] = {
+        {"empty file", ""},
+        {"not a JPEG", std::string(1000, 'z')},
+        {"only the start-of-image marker", "\xFF\xD8"},
+        {"cut inside the header", good.substr(0, scan - 20)},
+        {"CMYK", encodeJPEG(40, 40, 4)},
+        {"error found after the last row", lateError},
+    };
+    TempDir dir;
+    for (const Case& c : cases) {
+        std::ostringstream out("previous reply bytes", std::ios::ate);
+        testing::internal::CaptureStderr();
+        bool ok = writeScaledJPEG(dir.write("bad.jpg", c.file), 800, 600, 75, out, -1);
+        std::string messages = testing::internal::GetCapturedStderr();
+        EXPECT_FALSE(ok) << c.what;
+        EXPECT_EQ(out.str(), "previous reply bytes") << c.what;
+        EXPECT_FALSE(messages.empty()) << c.what;
+    }
+}
+
+TEST(ScaledJPEG, TruncatedScanEndsAtAFakeEndOfImage) {
+    std::string good = encodeJPEG(200, 160);
+    std::string cut = good.substr(0, good.find("\xFF\xDA") + 200);
+    TempDir dir;
+    std::ostringstream out;
+    testing::internal::CaptureStderr();
+    bool ok = writeScaledJPEG(dir.write("cut.jpg", cut), 0, 0, 75, out, 1);
+    std::string messages = testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(ok);
+    int width = 0, height = 0, components = 0;
+    ASSERT_TRUE(jpegHeader(out.str(), width, height, components));
+    EXPECT_EQ(width, 200);
+    EXPECT_EQ(height, 160);
+    size_t first = messages.find("Premature end of JPEG file");
+    ASSERT_NE(first, std::string::npos) << messages;
+    EXPECT_EQ(messages.find("Premature end of JPEG file", first + 1), std::string::npos)
+        << messages;
+}
+
+TEST(ScaledJPEG, HugeProgressivePictureFailsInsteadOfExhaustingMemory) {
+    // A small progressive picture whose frame header claims 60000 x 60000: the decoder would
+    // need gigabytes of coefficient buffers.
+    std::string file = encodeJPEG(16, 16, 3, 75, true, true);
+    size_t sof = file.find("\xFF\xC2");
+    ASSERT_NE(sof, std::string::npos);
+    file.replace(sof + 5, 4, std::string("\xEA\x60\xEA\x60", 4));
+    TempDir dir;
+    std::ostringstream out;
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(writeScaledJPEG(dir.write("huge.jpg", file), 800, 600, 75, out, 1));
+    testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(out.str().empty());
+}
+
+TEST(ScaledJPEG, MissingFileThrows) {
+    TempDir dir;
+    std::ostringstream out;
+    EXPECT_THROW(writeScaledJPEG(dir.url("absent.jpg"), 1, 1, 75, out, -1), std::runtime_error);
+}
+
+TEST(ScaledJPEG, GetJPEGSizeReadsOnlyTheHeader) {
+    TempDir dir;
+    std::string good = encodeJPEG(123, 45);
+    int width = -1, height = -1;
+    EXPECT_TRUE(getJPEGSize(dir.write("ok.jpg", good.substr(0, good.find("\xFF\xDA") + 20)), width,
+                            height));
+    EXPECT_EQ(width, 123);
+    EXPECT_EQ(height, 45);
+
+    width = height = -1;
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(getJPEGSize(dir.write("bad.jpg", "not a jpeg at all"), width, height));
+    EXPECT_FALSE(getJPEGSize(dir.write("empty.jpg", ""), width, height));
+    testing::internal::GetCapturedStderr();
+    EXPECT_FALSE(getJPEGSize(dir.url("absent.jpg"), width, height));
+    EXPECT_EQ(width, -1);
+}
+
+} // namespace
