@@ -1,6 +1,7 @@
 // Startup.cpp - the start-up sequence, the responder table, and accepting connections.
 #include "server/Startup.h"
 
+#include "image/PictureResponders.h"
 #include "library/LibraryRegistry.h"
 #include "server/Bundle.h"
 #include "server/EventLoop.h"
@@ -60,6 +61,8 @@ int TessellanMain() {
 
     puts("Server Startup...");
     rmap[CFString_t("/")] = PrimaryPageResponder;
+    rmap[CFString_t("/thumbnail/")] = ThumbnailResponder;
+    rmap[CFString_t("/image/")] = ImageResponder;
 
     if (!server) {
         libTerm();

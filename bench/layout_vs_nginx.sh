@@ -1,0 +1,60 @@
+#!/usr/bin/env bash
+# layout_vs_nginx.sh - requests per second for layout files through tessellan and through nginx
+# (one worker, keep-alive, no access log) serving the same files, measured with wrk on loopback.
+# Usage: bench/layout_vs_nginx.sh [SECONDS]   (builds the optimised server when needed)
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+seconds=${1:-5}
+. "$root/scripts/lib/packages.sh"
+ensure_packages $BUILD_PACKAGES wrk nginx-light
+
+build="$root/build/release"
+cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DTESSELLAN_TESTS=OFF >/dev/null
+cmake --build "$build" >/dev/null
+
+work=$(mktemp -d /tmp/tessellan-bench.XXXXXX)
+pids=()
+trap 'for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done; wait 2>/dev/null; rm -rf "$work"' EXIT
+
+layout="$work/resources/layouts/Default"
+mkdir -p "$layout"
+cp "$root"/resources/layouts/Default/* "$layout"/
+head -c 2048 /dev/zero | tr '\0' 'x' >"$layout/two-k.js"
+
+port() { echo $((20000 + RANDOM % 40000)); }
+tport=$(port)
+nport=$(port)
+cat >"$work/prefs.plist" <<PLIST
+<plist><dict><key>port</key><integer>$tport</integer><key>siteLayout</key><string>Default</string></dict></plist>
+PLIST
+"$build/tessellan" --prefs "$work/prefs.plist" --resources "$work/resources" >"$work/tessellan.log" 2>&1 &
+pids+=($!)
+
+cat >"$work/nginx.conf" <<CONF
+worker_processes 1;
+daemon off;
+pid $work/nginx.pid;
+error_log $work/nginx-error.log;
+events { worker_connections 1024; }
+http {
+    access_log off;
+    keepalive_requests 1000000;
+    keepalive_timeout 60s;
+    default_type application/octet-stream;
+    types { text/html html; text/css css; application/x-javascript js; }
+    server { listen 127.0.0.1:$nport; root $layout; }
+}
+CONF
+nginx -c "$work/nginx.conf" &
+pids+=($!)
+sleep 1
+
+rate() { wrk -t1 -c32 -d"${seconds}s" "$1" | awk '/Requests\/sec/ {print $2}'; }
+printf '%-16s %12s %12s %8s\n' "file" "tessellan" "nginx" "ratio"
+for file in index.html two-k.js; do
+    rate "http://127.0.0.1:$tport/$file" >/dev/null # warm up
+    t=$(rate "http://127.0.0.1:$tport/$file")
+    n=$(rate "http://127.0.0.1:$nport/$file")
+    printf '%-16s %12s %12s %8.2f\n' "$file" "$t" "$n" "$(echo "$t / $n" | bc -l)"
+done
+echo "(requests per second, wrk -t1 -c32, ${seconds}s each; target ratio >= 0.90)"
