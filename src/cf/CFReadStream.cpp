@@ -18,6 +18,7 @@ struct CFReadStream {
     char* path;
     int fd;         // -1 when not open
     int64_t offset; // logical position: the next byte a read returns
+    int64_t size;   // the file's size when it was opened
     uint8_t* buffer;
     int64_t bufferStart; // file offset of buffer[0]
     size_t bufferLength; // valid bytes in buffer
@@ -51,6 +52,7 @@ bool CFReadStreamOpen(CFReadStreamRef s) {
         return false;
     }
     s->fd = fd;
+    s->size = info.st_size;
     s->bufferLength = 0;
     return true;
 }
@@ -66,6 +68,8 @@ static ssize_t _readAt(int fd, int64_t offset, uint8_t* into, size_t length) {
 CFIndex CFReadStreamRead(CFReadStreamRef s, uint8_t* out, CFIndex length) {
     if (s->fd < 0) return -1;
     if (length <= 0) return 0;
+    // The end of the file as it was when opened: no system call to learn it again.
+    if (s->offset >= s->size) return 0;
     size_t wanted = size_t(length);
     // Serve what the buffer holds at the current offset.
     if (s->offset >= s->bufferStart && s->offset < s->bufferStart + int64_t(s->bufferLength)) {

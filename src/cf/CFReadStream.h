@@ -19,8 +19,8 @@ CFTypeID CFReadStreamGetTypeID();
 CFReadStreamRef CFReadStreamCreateWithFile(CFURLRef url);
 // Opens the file for reading. False when it cannot be opened or is not a regular file.
 bool CFReadStreamOpen(CFReadStreamRef stream);
-// Reads up to length bytes: the count read, 0 at the end of the file, -1 on an error (and
-// when the stream is not open).
+// Reads up to length bytes: the count read, 0 at the end of the file (as large as it was when
+// the stream opened), -1 on an error (and when the stream is not open).
 CFIndex CFReadStreamRead(CFReadStreamRef stream, uint8_t* buffer, CFIndex length);
 void CFReadStreamClose(CFReadStreamRef stream);
 // Sets a property; only kCFStreamPropertyFileCurrentOffset with a number is accepted.

@@ -191,14 +191,23 @@ CFStringRef CFStringCreateWithFormat(const char* format, ...) {
 
 CFStringRef __CFStringMakeConstantString(const char* text) {
     // Never destroyed, so constants outlive every static that may still hold one at exit.
+    // Literals keep their address: look that up first, then the text (the same text may stand
+    // at several addresses).
+    static auto* byAddress = new std::unordered_map<const char*, CFStringRef>();
     static auto* constants = new std::unordered_map<std::string_view, CFStringRef>();
+    auto known = byAddress->find(text);
+    if (known != byAddress->end()) return known->second;
     auto found = constants->find(text);
-    if (found != constants->end()) return found->second;
+    if (found != constants->end()) {
+        byAddress->emplace(text, found->second);
+        return found->second;
+    }
     size_t n = strlen(text);
     CFStringRef s = CFStringCreateWithBytes(text, CFIndex(n), kCFStringEncodingUTF8);
     if (!s) s = CFStringCreateWithBytes(text, CFIndex(n), kCFStringEncodingISOLatin1);
     const_cast<CFString*>(s)->base.retainCount = kCFImmortal;
     constants->emplace(std::string_view(text, n), s);
+    byAddress->emplace(text, s);
     return s;
 }
 

@@ -23,9 +23,14 @@ enum : CFStringEncoding {
 
 CFTypeID CFStringGetTypeID();
 
-// A constant string for a literal: made once per text, never freed.
+// A constant string for a literal: made once per text, never freed. CFSTR looks it up once
+// per place it is written.
 CFStringRef __CFStringMakeConstantString(const char* text);
-#define CFSTR(text) __CFStringMakeConstantString("" text "")
+#define CFSTR(text)                                                                                \
+    ([]() -> CFStringRef {                                                                         \
+        static const CFStringRef constant = __CFStringMakeConstantString("" text "");             \
+        return constant;                                                                           \
+    }())
 
 // Creates a string from bytes in UTF-8, ASCII or ISO Latin 1. Returns null when the bytes are
 // not valid in the encoding (bad UTF-8, or a byte above 127 for ASCII). The caller must release.

@@ -38,15 +38,17 @@ void BundleSetResourcesPath(const std::string& path) {
     _resourcesPath() = path;
 }
 
-std::string BundleResourcesPath() {
+const std::string& BundleResourcesPath() {
     if (_resourcesPath().empty()) _resourcesPath() = _findResources();
     return _resourcesPath();
 }
 
 CFURLRef BundleCopyResourceURL(CFStringRef name, CFStringRef subfolder) {
-    std::string root = BundleResourcesPath();
+    const std::string& root = BundleResourcesPath();
     if (root.empty()) return nullptr;
-    std::string path = root + "/" + CFStringGetUTF8(subfolder) + "/" + CFStringGetUTF8(name);
+    std::string path;
+    path.reserve(root.size() + 64);
+    path.append(root).append("/").append(CFStringGetUTF8(subfolder)).append("/").append(CFStringGetUTF8(name));
     struct stat info;
     if (stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return nullptr;
     return CFURLCreateFromFileSystemRepresentation(path.data(), CFIndex(path.size()), false);

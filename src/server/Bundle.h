@@ -14,7 +14,7 @@
 void BundleSetResourcesPath(const std::string& path);
 // The resources folder: the one set, else the one found from the executable. Empty when
 // neither exists (there is then no bundle).
-std::string BundleResourcesPath();
+const std::string& BundleResourcesPath();
 // A file URL for the regular file name inside subfolder of the resources, or null when there
 // is no such file. The caller must release it.
 CFURLRef BundleCopyResourceURL(CFStringRef name, CFStringRef subfolder);

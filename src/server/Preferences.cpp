@@ -24,9 +24,20 @@ template <class W> static W readPref(CFStringRef key) {
     return W(CFPreferencesCopyAppValue(key, appID), W::Create);
 }
 
+// Whether key holds a value of W's type. Readers ask first so that the common case of an
+// absent setting costs no exception on every request.
+template <class W> static bool hasPref(CFStringRef key, CFTypeID type) {
+    CFTypeRef value = CFPreferencesCopyAppValue(key, appID);
+    if (!value) return false;
+    bool matches = CFGetTypeID(value) == type;
+    CFRelease(value);
+    return matches;
+}
+
 unsigned prefGetThumbnailQuality() {
     static const unsigned qualityValues[] = {30, 50, 70};
     checkPrefSync();
+    if (!hasPref<CFNumber_t>(CFSTR("ThumbnailQuality"), CFNumberGetTypeID())) return 50;
     try {
         unsigned level = readPref<CFNumber_t>(CFSTR("ThumbnailQuality"));
         if (level < 3) return qualityValues[level];
@@ -38,6 +49,7 @@ unsigned prefGetThumbnailQuality() {
 unsigned prefGetImageQuality() {
     static const unsigned qualityValues[] = {50, 70, 90};
     checkPrefSync();
+    if (!hasPref<CFNumber_t>(CFSTR("ImageQuality"), CFNumberGetTypeID())) return 90;
     try {
         unsigned level = readPref<CFNumber_t>(CFSTR("ImageQuality"));
         if (level < 3) return qualityValues[level];
@@ -87,6 +99,10 @@ void prefGetAuthInfo(bool& enabled, std::string& user, std::string& pass) {
     checkPrefSync();
     user.clear();
     pass.clear();
+    if (!hasPref<CFBoolean_t>(keyAuth, CFBooleanGetTypeID())) {
+        enabled = false;
+        return;
+    }
     try {
         CFBoolean_t auth = readPref<CFBoolean_t>(keyAuth);
         if (!CFBooleanGetValue(auth)) {

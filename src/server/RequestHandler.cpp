@@ -14,6 +14,8 @@ ResponderMap rmap;
 
 // The URL is copied into a buffer of this size; a longer one leaves both parts empty.
 constexpr size_t kMaxURLBytes = 200;
+// Room made for a body before it is written: most pages and thumbnails fit.
+constexpr size_t kBodyReserve = 16384;
 
 namespace {
 
@@ -74,7 +76,15 @@ void respond(Responder responder, std::unique_ptr<HttpReply>& reply, const CFStr
 
 std::unique_ptr<HttpReply> HandleRequest(const HttpRequest& request) {
     std::unique_ptr<HttpReply> reply;
-    std::ostringstream out;
+    // One body stream serves every request (making a stream costs a locale look-up); each
+    // request starts it empty and with the default format.
+    static std::ostringstream out;
+    std::string buffer;
+    buffer.reserve(kBodyReserve);
+    out.str(std::move(buffer));
+    out.clear();
+    out.flags(std::ios::dec | std::ios::skipws);
+    out.fill(' ');
     VarMap vars;
 
     const std::string& url = request.url();
