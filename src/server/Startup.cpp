@@ -11,6 +11,7 @@
 #include "server/RequestHandler.h"
 #include "server/Server.h"
 #include "version.h"
+#include "web/JsonApi.h"
 #include "web/LayoutPages.h"
 
 #include <cstdio>
@@ -60,6 +61,7 @@ int TessellanMain() {
 
     puts("Server Startup...");
     rmap[CFString_t("/")] = PrimaryPageResponder;
+    rmap[CFString_t("/json/")] = JavascriptApiResponder;
 
     if (!server) {
         libTerm();
