@@ -21,8 +21,8 @@ constexpr const char* kApplicationJavascript = "application/x-javascript";
 // Photos per page of getpics when "c" is absent.
 constexpr int kDefaultPageSize = 24;
 
-bool sameText(const CFString_t& path, CFStringRef command) {
-    return CFStringCompare(path, command, 0) == kCFCompareEqualTo;
+bool sameText(const CFString_t& text, CFStringRef literal) {
+    return CFStringCompare(text, literal, 0) == kCFCompareEqualTo;
 }
 
 void answer(std::unique_ptr<HttpReply>& reply, const char* contentType) {
