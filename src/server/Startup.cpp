@@ -12,6 +12,7 @@
 #include "server/RequestHandler.h"
 #include "server/Server.h"
 #include "version.h"
+#include "web/JsonApi.h"
 #include "web/LayoutPages.h"
 
 #include <cstdio>
@@ -63,6 +64,7 @@ int TessellanMain() {
     rmap[CFString_t("/")] = PrimaryPageResponder;
     rmap[CFString_t("/thumbnail/")] = ThumbnailResponder;
     rmap[CFString_t("/image/")] = ImageResponder;
+    rmap[CFString_t("/json/")] = JavascriptApiResponder;
 
     if (!server) {
         libTerm();

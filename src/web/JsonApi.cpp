@@ -1,0 +1,184 @@
+// JsonApi.cpp - the commands of the JSON API, written by hand onto the reply stream.
+#include "web/JsonApi.h"
+
+#include "image/ImageInfo.h"
+#include "image/MetadataEmitter.h"
+#include "library/LibraryRegistry.h"
+#include "server/Bundle.h"
+#include "server/Preferences.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <optional>
+#include <vector>
+
+namespace {
+
+constexpr const char* kTextJavascript = "text/javascript";
+constexpr const char* kTextJavascriptUTF8 = "text/javascript; charset=UTF-8";
+constexpr const char* kApplicationJavascript = "application/x-javascript";
+
+// Photos per page of getpics when "c" is absent.
+constexpr int kDefaultPageSize = 24;
+
+bool sameText(const CFString_t& text, CFStringRef literal) {
+    return CFStringCompare(text, literal, 0) == kCFCompareEqualTo;
+}
+
+void answer(std::unique_ptr<HttpReply>& reply, const char* contentType) {
+    reply = std::make_unique<HttpReply>(200);
+    reply->setHeader("Content-Type", contentType);
+}
+
+CFURL_t fileURL(const CFString_t& path) {
+    return CFURL_t(CFURLCreateWithFileSystemPath(path, kCFURLPOSIXPathStyle, false),
+                   CFURL_t::Create);
+}
+
+// The library array of getlibs and getallalbums; withAlbums adds each library's album array.
+void emitLibraries(std::ostream& os, bool withAlbums) {
+    std::vector<LibraryInfo> libraries;
+    libGetLibraryInfo(libraries);
+    os << "[\n";
+    bool first = true;
+    for (const LibraryInfo& library : libraries) {
+        if (!first) os << ",\n";
+        first = false;
+        os << "{ \"name\":" << JavascriptString(library.name) << ", \"id\":" << library.id
+           << ", \"fullSizeDownload\":" << (library.fullSizeDownload ? "true" : "false");
+        if (withAlbums) {
+            os << ", \"albums\": ";
+            EmitAlbumList(os, int(library.id));
+        }
+        os << "}";
+    }
+    os << "\n]\n";
+}
+
+// One page of an album's photos, each with its thumbnail's pixel size.
+void emitPhotoPage(std::ostream& os, int library, int album, std::optional<int> index,
+                   std::optional<int> count) {
+    std::vector<PhotoInfo> photos;
+    libGetPhotoList(static_cast<unsigned long>(library), unsigned(album), photos);
+    int64_t total = int64_t(photos.size());
+    int64_t first = index && *index < total ? *index : 0;
+    int64_t end = total;
+    int64_t size = count ? *count : kDefaultPageSize;
+    if (size > 0 && first + size < total) end = first + size;
+    os << "[\n";
+    for (int64_t i = first; i < end; ++i) {
+        const PhotoInfo& photo = photos[size_t(i)];
+        ImageSize thumbnail = {0, 0};
+        getImageInfo(fileURL(photo.thumbPath), &thumbnail, nullptr);
+        if (i != first) os << ",\n";
+        os << "{ \"caption\":" << JavascriptString(photo.caption)
+           << ", \"id\":" << unsigned(photo.id) << ", \"h\":" << thumbnail.height
+           << ", \"w\":" << thumbnail.width << " }";
+    }
+    os << "\n]\n";
+}
+
+// One photo's sizes, texts, dates and camera metadata, as an expression in parentheses.
+void emitPhotoDetails(std::ostream& os, const PhotoInfo& photo) {
+    // A film's own file cannot be probed; its thumbnail stands in for it.
+    const CFString_t& probed =
+        sameText(photo.mediaType, CFSTR("Movie")) ? photo.thumbPath : photo.imagePath;
+    os << "({ ";
+    ImageSize size = {0, 0};
+    CFDataRef block = nullptr;
+    getImageInfo(fileURL(probed), &size, &block);
+    ExifData exif(block);
+    os << "\"h\":" << size.height << ", \"w\":" << size.width;
+    os << ", \"fileName\":" << JavascriptString(photo.fileName)
+       << ", \"mediaType\":" << JavascriptString(photo.mediaType)
+       << ", \"caption\":" << JavascriptString(photo.caption)
+       << ", \"comment\":" << JavascriptString(photo.comment);
+    os << ", \"captureDate\":";
+    emit(os, photo.date, kCFDateFormatterMediumStyle, kCFDateFormatterMediumStyle);
+    os << ", \"modifiedDate\":";
+    emit(os, photo.modDate, kCFDateFormatterMediumStyle, kCFDateFormatterMediumStyle);
+    os << ", \"exif\":";
+    emit(os, exif);
+    os << " })\n";
+}
+
+// The value of an integer variable, or nothing when the request lacks it.
+std::optional<int> variable(const VarMap& vars, const char* name) {
+    int value = 0;
+    if (!vars.getInt(name, value, 0)) return std::nullopt;
+    return value;
+}
+
+} // namespace
+
+std::ostream& EmitAlbumList(std::ostream& os, int library) {
+    CFDictionary_t details = getLibraryDetails(static_cast<unsigned long>(library));
+    std::optional<CFDictionary_t> config;
+    CFTypeRef value;
+    if (CFDictionaryGetValueIfPresent(details, CFSTR("albumConfig"), &value))
+        config.emplace(value, CFDictionary_t::Get);
+    std::vector<CFDictionary_t> albums;
+    libGetAlbumsInLibrary(static_cast<unsigned long>(library), albums);
+
+    os << "[\n";
+    bool first = true;
+    for (const CFDictionary_t& album : albums) {
+        if (!first) os << ",\n";
+        first = false;
+        int id = album.get<CFNumber_t>(CFSTR("AlbumId"));
+        int count = album.get<CFNumber_t>(CFSTR("PhotoCount"));
+        CFString_t comments = album.get(CFSTR("Comments"), CFString_t(""));
+        CFString_t name = album.get<CFString_t>(CFSTR("AlbumName"));
+        os << "{ \"name\":" << JavascriptString(name) << ", \"id\":" << id
+           << ", \"comment\":" << JavascriptString(comments) << ", \"size\":" << count;
+        if (config) {
+            char key[16];
+            snprintf(key, sizeof key, "%d", id);
+            CFTypeRef entry;
+            if (CFDictionaryGetValueIfPresent(*config, makeString(key), &entry)) {
+                CFString_t theme =
+                    CFDictionary_t(entry, CFDictionary_t::Get).get<CFString_t>(CFSTR("theme"));
+                os << ", \"theme\":" << JavascriptString(theme);
+            }
+        }
+        os << " }";
+    }
+    return os << "]\n";
+}
+
+void JavascriptApiResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path,
+                            const VarMap& vars, std::ostream& out) {
+    std::optional<int> library = variable(vars, "l");
+    std::optional<int> album = variable(vars, "a");
+    std::optional<int> index = variable(vars, "i");
+
+    if (sameText(path, CFSTR("getlibs"))) {
+        emitLibraries(out, false);
+        answer(reply, kTextJavascript);
+    } else if (sameText(path, CFSTR("getalbums"))) {
+        if (library) EmitAlbumList(out, *library);
+        answer(reply, kApplicationJavascript);
+    } else if (sameText(path, CFSTR("getallalbums"))) {
+        emitLibraries(out, true);
+        answer(reply, kTextJavascript);
+    } else if (sameText(path, CFSTR("getpics"))) {
+        if (library && album && !(index && *index < 0))
+            emitPhotoPage(out, *library, *album, index, variable(vars, "c"));
+        answer(reply, kApplicationJavascript);
+    } else if (sameText(path, CFSTR("getsite"))) {
+        out << JavascriptString(prefGetServerName());
+        answer(reply, kTextJavascriptUTF8);
+    } else if (sameText(path, CFSTR("getpicinfo"))) {
+        if (library && album && index) {
+            std::vector<PhotoInfo> photos;
+            libGetPhotoList(static_cast<unsigned long>(*library), unsigned(*album), photos);
+            if (unsigned(*index) < photos.size()) emitPhotoDetails(out, photos[unsigned(*index)]);
+        }
+        answer(reply, kTextJavascriptUTF8);
+    } else {
+        CFURL_t url(BundleCopyResourceURL(path, CFSTR("json")), CFURL_t::Create);
+        CFReadStream_t file(url);
+        file.writeToStream(out);
+        answer(reply, kApplicationJavascript);
+    }
+}

@@ -1,0 +1,315 @@
+// JsonApi_test.cpp - the bytes and content types of every JSON API command on a small
+// generated library, paging, the empty replies, resource files and the failures left to the
+// error page.
+#include "web/JsonApi.h"
+
+#include "JsonFixtures.h"
+#include "server/Bundle.h"
+#include "server/PreferenceStore.h"
+
+#include <gtest/gtest.h>
+#include <sstream>
+#include <stdexcept>
+
+using namespace jsonfixture;
+
+namespace {
+
+struct Reply {
+    std::string contentType;
+    std::string body;
+};
+
+Reply call(const char* command, const std::string& query = "") {
+    VarMap vars;
+    vars.queryToMap(query);
+    std::unique_ptr<HttpReply> reply;
+    std::ostringstream out;
+    JavascriptApiResponder(reply, makeString(command), vars, out);
+    EXPECT_TRUE(reply);
+    if (!reply) return {};
+    EXPECT_EQ(reply->status(), 200);
+    EXPECT_EQ(reply->headers().size(), 1u) << "only Content-Type";
+    const std::string* type = reply->header("Content-Type");
+    return {type ? *type : "(none)", out.str()};
+}
+
+std::string errorOf(const char* command, const std::string& query = "") {
+    try {
+        call(command, query);
+    } catch (const std::runtime_error& e) {
+        return e.what();
+    }
+    return "(no error)";
+}
+
+// The "id" values of a getpics body, in order.
+std::vector<int> idsOf(const std::string& body) {
+    std::vector<int> ids;
+    for (size_t at = body.find("\"id\":"); at != std::string::npos;
+         at = body.find("\"id\":", at + 1))
+        ids.push_back(std::stoi(body.substr(at + 5)));
+    return ids;
+}
+
+std::vector<int> range(int first, int end) {
+    std::vector<int> ids;
+    for (int id = first; id < end; ++id)
+        ids.push_back(id);
+    return ids;
+}
+
+std::string photo(const std::string& id, const std::string& caption, const std::string& comment,
+                  const std::string& image, const std::string& thumb, const std::string& type,
+                  double date, double modDate) {
+    return key(id) + "<dict>" + string("Caption", caption) + string("Comment", comment) +
+           string("ImagePath", image) + string("ThumbPath", thumb) + string("MediaType", type) +
+           real("DateAsTimerInterval", date) + real("ModDateAsTimerInterval", modDate) +
+           integer("MetaModDateAsTimerInterval", 0) + "</dict>";
+}
+
+std::string album(int id, const std::string& name, const std::vector<std::string>& keys,
+                  const std::string& extra = "") {
+    std::string list;
+    for (const std::string& k : keys)
+        list += "<string>" + k + "</string>";
+    return "<dict>" + integer("AlbumId", id) + string("AlbumName", name) + key("KeyList") +
+           "<array>" + list + "</array>" + integer("PhotoCount", long(keys.size())) + extra +
+           "</dict>";
+}
+
+std::string albumFile(const std::string& albums, const std::string& photos) {
+    return plist(key("List of Albums") + "<array>" + albums + "</array>" +
+                 key("Master Image List") + "<dict>" + photos + "</dict>");
+}
+
+constexpr double kBefore1970 = -978307200.0 - 86400.0; // 1969-12-31 00:00:00 GMT
+constexpr double kMay2006 = 168179400.0;               // 2006-05-01 12:30:00 GMT
+
+// Two libraries: "Family" (id 0) with album 1 "Summer" (a photo with EXIF, a film, a photo
+// whose files are missing; themed) and album 2 "Winter"; "Trips é 旅" (id 1) with album 5
+// "Road" of 25 photos, ids 100 to 124.
+class JsonApiTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        std::string family = files.path("family"), trips = files.path("trips");
+        files.write("family/img10.jpg",
+                    jpeg(64, 48, exifPayload("Canon", "EOS 5D", 200, "2006:05:01 12:30:00")));
+        files.write("family/thumbs/10.jpg", jpeg(40, 30));
+        files.write("family/clip11.mov", "not a picture");
+        files.write("family/thumbs/11.jpg", jpeg(20, 16));
+        files.write(
+            "family/AlbumData.xml",
+            albumFile(album(1, "Summer", {"10", "11", "12"}, string("Comments", "Beach \"days\"")) +
+                          album(2, "Winter", {"12"}),
+                      photo("10", "Say \"cheese\" \xE2\x80\x94 caf\xC3\xA9 \xE6\x9D\xB1 C:\\pics",
+                            "first", family + "/img10.jpg", family + "/thumbs/10.jpg", "Image", 0.0,
+                            kMay2006) +
+                          photo("11", "Film", "", family + "/clip11.mov", family + "/thumbs/11.jpg",
+                                "Movie", kBefore1970, -978307200.0) +
+                          photo("12", "Gone", "", family + "/img12.jpg", family + "/thumbs/12.jpg",
+                                "Image", 0.0, 0.0)));
+        files.write("trips/t.jpg", jpeg(8, 6));
+        std::vector<std::string> keys;
+        std::string photos;
+        for (int id = 100; id < 125; ++id) {
+            keys.push_back(std::to_string(id));
+            photos += photo(keys.back(), "P" + keys.back(), "", trips + "/p.jpg", trips + "/t.jpg",
+                            "Image", 0.0, 0.0);
+        }
+        files.write("trips/AlbumData.xml", albumFile(album(5, "Road", keys), photos));
+
+        setPreferences(string("title", "Site \xC3\xA9") + key("libraries") + "<array><dict>" +
+                       integer("id", 0) + string("name", "Family") + string("path", family) +
+                       boolean("FullSizeDownload", false) + key("albums") +
+                       "<array><integer>1</integer><integer>2</integer></array>" +
+                       key("albumConfig") + "<dict>" + key("1") + "<dict>" +
+                       string("theme", "dark") + "</dict>" + key("7") + "<dict>" +
+                       string("theme", "unused") + "</dict></dict></dict><dict>" +
+                       integer("id", 1) + string("name", "Trips \xC3\xA9 \xE6\x97\x85") +
+                       string("path", trips) + boolean("FullSizeDownload", true) + key("albums") +
+                       "<array><integer>5</integer></array></dict></array>");
+    }
+    void TearDown() override {
+        CFPreferencesSetPath(files.path("none.plist"));
+        BundleSetResourcesPath("");
+    }
+    void setPreferences(const std::string& body) {
+        CFPreferencesSetPath(
+            files.write("prefs" + std::to_string(++generation) + ".plist", plist(body)));
+    }
+
+    Folder files;
+    int generation = 0;
+};
+
+const char kFamilyAlbums[] =
+    "[\n{ \"name\":\"Summer\", \"id\":1, \"comment\":\"Beach \\u0022days\\u0022\", \"size\":3, "
+    "\"theme\":\"dark\" },\n{ \"name\":\"Winter\", \"id\":2, \"comment\":\"\", \"size\":1 }]\n";
+const char kTripsAlbums[] = "[\n{ \"name\":\"Road\", \"id\":5, \"comment\":\"\", \"size\":25 }]\n";
+
+TEST_F(JsonApiTest, GetlibsListsEveryLibraryInPreferenceOrder) {
+    Reply reply = call("getlibs");
+    EXPECT_EQ(reply.contentType, "text/javascript");
+    EXPECT_EQ(reply.body,
+              "[\n{ \"name\":\"Family\", \"id\":0, \"fullSizeDownload\":false},\n"
+              "{ \"name\":\"Trips \\u00e9 \\u65c5\", \"id\":1, \"fullSizeDownload\":true}\n]\n");
+}
+
+TEST_F(JsonApiTest, GetlibsWithoutLibrariesIsAnEmptyArrayWithABlankLine) {
+    setPreferences(key("libraries") + "<array/>");
+    EXPECT_EQ(call("getlibs").body, "[\n\n]\n");
+    EXPECT_EQ(call("getallalbums").body, "[\n\n]\n");
+}
+
+TEST_F(JsonApiTest, GetalbumsThemesOnlyConfiguredAlbums) {
+    Reply reply = call("getalbums", "l=0");
+    EXPECT_EQ(reply.contentType, "application/x-javascript");
+    EXPECT_EQ(reply.body, kFamilyAlbums);
+    EXPECT_EQ(call("getalbums", "l=1").body, kTripsAlbums) << "no albumConfig at all";
+}
+
+TEST_F(JsonApiTest, GetallalbumsNestsEachLibrarysAlbumList) {
+    Reply reply = call("getallalbums");
+    EXPECT_EQ(reply.contentType, "text/javascript");
+    EXPECT_EQ(reply.body, std::string("[\n{ \"name\":\"Family\", \"id\":0, "
+                                      "\"fullSizeDownload\":false, \"albums\": ") +
+                              kFamilyAlbums +
+                              "},\n{ \"name\":\"Trips \\u00e9 \\u65c5\", \"id\":1, "
+                              "\"fullSizeDownload\":true, \"albums\": " +
+                              kTripsAlbums + "}\n]\n");
+}
+
+TEST_F(JsonApiTest, GetpicsGivesThumbnailSizes) {
+    Reply reply = call("getpics", "l=0&a=1");
+    EXPECT_EQ(reply.contentType, "application/x-javascript");
+    EXPECT_EQ(reply.body,
+              "[\n{ \"caption\":\"Say \\u0022cheese\\u0022 \\u2014 caf\\u00e9 \\u6771 C:\\pics\", "
+              "\"id\":10, \"h\":30, \"w\":40 },\n"
+              "{ \"caption\":\"Film\", \"id\":11, \"h\":16, \"w\":20 },\n"
+              "{ \"caption\":\"Gone\", \"id\":12, \"h\":0, \"w\":0 }\n]\n");
+}
+
+TEST_F(JsonApiTest, GetpicsPaging) {
+    struct Case {
+        const char* query;
+        std::vector<int> ids;
+    } cases[] = {
+        {"l=1&a=5", range(100, 124)},
+        {"l=1&a=5&i=25", range(100, 124)}, // at the count: back to the start
+        {"l=1&a=5&i=99&c=2", range(100, 102)},
+        {"l=1&a=5&i=20&c=10", range(120, 125)},
+        {"l=1&a=5&i=3&c=0", range(103, 125)},
+        {"l=1&a=5&i=3&c=-4", range(103, 125)},
+        {"l=1&a=5&i=5&c=2", range(105, 107)},
+        {"l=1&a=5&i=24&c=1", range(124, 125)},
+        {"l=1&a=5&i=5&c=2147483647", range(105, 125)},
+        {"l=1&a=5&i=x&c=3", range(100, 103)}, // not a number reads as 0
+    };
+    for (const Case& c : cases) {
+        std::string body = call("getpics", c.query).body;
+        EXPECT_EQ(idsOf(body), c.ids) << c.query;
+        EXPECT_EQ(body.substr(0, 2), "[\n") << c.query;
+        EXPECT_EQ(body.substr(body.size() - 3), "\n]\n") << c.query;
+    }
+    EXPECT_EQ(call("getpics", "l=1&a=5&i=23&c=1").body,
+              "[\n{ \"caption\":\"P123\", \"id\":123, \"h\":6, \"w\":8 }\n]\n");
+}
+
+TEST_F(JsonApiTest, GetpicinfoDescribesOnePhoto) {
+    Reply reply = call("getpicinfo", "l=0&a=1&i=0");
+    EXPECT_EQ(reply.contentType, "text/javascript; charset=UTF-8");
+    EXPECT_EQ(reply.body,
+              "({ \"h\":48, \"w\":64, \"fileName\":\"img10.jpg\", \"mediaType\":\"Image\", "
+              "\"caption\":\"Say \\u0022cheese\\u0022 \\u2014 caf\\u00e9 \\u6771 C:\\pics\", "
+              "\"comment\":\"first\", "
+              "\"captureDate\":{ \"value\":978307200000, \"string\":\"Jan 1, 2001, "
+              "12:00:00\\u202fAM\" }, "
+              "\"modifiedDate\":{ \"value\":1146486600000, \"string\":\"May 1, 2006, "
+              "12:30:00\\u202fPM\" }, "
+              "\"exif\":{ \"captureDate\":\"May 1, 2006, 12:30:00\\u202fPM\", "
+              "\"modifiedDate\":\"\", \"aperture\":\"\", \"shutter\":\"\", \"iso\":\"200\", "
+              "\"focalLength\":\"\", \"cameraMake\":\"Canon\", \"cameraModel\":\"EOS 5D\", "
+              "\"width\":\"\", \"height\":\"\" } })\n");
+}
+
+TEST_F(JsonApiTest, GetpicinfoOfAFilmProbesItsThumbnail) {
+    EXPECT_EQ(call("getpicinfo", "l=0&a=1&i=1").body,
+              "({ \"h\":16, \"w\":20, \"fileName\":\"clip11.mov\", \"mediaType\":\"Movie\", "
+              "\"caption\":\"Film\", \"comment\":\"\", "
+              "\"captureDate\":{ \"value\":-86400000, \"string\":\"Dec 31, 1969, "
+              "12:00:00\\u202fAM\" }, "
+              "\"modifiedDate\":{ \"value\":0, \"string\":\"Jan 1, 1970, 12:00:00\\u202fAM\" }, "
+              "\"exif\":{ \"captureDate\":\"\", \"modifiedDate\":\"\", \"aperture\":\"\", "
+              "\"shutter\":\"\", \"iso\":\"\", \"focalLength\":\"\", \"cameraMake\":\"\", "
+              "\"cameraModel\":\"\", \"width\":\"\", \"height\":\"\" } })\n");
+}
+
+TEST_F(JsonApiTest, GetpicinfoOfAMissingFileHasNoSize) {
+    std::string body = call("getpicinfo", "l=0&a=2&i=0").body;
+    std::string start = "({ \"h\":0, \"w\":0, \"fileName\":\"img12.jpg\", ";
+    EXPECT_EQ(body.substr(0, start.size()), start);
+}
+
+TEST_F(JsonApiTest, GetsiteIsTheTitleAsOneString) {
+    Reply reply = call("getsite");
+    EXPECT_EQ(reply.contentType, "text/javascript; charset=UTF-8");
+    EXPECT_EQ(reply.body, "\"Site \\u00e9\"");
+}
+
+TEST_F(JsonApiTest, MissingOrOutOfRangeVariablesGiveAnEmptyBody) {
+    struct Case {
+        const char* command;
+        const char* query;
+        const char* contentType;
+    } cases[] = {
+        {"getalbums", "", "application/x-javascript"},
+        {"getalbums", "a=1", "application/x-javascript"},
+        {"getpics", "l=0", "application/x-javascript"},
+        {"getpics", "a=1&i=0", "application/x-javascript"},
+        {"getpics", "l=0&a=1&i=-1", "application/x-javascript"},
+        {"getpicinfo", "l=0&a=1", "text/javascript; charset=UTF-8"},
+        {"getpicinfo", "a=1&i=0", "text/javascript; charset=UTF-8"},
+        {"getpicinfo", "l=0&i=0", "text/javascript; charset=UTF-8"},
+        {"getpicinfo", "l=0&a=1&i=3", "text/javascript; charset=UTF-8"},
+        {"getpicinfo", "l=0&a=1&i=-1", "text/javascript; charset=UTF-8"},
+    };
+    for (const Case& c : cases) {
+        Reply reply = call(c.command, c.query);
+        EXPECT_EQ(reply.body, "") << c.command << "?" << c.query;
+        EXPECT_EQ(reply.contentType, c.contentType) << c.command << "?" << c.query;
+    }
+}
+
+TEST_F(JsonApiTest, OtherNamesAreResourceFiles) {
+    files.write("resources/json/helper.js", "var x = 1;\n");
+    BundleSetResourcesPath(files.path("resources"));
+    Reply reply = call("helper.js");
+    EXPECT_EQ(reply.contentType, "application/x-javascript");
+    EXPECT_EQ(reply.body, "var x = 1;\n");
+
+    // Commands are matched exactly: another case is a file name like any other.
+    EXPECT_NE(errorOf("getSite"), "(no error)");
+    files.write("resources/json/getSite", "site file");
+    EXPECT_EQ(call("getSite").body, "site file");
+    EXPECT_NE(errorOf("GETLIBS"), "(no error)");
+    EXPECT_NE(errorOf(""), "(no error)") << "the folder itself is not a file";
+    EXPECT_NE(errorOf(".."), "(no error)");
+}
+
+TEST_F(JsonApiTest, BadIdsAndEntriesAreLeftToTheErrorPage) {
+    EXPECT_EQ(errorOf("getalbums", "l=9"), "(In withLibrary_do) : couldn't find library with id 9");
+    EXPECT_EQ(errorOf("getpics", "l=9&a=1"),
+              "(In withLibrary_do) : couldn't find library with id 9");
+    EXPECT_EQ(errorOf("getpicinfo", "l=0&a=8&i=0"),
+              "(In getAlbumInfo) : couldn't find album with id 8");
+    setPreferences(key("libraries") + "<array><dict>" + integer("id", 0) +
+                   string("name", "Family") + string("path", files.path("family")) + key("albums") +
+                   "<array><integer>2</integer></array>" + key("albumConfig") + "<dict>" +
+                   key("2") + "<dict/></dict></dict></array>");
+    EXPECT_EQ(errorOf("getalbums", "l=0"),
+              "(In T CFDictionary_t::get(const __CFString*) const [with T = CFString_t]) : "
+              "dictionary doesn't have key 'theme'");
+}
+
+} // namespace
