@@ -1,0 +1,34 @@
+// Encoders.h - the picture files of the demo library, as bytes: JPEG (libjpeg) with an
+// optional EXIF block, PNG, GIF and BMP written by hand, and a stand-in movie file.
+#pragma once
+
+#include "demo/Canvas.h"
+
+#include <string>
+
+namespace demo {
+
+// The canvas as a baseline JPEG at quality (1-100). With jfif, the file starts with a JFIF
+// APP0 segment; a non-empty app1 (the payload after the length bytes, e.g. from
+// exifPayload) is written as an APP1 segment right after it, before the frame header.
+// Throws std::runtime_error with libjpeg's message when encoding fails.
+std::string encodeJpeg(const Canvas& canvas, int quality, bool jfif, const std::string& app1);
+
+// The canvas as an 8-bit RGB PNG. The image data is zlib-wrapped but not compressed
+// (stored deflate blocks), with its CRC-32 and Adler-32 sums.
+std::string encodePng(const Canvas& canvas);
+
+// The canvas as a GIF89a with one global colour table. The LZW stream starts over with a
+// clear code before its codes would need more than 9 bits. Throws std::runtime_error when
+// the canvas holds more than 256 distinct colours.
+std::string encodeGif(const Canvas& canvas);
+
+// The canvas as a 24-bit Windows BMP (bottom-up rows, padded to 4 bytes).
+std::string encodeBmp(const Canvas& canvas);
+
+// A small MPEG-4 file with the boxes a player looks at first ("ftyp", an empty "mdat" and a
+// "moov" holding only a movie header of the given length and frame size): a file that stands
+// for a film, with no frames.
+std::string movieFile(int seconds, int width, int height);
+
+} // namespace demo

@@ -1,0 +1,112 @@
+// Jpeg.cpp - JPEG encoding through libjpeg into memory, with the EXIF block placed before the
+// frame header.
+#include "demo/Encoders.h"
+
+#include <csetjmp>
+#include <cstdio>
+#include <stdexcept>
+
+#include <jpeglib.h>
+
+namespace demo {
+
+namespace {
+
+constexpr size_t kChunk = 64 * 1024;
+
+// The destination manager: libjpeg fills a chunk at the end of the output string, which is
+// grown as it asks for more room and cut to length at the end.
+struct Destination {
+    jpeg_destination_mgr manager;
+    std::string* out;
+};
+
+void _initDestination(j_compress_ptr cinfo) {
+    auto* dest = reinterpret_cast<Destination*>(cinfo->dest);
+    dest->out->resize(kChunk);
+    dest->manager.next_output_byte = reinterpret_cast<JOCTET*>(dest->out->data());
+    dest->manager.free_in_buffer = kChunk;
+}
+
+boolean _emptyOutputBuffer(j_compress_ptr cinfo) {
+    auto* dest = reinterpret_cast<Destination*>(cinfo->dest);
+    size_t used = dest->out->size(); // a full buffer: every byte is in use
+    dest->out->resize(used + kChunk);
+    dest->manager.next_output_byte = reinterpret_cast<JOCTET*>(dest->out->data() + used);
+    dest->manager.free_in_buffer = kChunk;
+    return TRUE;
+}
+
+void _termDestination(j_compress_ptr cinfo) {
+    auto* dest = reinterpret_cast<Destination*>(cinfo->dest);
+    dest->out->resize(dest->out->size() - dest->manager.free_in_buffer);
+}
+
+struct ErrorManager {
+    jpeg_error_mgr manager;
+    jmp_buf escape;
+    char message[JMSG_LENGTH_MAX];
+};
+
+void _errorExit(j_common_ptr cinfo) {
+    auto* errors = reinterpret_cast<ErrorManager*>(cinfo->err);
+    (*cinfo->err->format_message)(cinfo, errors->message);
+    longjmp(errors->escape, 1);
+}
+
+// The libjpeg work, in a frame that holds nothing with a destructor, since an error leaves it
+// by longjmp. Returns false with errors->message set on failure.
+bool compress(const Canvas& canvas, int quality, bool jfif, const std::string& app1,
+              std::string* out, ErrorManager* errors) {
+    jpeg_compress_struct cinfo;
+    Destination dest;
+    cinfo.err = jpeg_std_error(&errors->manager);
+    errors->manager.error_exit = _errorExit;
+    if (setjmp(errors->escape)) {
+        jpeg_destroy_compress(&cinfo);
+        return false;
+    }
+    jpeg_create_compress(&cinfo);
+    dest.manager.init_destination = _initDestination;
+    dest.manager.empty_output_buffer = _emptyOutputBuffer;
+    dest.manager.term_destination = _termDestination;
+    dest.out = out;
+    cinfo.dest = &dest.manager;
+
+    cinfo.image_width = JDIMENSION(canvas.width());
+    cinfo.image_height = JDIMENSION(canvas.height());
+    cinfo.input_components = 3;
+    cinfo.in_color_space = JCS_RGB;
+    jpeg_set_defaults(&cinfo);
+    jpeg_set_quality(&cinfo, quality, TRUE);
+    cinfo.write_JFIF_header = jfif ? TRUE : FALSE;
+    cinfo.density_unit = 1; // dots per inch
+    cinfo.X_density = 72;
+    cinfo.Y_density = 72;
+    jpeg_start_compress(&cinfo, TRUE);
+    // Markers written now land after SOI (and APP0) and before the tables and the frame
+    // header, which libjpeg writes with the first scanlines.
+    if (!app1.empty())
+        jpeg_write_marker(&cinfo, JPEG_APP0 + 1, reinterpret_cast<const JOCTET*>(app1.data()),
+                          unsigned(app1.size()));
+    while (cinfo.next_scanline < cinfo.image_height) {
+        JSAMPROW row = const_cast<JSAMPROW>(canvas.row(int(cinfo.next_scanline)));
+        jpeg_write_scanlines(&cinfo, &row, 1);
+    }
+    jpeg_finish_compress(&cinfo);
+    jpeg_destroy_compress(&cinfo);
+    return true;
+}
+
+} // namespace
+
+std::string encodeJpeg(const Canvas& canvas, int quality, bool jfif, const std::string& app1) {
+    if (app1.size() > 65533) throw std::runtime_error("APP1 payload longer than 65533 bytes");
+    std::string out;
+    ErrorManager errors;
+    if (!compress(canvas, quality, jfif, app1, &out, &errors))
+        throw std::runtime_error(std::string("JPEG encoding failed: ") + errors.message);
+    return out;
+}
+
+} // namespace demo

@@ -1,0 +1,85 @@
+// Pictures.cpp - paints each picture of the catalogue and writes it with its thumbnail.
+#include "demo/Encoders.h"
+#include "demo/Files.h"
+#include "demo/Library.h"
+
+namespace demo {
+
+namespace {
+
+constexpr int kQuality = 85;
+constexpr int kThumbnailQuality = 80;
+constexpr int kThumbnailSide = 240;
+
+const char* extension(Format format) {
+    switch (format) {
+    case Format::Jpeg:
+        return ".jpg";
+    case Format::Png:
+        return ".png";
+    case Format::Gif:
+        return ".gif";
+    case Format::Bmp:
+        return ".bmp";
+    case Format::Movie:
+        return ".mp4";
+    }
+    return "";
+}
+
+std::string year(const PhotoSpec& photo) {
+    return std::string(photo.taken, 4);
+}
+
+std::string encode(const PhotoSpec& photo, const Canvas& canvas) {
+    switch (photo.format) {
+    case Format::Jpeg: {
+        const Camera& camera = kCameras[photo.camera];
+        PhotoDates dates = photoDates(photo);
+        ExifFields fields{camera.make,
+                          camera.model,
+                          exifDate(dates.modified),
+                          exifDate(dates.taken),
+                          photo.exposure,
+                          photo.fNumber,
+                          photo.iso,
+                          photo.focalLength,
+                          uint32_t(canvas.width()),
+                          uint32_t(canvas.height())};
+        return encodeJpeg(canvas, kQuality, camera.jfif, exifPayload(fields, camera.bigEndian));
+    }
+    case Format::Png:
+        return encodePng(canvas);
+    case Format::Gif:
+        return encodeGif(canvas);
+    case Format::Bmp:
+        return encodeBmp(canvas);
+    case Format::Movie:
+        return movieFile(10, canvas.width(), canvas.height());
+    }
+    return std::string();
+}
+
+} // namespace
+
+std::string picturePath(const std::string& root, const PhotoSpec& photo) {
+    return root + "/Masters/" + year(photo) + "/" + photo.slug + extension(photo.format);
+}
+
+std::string thumbnailPath(const std::string& root, const PhotoSpec& photo) {
+    return root + "/Thumbnails/" + year(photo) + "/" + photo.slug + ".jpg";
+}
+
+void writePictures(const std::string& root) {
+    for (const PhotoSpec& photo : catalogue()) {
+        Canvas canvas(photo.width, photo.height);
+        paintScene(canvas, photo.scene, photo.variant);
+        writeFileAtomically(picturePath(root, photo), encode(photo, canvas));
+        // A movie's thumbnail is the still that stands for its first frame.
+        writeFileAtomically(
+            thumbnailPath(root, photo),
+            encodeJpeg(canvas.fitInside(kThumbnailSide), kThumbnailQuality, true, std::string()));
+    }
+}
+
+} // namespace demo
