@@ -1,0 +1,56 @@
+#!/usr/bin/env bash
+# run_browser_test.sh - the gallery in Chromium against two real servers on the demo library:
+# one open, one asking for a password.
+# Usage: run_browser_test.sh TESSELLAN MAKE_DEMO_LIBRARY SCREENSHOT_DIR
+set -u
+exe=$1
+make_demo=$2
+shots=$3
+here=$(cd "$(dirname "$0")" && pwd)
+skip() { echo "SKIPPED: $*"; exit 77; }
+for tool in node npm; do command -v $tool >/dev/null || skip "$tool is not installed"; done
+[ -x /usr/bin/chromium ] || [ -n "${CHROMIUM:-}" ] || skip "chromium is not installed"
+
+work=$(mktemp -d /tmp/tessellan-browser.XXXXXX)
+pids=()
+trap 'for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done; wait 2>/dev/null; rm -rf "$work"' EXIT
+
+if [ ! -d "$here/node_modules/playwright-core" ]; then
+    (cd "$here" && npm install --no-audit --no-fund --loglevel=error) || { echo "npm install failed"; exit 1; }
+fi
+
+free_port() {
+    local port
+    while :; do
+        port=$((20000 + RANDOM % 40000))
+        (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null || { echo "$port"; return; }
+    done
+}
+open_port=$(free_port)
+auth_port=$(free_port)
+"$make_demo" "$work/library" "$work/open.plist" --port "$open_port" >/dev/null || exit 1
+# The same library behind a password: the preferences with the three authentication keys added.
+sed -e "s|<integer>$open_port</integer>|<integer>$auth_port</integer>|" \
+    -e 's|^</dict>$|\t<key>auth</key>\n\t<true/>\n\t<key>user</key>\n\t<string>family</string>\n\t<key>pass</key>\n\t<string>s3cret \&amp; more</string>\n</dict>|' \
+    "$work/open.plist" >"$work/auth.plist"
+
+start() {
+    "$exe" --prefs "$work/$1.plist" >"$work/$1.log" 2>&1 &
+    pids+=($!)
+    for _ in $(seq 200); do
+        (exec 3<>"/dev/tcp/127.0.0.1/$2") 2>/dev/null && return 0
+        sleep 0.05
+    done
+    echo "the $1 server did not start"; cat "$work/$1.log"; exit 1
+}
+start open "$open_port"
+start auth "$auth_port"
+
+mkdir -p "$shots"
+cd "$here"
+TESSELLAN_URL="http://127.0.0.1:$open_port/" \
+TESSELLAN_AUTH_URL="http://127.0.0.1:$auth_port/" TESSELLAN_USER=family TESSELLAN_PASS='s3cret & more' \
+TESSELLAN_SCREENSHOTS="$shots" node --test gallery.test.mjs
+status=$?
+[ $status -eq 0 ] || { echo "--- open server"; cat "$work/open.log"; echo "--- auth server"; cat "$work/auth.log"; }
+exit $status
