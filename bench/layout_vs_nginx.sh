@@ -1,10 +1,13 @@
 #!/usr/bin/env bash
 # layout_vs_nginx.sh - requests per second for layout files through tessellan and through nginx
 # (one worker, keep-alive, no access log) serving the same files, measured with wrk on loopback.
-# Usage: bench/layout_vs_nginx.sh [SECONDS]   (builds the optimised server when needed)
+# The servers run on one core and wrk on the other; each figure is the median of ROUNDS runs
+# taken in turn, so that a passing disturbance hits both servers alike.
+# Usage: bench/layout_vs_nginx.sh [SECONDS] [ROUNDS]   (builds the optimised server when needed)
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 seconds=${1:-5}
+rounds=${2:-3}
 . "$root/scripts/lib/packages.sh"
 ensure_packages $BUILD_PACKAGES wrk nginx-light
 
@@ -27,7 +30,7 @@ nport=$(port)
 cat >"$work/prefs.plist" <<PLIST
 <plist><dict><key>port</key><integer>$tport</integer><key>siteLayout</key><string>Default</string></dict></plist>
 PLIST
-"$build/tessellan" --prefs "$work/prefs.plist" --resources "$work/resources" >"$work/tessellan.log" 2>&1 &
+taskset -c 1 "$build/tessellan" --prefs "$work/prefs.plist" --resources "$work/resources" >"$work/tessellan.log" 2>&1 &
 pids+=($!)
 
 cat >"$work/nginx.conf" <<CONF
@@ -45,16 +48,22 @@ http {
     server { listen 127.0.0.1:$nport; root $layout; }
 }
 CONF
-nginx -c "$work/nginx.conf" &
+taskset -c 1 nginx -c "$work/nginx.conf" &
 pids+=($!)
 sleep 1
 
-rate() { wrk -t1 -c32 -d"${seconds}s" "$1" | awk '/Requests\/sec/ {print $2}'; }
+rate() { taskset -c 0 wrk -t1 -c32 -d"${seconds}s" "$1" | awk '/Requests\/sec/ {print $2}'; }
+median() { sort -n | awk '{v[NR]=$1} END {print v[int((NR+1)/2)]}'; }
 printf '%-16s %12s %12s %8s\n' "file" "tessellan" "nginx" "ratio"
 for file in index.html two-k.js; do
     rate "http://127.0.0.1:$tport/$file" >/dev/null # warm up
-    t=$(rate "http://127.0.0.1:$tport/$file")
-    n=$(rate "http://127.0.0.1:$nport/$file")
+    : >"$work/t" && : >"$work/n"
+    for _ in $(seq "$rounds"); do
+        rate "http://127.0.0.1:$tport/$file" >>"$work/t"
+        rate "http://127.0.0.1:$nport/$file" >>"$work/n"
+    done
+    t=$(median <"$work/t")
+    n=$(median <"$work/n")
     printf '%-16s %12s %12s %8.2f\n' "$file" "$t" "$n" "$(echo "$t / $n" | bc -l)"
 done
-echo "(requests per second, wrk -t1 -c32, ${seconds}s each; target ratio >= 0.90)"
+echo "(requests per second, wrk -t1 -c32, median of $rounds runs of ${seconds}s; target ratio >= 0.90)"
