@@ -1,22 +1,15 @@
-// main.cpp - start-up: preferences, responder table, listening and advertising, the loop.
-#include "cf/cftempl.h"
-#include "library/LibraryRegistry.h"
+// main.cpp - the tessellan command: options, then the server's start-up (Startup.cpp).
 #include "server/Bundle.h"
 #include "server/CommandLine.h"
-#include "server/EventLoop.h"
-#include "server/Globals.h"
 #include "server/HttpContext.h"
 #include "server/PreferenceStore.h"
-#include "server/Preferences.h"
-#include "server/RequestHandler.h"
-#include "server/Server.h"
 #include "server/Startup.h"
 #include "version.h"
 
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
+#include <sys/stat.h>
 #include <unistd.h>
 
 int main(int argc, char** argv) {
@@ -36,7 +29,14 @@ int main(int argc, char** argv) {
         return 0;
     }
     CFPreferencesSetPath(line.prefsPath.empty() ? CFPreferencesDefaultPath() : line.prefsPath);
-    if (!line.resourcesPath.empty()) BundleSetResourcesPath(line.resourcesPath);
+    if (!line.resourcesPath.empty()) {
+        struct stat info;
+        if (stat(line.resourcesPath.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
+            fprintf(stderr, "tessellan: --resources: '%s' is not a folder\n", line.resourcesPath.c_str());
+            return 2;
+        }
+        BundleSetResourcesPath(line.resourcesPath);
+    }
     if (const char* idle = getenv("TESSELLAN_IDLE_TIMEOUT")) HttpContextIdleSeconds = atof(idle);
     signal(SIGPIPE, SIG_IGN);
     return TessellanMain();

@@ -244,6 +244,9 @@ TEST_F(ServerTest, CommandLine) {
     EXPECT_EQ(server.output(), "tessellan: unknown argument '--frobnicate' (try --help)\n");
     ASSERT_TRUE(server.start({"--prefs"}, {}, 0, false));
     EXPECT_EQ(server.waitForExit(5000), 2);
+    ASSERT_TRUE(server.start({"--resources", "/nonexistent/folder"}, {}, 0, false));
+    EXPECT_EQ(server.waitForExit(5000), 2);
+    EXPECT_EQ(server.output(), "tessellan: --resources: '/nonexistent/folder' is not a folder\n");
 }
 
 TEST_F(ServerTest, LayoutFilesAndTheirContentTypes) {
