@@ -15,6 +15,11 @@ work=$(mktemp -d /tmp/tessellan-browser.XXXXXX)
 pids=()
 trap 'for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done; wait 2>/dev/null; rm -rf "$work"' EXIT
 
+# Trust the system's certificate store (where a site's own proxy authority is installed), as
+# the rest of a Debian machine does; node alone knows only its built-in list.
+if [ -z "${NODE_EXTRA_CA_CERTS:-}" ] && [ -f /etc/ssl/certs/ca-certificates.crt ]; then
+    export NODE_EXTRA_CA_CERTS=/etc/ssl/certs/ca-certificates.crt
+fi
 if [ ! -d "$here/node_modules/playwright-core" ]; then
     (cd "$here" && npm install --no-audit --no-fund --loglevel=error) || { echo "npm install failed"; exit 1; }
 fi
