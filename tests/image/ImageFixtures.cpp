@@ -136,20 +136,8 @@ CFDataRef ExifBuilder::data() const {
     return CFDataCreate(p.data(), CFIndex(p.size()));
 }
 
-TempDir::TempDir() {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "tessellan-image-XXXXXX").string();
-    if (!mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed");
-    dir_ = pattern;
-}
-
-TempDir::~TempDir() {
-    std::error_code ignored;
-    std::filesystem::remove_all(dir_, ignored);
-}
-
 CFURL_t TempDir::write(const std::string& name, const std::string& contents) {
-    std::ofstream(path(name), std::ios::binary) << contents;
+    TempFolder::write(name, contents);
     return url(name);
 }
 
@@ -157,11 +145,4 @@ CFURL_t TempDir::url(const std::string& name) const {
     std::string p = path(name);
     return CFURL_t(CFURLCreateFromFileSystemRepresentation(p.c_str(), CFIndex(p.size()), false),
                    CFURL_t::Create);
-}
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream contents;
-    contents << in.rdbuf();
-    return contents.str();
 }

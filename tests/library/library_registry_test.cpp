@@ -51,11 +51,11 @@ class RegistryTest : public ::testing::Test {
         writeAlbumFile(other, smallLibrary("11"));
         missing = folder.sub("Empty");
     }
-    void TearDown() override { CFPreferencesSetPath(folder.path + "/gone.plist"); }
+    void TearDown() override { CFPreferencesSetPath(folder.path() + "/gone.plist"); }
 
     // Writes the preferences file with these "libraries" entries and points the store at it.
     void setLibraries(const std::string& entries) {
-        std::string file = folder.path + "/prefs" + std::to_string(++generation) + ".plist";
+        std::string file = folder.path() + "/prefs" + std::to_string(++generation) + ".plist";
         std::ofstream(file) << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist "
                                "version=\"1.0\"><dict><key>libraries</key><array>"
                             << entries << "</array></dict></plist>\n";
@@ -120,7 +120,7 @@ TEST_F(RegistryTest, ListingReportsFullSizeDownloadFalseWhenAbsent) {
 }
 
 TEST_F(RegistryTest, MissingPreferenceLeavesTheListingUntouched) {
-    CFPreferencesSetPath(folder.path + "/none.plist");
+    CFPreferencesSetPath(folder.path() + "/none.plist");
     std::vector<LibraryInfo> list(2);
     EXPECT_EQ(errorOf([&] { libGetLibraryInfo(list); }),
               "(In CoreType<T, F>::CoreType(const void*, CoreType<T, F>::Rule) [with T = const "

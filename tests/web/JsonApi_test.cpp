@@ -6,6 +6,7 @@
 #include "JsonFixtures.h"
 #include "server/Bundle.h"
 #include "server/PreferenceStore.h"
+#include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
 #include <sstream>
@@ -139,7 +140,7 @@ class JsonApiTest : public ::testing::Test {
             files.write("prefs" + std::to_string(++generation) + ".plist", plist(body)));
     }
 
-    Folder files;
+    testsupport::TempFolder files;
     int generation = 0;
 };
 

@@ -1,11 +1,9 @@
-// JsonFixtures.cpp - JPEG encoding, EXIF payloads, temporary folders and property-list pieces
-// for the JSON API tests, and the fixed locale and time zone they run under.
+// JsonFixtures.cpp - JPEG encoding, EXIF payloads and property-list pieces for the JSON API
+// tests, and the fixed locale and time zone they run under.
 #include "JsonFixtures.h"
 
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <jpeglib.h>
 #include <sstream>
@@ -101,25 +99,6 @@ std::string exifPayload(const std::string& make, const std::string& model, unsig
     ascii(36867, dateTimeOriginal);
     tiff += u32(0);
     return std::string("Exif\0\0", 6) + tiff + data;
-}
-
-Folder::Folder() {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "tessellan-json-XXXXXX").string();
-    if (!mkdtemp(pattern.data())) ADD_FAILURE() << "mkdtemp failed";
-    path_ = pattern;
-}
-
-Folder::~Folder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
-
-std::string Folder::write(const std::string& relative, const std::string& contents) const {
-    std::string file = path(relative);
-    std::filesystem::create_directories(std::filesystem::path(file).parent_path());
-    std::ofstream(file, std::ios::binary | std::ios::trunc) << contents;
-    return file;
 }
 
 std::string key(const std::string& name) {
