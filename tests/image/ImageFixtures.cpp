@@ -1,16 +1,11 @@
-// ImageFixtures.cpp - JPEG encoding, EXIF building and temporary files for the image tests, and
+// ImageFixtures.cpp - JPEG pictures, EXIF building and temporary files for the image tests, and
 // the fixed locale and time zone every image test runs under.
 #include "ImageFixtures.h"
 
-#include <cstdio>
+#include "support/EncodeJPEG.h"
+
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <jpeglib.h>
-#include <sstream>
-#include <stdexcept>
 #include <unicode/locid.h>
 #include <unicode/timezone.h>
 
@@ -36,37 +31,12 @@ const testing::Environment* const fixedLocale =
 
 std::string encodeJPEG(int width, int height, int components, int quality, bool jfif,
                        bool progressive) {
-    struct jpeg_compress_struct cinfo;
-    struct jpeg_error_mgr jerr;
-    cinfo.err = jpeg_std_error(&jerr);
-    jpeg_create_compress(&cinfo);
-    unsigned char* buffer = nullptr;
-    unsigned long size = 0;
-    jpeg_mem_dest(&cinfo, &buffer, &size);
-    cinfo.image_width = JDIMENSION(width);
-    cinfo.image_height = JDIMENSION(height);
-    cinfo.input_components = components;
-    cinfo.in_color_space = components == 1 ? JCS_GRAYSCALE : components == 4 ? JCS_CMYK : JCS_RGB;
-    jpeg_set_defaults(&cinfo);
-    jpeg_set_quality(&cinfo, quality, TRUE);
-    cinfo.write_JFIF_header = jfif ? TRUE : FALSE;
-    if (progressive) jpeg_simple_progression(&cinfo);
-    jpeg_start_compress(&cinfo, TRUE);
-    std::vector<JSAMPLE> row(size_t(width) * size_t(components));
-    while (cinfo.next_scanline < cinfo.image_height) {
-        int y = int(cinfo.next_scanline);
-        for (int x = 0; x < width; ++x)
-            for (int c = 0; c < components; ++c)
-                row[size_t(x * components + c)] =
-                    JSAMPLE((x * 255 / width + y * 255 / height + c * 85) & 0xFF);
-        JSAMPROW rows[1] = {row.data()};
-        jpeg_write_scanlines(&cinfo, rows, 1);
-    }
-    jpeg_finish_compress(&cinfo);
-    std::string out(reinterpret_cast<const char*>(buffer), size);
-    jpeg_destroy_compress(&cinfo);
-    free(buffer);
-    return out;
+    testsupport::JpegOptions options;
+    options.components = components;
+    options.quality = quality;
+    options.jfif = jfif;
+    options.progressive = progressive;
+    return testsupport::encodeJPEG(width, height, options);
 }
 
 std::string insertSegment(const std::string& jpeg, uint8_t marker, const std::string& payload) {

@@ -2,10 +2,10 @@
 // tests, and the fixed locale and time zone they run under.
 #include "JsonFixtures.h"
 
-#include <cstdio>
+#include "support/EncodeJPEG.h"
+
 #include <cstdlib>
 #include <gtest/gtest.h>
-#include <jpeglib.h>
 #include <sstream>
 #include <unicode/locid.h>
 #include <unicode/timezone.h>
@@ -54,32 +54,11 @@ std::string xml(const std::string& text) {
 namespace jsonfixture {
 
 std::string jpeg(int width, int height, const std::string& app1) {
-    jpeg_compress_struct cinfo;
-    jpeg_error_mgr jerr;
-    cinfo.err = jpeg_std_error(&jerr);
-    jpeg_create_compress(&cinfo);
-    unsigned char* buffer = nullptr;
-    unsigned long size = 0;
-    jpeg_mem_dest(&cinfo, &buffer, &size);
-    cinfo.image_width = JDIMENSION(width);
-    cinfo.image_height = JDIMENSION(height);
-    cinfo.input_components = 1;
-    cinfo.in_color_space = JCS_GRAYSCALE;
-    jpeg_set_defaults(&cinfo);
-    jpeg_start_compress(&cinfo, TRUE);
-    if (!app1.empty())
-        jpeg_write_marker(&cinfo, JPEG_APP0 + 1, reinterpret_cast<const JOCTET*>(app1.data()),
-                          unsigned(app1.size()));
-    std::vector<JSAMPLE> row(size_t(width), 128);
-    while (cinfo.next_scanline < cinfo.image_height) {
-        JSAMPROW rows[1] = {row.data()};
-        jpeg_write_scanlines(&cinfo, rows, 1);
-    }
-    jpeg_finish_compress(&cinfo);
-    std::string out(reinterpret_cast<const char*>(buffer), size);
-    jpeg_destroy_compress(&cinfo);
-    free(buffer);
-    return out;
+    testsupport::JpegOptions options;
+    options.components = 1;
+    options.app1 = app1;
+    options.gradient = false;
+    return testsupport::encodeJPEG(width, height, options);
 }
 
 std::string exifPayload(const std::string& make, const std::string& model, unsigned iso,
