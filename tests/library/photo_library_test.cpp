@@ -2,8 +2,8 @@
 #include "library/PhotoLibrary.h"
 
 #include "album_fixture.h"
+#include "support/ThrownText.h"
 
-#include <functional>
 #include <stdexcept>
 #include <unistd.h>
 
@@ -13,14 +13,7 @@ namespace {
 
 const time_t kLoadTime = 1'200'000'000;
 
-std::string errorOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const std::runtime_error& e) {
-        return e.what();
-    }
-    return "(no error)";
-}
+using testsupport::thrownText;
 
 std::string utf8(CFStringRef s) {
     return CFStringGetUTF8(s);
@@ -136,9 +129,9 @@ TEST(PhotoLibraryLoad, UnreadableFilesThrowAndAreRetried) {
         "PK14__CFDictionary from a NULL pointer";
     TempFolder folder;
     writeAlbumFile(folder.path(), "this is not a property list");
-    EXPECT_EQ(errorOf([&] { PhotoLibrary::getLibrary(folder.path()); }), nullDictionary);
+    EXPECT_EQ(thrownText([&] { PhotoLibrary::getLibrary(folder.path()); }), nullDictionary);
     writeAlbumFile(folder.path(), "<plist><array/></plist>");
-    EXPECT_EQ(errorOf([&] { PhotoLibrary::getLibrary(folder.path()); }),
+    EXPECT_EQ(thrownText([&] { PhotoLibrary::getLibrary(folder.path()); }),
               "(In CoreType) : Tried to convert a non-PK14__CFDictionary type to "
               "PK14__CFDictionary");
     writeAlbumFile(folder.path(), smallLibrary());
@@ -146,7 +139,7 @@ TEST(PhotoLibraryLoad, UnreadableFilesThrowAndAreRetried) {
 
     TempFolder other;
     mkdir((other.path() + "/AlbumData.xml").c_str(), 0755); // stat succeeds, open does not
-    EXPECT_EQ(errorOf([&] { PhotoLibrary::getLibrary(other.path()); }),
+    EXPECT_EQ(thrownText([&] { PhotoLibrary::getLibrary(other.path()); }),
               "(In CFReadStream_t) : couldn't open read stream (file not found?)");
 }
 
@@ -164,19 +157,19 @@ TEST(PhotoLibraryLookup, MissingThingsReadAsDesigned) {
     TempFolder folder;
     writeAlbumFile(folder.path(), smallLibrary());
     PhotoLibrary library(folder.path());
-    EXPECT_EQ(errorOf([&] { library.getAlbumInfo(99); }),
+    EXPECT_EQ(thrownText([&] { library.getAlbumInfo(99); }),
               "(In getAlbumInfo) : couldn't find album with id 99");
-    EXPECT_EQ(errorOf([&] { library.getPhotoInfo(2, 10); }),
+    EXPECT_EQ(thrownText([&] { library.getPhotoInfo(2, 10); }),
               "(In getPhotoInfo) : couldn't find photo with id 10")
         << "photo 10 exists, but not in album 2";
-    EXPECT_EQ(errorOf([&] { library.getPictureInfo(CFSTR("77")); }),
+    EXPECT_EQ(thrownText([&] { library.getPictureInfo(CFSTR("77")); }),
               "(In T CFDictionary_t::get(const __CFString*) const [with T = CFDictionary_t]) : "
               "dictionary doesn't have key '77'");
 
     TempFolder bare;
     writeAlbumFile(bare.path(), "<plist><dict/></plist>");
     PhotoLibrary empty(bare.path());
-    EXPECT_EQ(errorOf([&] { empty.getAlbumList(); }),
+    EXPECT_EQ(thrownText([&] { empty.getAlbumList(); }),
               "(In CoreType<T, F>::CoreType(const void*, CoreType<T, F>::Rule) [with T = const "
               "__CFArray*, CFTypeID (* F)() = CFArrayGetTypeID]) : Tried to create a PK9__CFArray "
               "from a NULL pointer");
@@ -227,7 +220,7 @@ TEST(PhotoLibraryList, MissingCaptionEndsTheListingAndKeepsWhatCameBefore) {
     std::vector<PhotoInfo> list;
     library.getPhotoList(2, list);
     ASSERT_EQ(list.size(), 1u);
-    EXPECT_EQ(errorOf([&] { library.getPhotoList(1, list); }),
+    EXPECT_EQ(thrownText([&] { library.getPhotoList(1, list); }),
               "(In T CFDictionary_t::get(const __CFString*) const [with T = CFString_t]) : "
               "dictionary doesn't have key 'Caption'");
     ASSERT_EQ(list.size(), 2u) << "appended, never cleared; photo 1 stays";
