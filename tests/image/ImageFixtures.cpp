@@ -3,29 +3,15 @@
 #include "ImageFixtures.h"
 
 #include "support/EncodeJPEG.h"
+#include "support/FixedLocale.h"
 
-#include <cstdlib>
 #include <gtest/gtest.h>
-#include <unicode/locid.h>
-#include <unicode/timezone.h>
 
 namespace {
 
 // Display strings in the tests are those of en_US in UTC, whatever the machine's settings are.
-class FixedLocaleEnvironment : public testing::Environment {
-  public:
-    void SetUp() override {
-        unsetenv("LC_ALL");
-        unsetenv("LC_TIME");
-        unsetenv("LANG");
-        setenv("TZ", "UTC", 1);
-        UErrorCode status = U_ZERO_ERROR;
-        icu::Locale::setDefault(icu::Locale("en_US"), status);
-        icu::TimeZone::adoptDefault(icu::TimeZone::createTimeZone("UTC"));
-    }
-};
 const testing::Environment* const fixedLocale =
-    testing::AddGlobalTestEnvironment(new FixedLocaleEnvironment);
+    testing::AddGlobalTestEnvironment(new testsupport::FixedLocaleEnvironment);
 
 } // namespace
 

@@ -3,28 +3,16 @@
 #include "JsonFixtures.h"
 
 #include "support/EncodeJPEG.h"
+#include "support/FixedLocale.h"
 
-#include <cstdlib>
 #include <gtest/gtest.h>
 #include <sstream>
-#include <unicode/locid.h>
-#include <unicode/timezone.h>
 
 namespace {
 
-// Display dates in the expected replies are en_US in UTC.
-class FixedLocaleEnvironment : public testing::Environment {
-  public:
-    void SetUp() override {
-        setenv("LC_ALL", "en_US.UTF-8", 1);
-        setenv("TZ", "UTC", 1);
-        UErrorCode status = U_ZERO_ERROR;
-        icu::Locale::setDefault(icu::Locale("en_US"), status);
-        icu::TimeZone::adoptDefault(icu::TimeZone::createTimeZone("UTC"));
-    }
-};
+// Display dates in the expected replies are en_US in UTC, in the servers the tests start too.
 const testing::Environment* const fixedLocale =
-    testing::AddGlobalTestEnvironment(new FixedLocaleEnvironment);
+    testing::AddGlobalTestEnvironment(new testsupport::FixedLocaleEnvironment("en_US.UTF-8"));
 
 std::string u16(unsigned value) {
     return {char((value >> 8) & 0xFF), char(value & 0xFF)};
