@@ -7,13 +7,14 @@ exe=$1
 make_demo=$2
 shots=$3
 here=$(cd "$(dirname "$0")" && pwd)
+# shellcheck source=../support/serverlib.sh
+. "$here/../support/serverlib.sh"
 skip() { echo "SKIPPED: $*"; exit 77; }
 for tool in node npm; do command -v $tool >/dev/null || skip "$tool is not installed"; done
 [ -x /usr/bin/chromium ] || [ -n "${CHROMIUM:-}" ] || skip "chromium is not installed"
 
 work=$(mktemp -d /tmp/tessellan-browser.XXXXXX)
-pids=()
-trap 'for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done; wait 2>/dev/null; rm -rf "$work"' EXIT
+trap 'stop_servers; wait 2>/dev/null; rm -rf "$work"' EXIT
 
 # Trust the system's certificate store (where a site's own proxy authority is installed), as
 # the rest of a Debian machine does; node alone knows only its built-in list.
@@ -24,13 +25,6 @@ if [ ! -d "$here/node_modules/playwright-core" ]; then
     (cd "$here" && npm install --no-audit --no-fund --loglevel=error) || { echo "npm install failed"; exit 1; }
 fi
 
-free_port() {
-    local port
-    while :; do
-        port=$((20000 + RANDOM % 40000))
-        (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null || { echo "$port"; return; }
-    done
-}
 open_port=$(free_port)
 auth_port=$(free_port)
 "$make_demo" "$work/library" "$work/open.plist" --port "$open_port" >/dev/null || exit 1
@@ -40,13 +34,8 @@ sed -e "s|<integer>$open_port</integer>|<integer>$auth_port</integer>|" \
     "$work/open.plist" >"$work/auth.plist"
 
 start() {
-    "$exe" --prefs "$work/$1.plist" >"$work/$1.log" 2>&1 &
-    pids+=($!)
-    for _ in $(seq 200); do
-        (exec 3<>"/dev/tcp/127.0.0.1/$2") 2>/dev/null && return 0
-        sleep 0.05
-    done
-    echo "the $1 server did not start"; cat "$work/$1.log"; exit 1
+    start_server "$1" "$2" --prefs "$work/$1.plist" ||
+        { echo "the $1 server did not start"; cat "$work/$1.log"; exit 1; }
 }
 start open "$open_port"
 start auth "$auth_port"

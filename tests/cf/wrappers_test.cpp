@@ -1,21 +1,15 @@
 // wrappers_test.cpp - ownership and error texts of the value wrappers.
 #include "cf/cftempl.h"
+#include "support/ThrownText.h"
 
 #include <gtest/gtest.h>
 #include <sstream>
-#include <stdexcept>
 #include <unistd.h>
 
 namespace {
 
-std::string thrownText(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const std::runtime_error& e) {
-        return e.what();
-    }
-    return "<nothing thrown>";
-}
+using testsupport::kNothingThrown;
+using testsupport::thrownText;
 
 CFNumberRef newNumber(int32_t value) {
     return CFNumberCreate(kCFNumberSInt32Type, &value);
@@ -130,7 +124,7 @@ TEST(CFArray_t, ElemReportsIndexesAtOrPastTheEnd) {
     EXPECT_EQ(CFStringGetUTF8(array.elem(2)), "c");
     EXPECT_EQ(thrownText([&] { array.elem(3); }),
               "(In elem) : tried to access element 3 of a 3 element array");
-    EXPECT_NE(thrownText([&] { array.elem(-1); }), "<nothing thrown>");
+    EXPECT_NE(thrownText([&] { array.elem(-1); }), kNothingThrown);
 }
 
 TEST(CFNumber_t, IntegerViewsShareTheSigned32BitValue) {

@@ -1,72 +1,28 @@
-// ImageFixtures.cpp - JPEG encoding, EXIF building and temporary files for the image tests, and
+// ImageFixtures.cpp - JPEG pictures, EXIF building and temporary files for the image tests, and
 // the fixed locale and time zone every image test runs under.
 #include "ImageFixtures.h"
 
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
+#include "support/EncodeJPEG.h"
+#include "support/FixedLocale.h"
+
 #include <gtest/gtest.h>
-#include <jpeglib.h>
-#include <sstream>
-#include <stdexcept>
-#include <unicode/locid.h>
-#include <unicode/timezone.h>
 
 namespace {
 
 // Display strings in the tests are those of en_US in UTC, whatever the machine's settings are.
-class FixedLocaleEnvironment : public testing::Environment {
-  public:
-    void SetUp() override {
-        unsetenv("LC_ALL");
-        unsetenv("LC_TIME");
-        unsetenv("LANG");
-        setenv("TZ", "UTC", 1);
-        UErrorCode status = U_ZERO_ERROR;
-        icu::Locale::setDefault(icu::Locale("en_US"), status);
-        icu::TimeZone::adoptDefault(icu::TimeZone::createTimeZone("UTC"));
-    }
-};
 const testing::Environment* const fixedLocale =
-    testing::AddGlobalTestEnvironment(new FixedLocaleEnvironment);
+    testing::AddGlobalTestEnvironment(new testsupport::FixedLocaleEnvironment);
 
 } // namespace
 
 std::string encodeJPEG(int width, int height, int components, int quality, bool jfif,
                        bool progressive) {
-    struct jpeg_compress_struct cinfo;
-    struct jpeg_error_mgr jerr;
-    cinfo.err = jpeg_std_error(&jerr);
-    jpeg_create_compress(&cinfo);
-    unsigned char* buffer = nullptr;
-    unsigned long size = 0;
-    jpeg_mem_dest(&cinfo, &buffer, &size);
-    cinfo.image_width = JDIMENSION(width);
-    cinfo.image_height = JDIMENSION(height);
-    cinfo.input_components = components;
-    cinfo.in_color_space = components == 1 ? JCS_GRAYSCALE : components == 4 ? JCS_CMYK : JCS_RGB;
-    jpeg_set_defaults(&cinfo);
-    jpeg_set_quality(&cinfo, quality, TRUE);
-    cinfo.write_JFIF_header = jfif ? TRUE : FALSE;
-    if (progressive) jpeg_simple_progression(&cinfo);
-    jpeg_start_compress(&cinfo, TRUE);
-    std::vector<JSAMPLE> row(size_t(width) * size_t(components));
-    while (cinfo.next_scanline < cinfo.image_height) {
-        int y = int(cinfo.next_scanline);
-        for (int x = 0; x < width; ++x)
-            for (int c = 0; c < components; ++c)
-                row[size_t(x * components + c)] =
-                    JSAMPLE((x * 255 / width + y * 255 / height + c * 85) & 0xFF);
-        JSAMPROW rows[1] = {row.data()};
-        jpeg_write_scanlines(&cinfo, rows, 1);
-    }
-    jpeg_finish_compress(&cinfo);
-    std::string out(reinterpret_cast<const char*>(buffer), size);
-    jpeg_destroy_compress(&cinfo);
-    free(buffer);
-    return out;
+    testsupport::JpegOptions options;
+    options.components = components;
+    options.quality = quality;
+    options.jfif = jfif;
+    options.progressive = progressive;
+    return testsupport::encodeJPEG(width, height, options);
 }
 
 std::string insertSegment(const std::string& jpeg, uint8_t marker, const std::string& payload) {
@@ -136,20 +92,8 @@ CFDataRef ExifBuilder::data() const {
     return CFDataCreate(p.data(), CFIndex(p.size()));
 }
 
-TempDir::TempDir() {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "tessellan-image-XXXXXX").string();
-    if (!mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed");
-    dir_ = pattern;
-}
-
-TempDir::~TempDir() {
-    std::error_code ignored;
-    std::filesystem::remove_all(dir_, ignored);
-}
-
 CFURL_t TempDir::write(const std::string& name, const std::string& contents) {
-    std::ofstream(path(name), std::ios::binary) << contents;
+    TempFolder::write(name, contents);
     return url(name);
 }
 
@@ -157,11 +101,4 @@ CFURL_t TempDir::url(const std::string& name) const {
     std::string p = path(name);
     return CFURL_t(CFURLCreateFromFileSystemRepresentation(p.c_str(), CFIndex(p.size()), false),
                    CFURL_t::Create);
-}
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream contents;
-    contents << in.rdbuf();
-    return contents.str();
 }

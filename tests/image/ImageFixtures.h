@@ -2,6 +2,7 @@
 #pragma once
 
 #include "cf/cftempl.h"
+#include "support/TempFolder.h"
 
 #include <cstdint>
 #include <string>
@@ -63,22 +64,12 @@ class ExifBuilder {
     std::string tiff_;
 };
 
-// A temporary folder, removed with what it holds when the object goes away.
-class TempDir {
+// A temporary folder whose files the image code is given by URL.
+class TempDir : public testsupport::TempFolder {
   public:
-    TempDir();
-    ~TempDir();
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
-
     // Writes the file (name inside the folder) and returns its URL.
     CFURL_t write(const std::string& name, const std::string& contents);
     CFURL_t url(const std::string& name) const;
-    std::string path(const std::string& name) const { return dir_ + "/" + name; }
-
-  private:
-    std::string dir_;
 };
 
-// Reads a file whole.
-std::string readFile(const std::string& path);
+using testsupport::readFile;

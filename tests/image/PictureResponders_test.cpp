@@ -2,6 +2,7 @@
 #include "ImageFixtures.h"
 #include "cf/CFPropertyList.h"
 #include "support/ServerProcess.h"
+#include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -50,7 +51,7 @@ std::string padded(std::string bytes) {
 class PictureTest : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
-        files = new testsupport::TempDir;
+        files = new testsupport::TempFolder;
         std::string lib = files->path() + "/Library";
         big = encodeJPEG(1600, 1200);
         files->write("Library/big.jpg", big);
@@ -144,12 +145,12 @@ class PictureTest : public ::testing::Test {
         EXPECT_NE(bodyOf(reply).find("<title>Page Not Found</title>"), std::string::npos);
     }
 
-    static testsupport::TempDir* files;
+    static testsupport::TempFolder* files;
     static testsupport::ServerProcess* server;
     static int port;
     static std::string big;
 };
-testsupport::TempDir* PictureTest::files;
+testsupport::TempFolder* PictureTest::files;
 testsupport::ServerProcess* PictureTest::server;
 int PictureTest::port;
 std::string PictureTest::big;

@@ -1,7 +1,8 @@
 // album_fixture.h - temporary library folders and album files for the library tests.
 #pragma once
 
-#include <cstdlib>
+#include "support/TempFolder.h"
+
 #include <fcntl.h>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -12,30 +13,7 @@
 
 namespace fixture {
 
-// A fresh folder under /tmp, removed with everything in it when the object goes.
-class TempFolder {
-  public:
-    TempFolder() {
-        char name[] = "/tmp/tessellan-libXXXXXX";
-        if (!mkdtemp(name)) ADD_FAILURE() << "mkdtemp failed";
-        path = name;
-    }
-    ~TempFolder() {
-        std::string command = "rm -rf '" + path + "'";
-        if (system(command.c_str()) != 0) ADD_FAILURE() << command;
-    }
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-
-    // A sub-folder (made when missing).
-    std::string sub(const std::string& name) const {
-        std::string folder = path + "/" + name;
-        mkdir(folder.c_str(), 0755);
-        return folder;
-    }
-
-    std::string path;
-};
+using testsupport::TempFolder;
 
 inline std::string escape(const std::string& text) {
     std::string out;

@@ -4,22 +4,13 @@
 
 #include "album_fixture.h"
 #include "server/PreferenceStore.h"
-
-#include <functional>
-#include <stdexcept>
+#include "support/ThrownText.h"
 
 using namespace fixture;
 
 namespace {
 
-std::string errorOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const std::runtime_error& e) {
-        return e.what();
-    }
-    return "(no error)";
-}
+using testsupport::thrownText;
 
 std::string utf8(CFStringRef s) {
     return CFStringGetUTF8(s);
@@ -51,11 +42,11 @@ class RegistryTest : public ::testing::Test {
         writeAlbumFile(other, smallLibrary("11"));
         missing = folder.sub("Empty");
     }
-    void TearDown() override { CFPreferencesSetPath(folder.path + "/gone.plist"); }
+    void TearDown() override { CFPreferencesSetPath(folder.path() + "/gone.plist"); }
 
     // Writes the preferences file with these "libraries" entries and points the store at it.
     void setLibraries(const std::string& entries) {
-        std::string file = folder.path + "/prefs" + std::to_string(++generation) + ".plist";
+        std::string file = folder.path() + "/prefs" + std::to_string(++generation) + ".plist";
         std::ofstream(file) << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist "
                                "version=\"1.0\"><dict><key>libraries</key><array>"
                             << entries << "</array></dict></plist>\n";
@@ -76,7 +67,7 @@ TEST_F(RegistryTest, EntriesAreFoundByIdAndTheFirstOfTwinsWins) {
     EXPECT_EQ(libGetMajorVersion(5), 6u);
     EXPECT_EQ(libGetMajorVersion(2), 11u);
     EXPECT_EQ(PhotoLibrary::getLibrary(5ul), PhotoLibrary::getLibrary(library));
-    EXPECT_EQ(errorOf([] { libGetMajorVersion(7); }),
+    EXPECT_EQ(thrownText([] { libGetMajorVersion(7); }),
               "(In withLibrary_do) : couldn't find library with id 7");
 }
 
@@ -84,7 +75,7 @@ TEST_F(RegistryTest, EntryWithoutIdBlocksLookupsPastIt) {
     setLibraries(entry("1", "Main", library) + entry("", "No id", other) +
                  entry("3", "Other", other));
     EXPECT_EQ(libGetMajorVersion(1), 6u);
-    EXPECT_EQ(errorOf([] { libGetMajorVersion(3); }),
+    EXPECT_EQ(thrownText([] { libGetMajorVersion(3); }),
               "(In T CFDictionary_t::get(const __CFString*) const [with T = CFNumber_t]) : "
               "dictionary doesn't have key 'id'");
 }
@@ -114,15 +105,15 @@ TEST_F(RegistryTest, ListingReportsFullSizeDownloadFalseWhenAbsent) {
     EXPECT_EQ(list[1].id, 9u);
     EXPECT_FALSE(list[1].fullSizeDownload);
     EXPECT_TRUE(libFullSizeDownload(1));
-    EXPECT_EQ(errorOf([] { libFullSizeDownload(9); }),
+    EXPECT_EQ(thrownText([] { libFullSizeDownload(9); }),
               "(In T CFDictionary_t::get(const __CFString*) const [with T = CFBoolean_t]) : "
               "dictionary doesn't have key 'FullSizeDownload'");
 }
 
 TEST_F(RegistryTest, MissingPreferenceLeavesTheListingUntouched) {
-    CFPreferencesSetPath(folder.path + "/none.plist");
+    CFPreferencesSetPath(folder.path() + "/none.plist");
     std::vector<LibraryInfo> list(2);
-    EXPECT_EQ(errorOf([&] { libGetLibraryInfo(list); }),
+    EXPECT_EQ(thrownText([&] { libGetLibraryInfo(list); }),
               "(In CoreType<T, F>::CoreType(const void*, CoreType<T, F>::Rule) [with T = const "
               "__CFArray*, CFTypeID (* F)() = CFArrayGetTypeID]) : Tried to create a PK9__CFArray "
               "from a NULL pointer");
@@ -137,7 +128,7 @@ TEST_F(RegistryTest, PublishedAlbumsComeInTheEntrysOrder) {
     ASSERT_EQ(albums.size(), 2u);
     EXPECT_EQ(utf8(albums[0].get<CFString_t>(CFSTR("AlbumName"))), "Winter");
     EXPECT_EQ(utf8(albums[1].get<CFString_t>(CFSTR("AlbumName"))), "Summer");
-    EXPECT_EQ(errorOf([&] { libGetAlbumsInLibrary(2, albums); }),
+    EXPECT_EQ(thrownText([&] { libGetAlbumsInLibrary(2, albums); }),
               "(In getAlbumInfo) : couldn't find album with id 9");
 }
 
@@ -148,14 +139,14 @@ TEST_F(RegistryTest, UnpublishedAlbumsServeListsButNotPathsOrMediaTypes) {
     EXPECT_EQ(utf8(libGetImagePath(1, 1, 11, false)), "/photos/2009/img_11.jpg");
     EXPECT_EQ(utf8(libGetMediaType(1, 1, 10)), "Image");
     EXPECT_EQ(utf8(libGetImagePath(1, 2, 12, true)), "");
-    EXPECT_EQ(errorOf([] { libGetMediaType(1, 2, 12); }),
+    EXPECT_EQ(thrownText([] { libGetMediaType(1, 2, 12); }),
               "(In libGetMediaType) : couldn't find album with id 2");
     std::vector<PhotoInfo> list;
     libGetPhotoList(1, 2, list);
     ASSERT_EQ(list.size(), 1u);
     EXPECT_EQ(list[0].id, 12);
     EXPECT_EQ(utf8(libGetAlbumName(1, 2)), "Winter");
-    EXPECT_EQ(errorOf([] { libGetImagePath(1, 1, 12, true); }),
+    EXPECT_EQ(thrownText([] { libGetImagePath(1, 1, 12, true); }),
               "(In getPhotoInfo) : couldn't find photo with id 12");
 }
 
@@ -192,7 +183,7 @@ TEST_F(RegistryTest, LibraryWithoutAlbumFilePrintsAndAnswersEmpty) {
 
     testing::internal::CaptureStdout();
     EXPECT_EQ(utf8(libGetImagePath(3, 1, 10, true)), "");
-    EXPECT_EQ(errorOf([] { libGetMediaType(3, 1, 10); }),
+    EXPECT_EQ(thrownText([] { libGetMediaType(3, 1, 10); }),
               "(In libGetMediaType) : couldn't find album with id 1");
     std::string printed = testing::internal::GetCapturedStdout();
     EXPECT_EQ(printed,

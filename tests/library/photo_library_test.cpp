@@ -2,8 +2,8 @@
 #include "library/PhotoLibrary.h"
 
 #include "album_fixture.h"
+#include "support/ThrownText.h"
 
-#include <functional>
 #include <stdexcept>
 #include <unistd.h>
 
@@ -13,14 +13,7 @@ namespace {
 
 const time_t kLoadTime = 1'200'000'000;
 
-std::string errorOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const std::runtime_error& e) {
-        return e.what();
-    }
-    return "(no error)";
-}
+using testsupport::thrownText;
 
 std::string utf8(CFStringRef s) {
     return CFStringGetUTF8(s);
@@ -62,13 +55,13 @@ TEST(PhotoLibrarySync, ChangesSettleSixSecondsAfterTheLastLoad) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         TempFolder folder;
-        writeAlbumFile(folder.path, versionFile("v0"), kLoadTime);
-        PhotoLibrary library(folder.path);
+        writeAlbumFile(folder.path(), versionFile("v0"), kLoadTime);
+        PhotoLibrary library(folder.path());
         ASSERT_EQ(library.state(), PhotoLibrary::Current);
         ASSERT_EQ(library.modTime().tv_sec, kLoadTime);
         for (size_t i = 0; i < c.steps.size(); ++i) {
             const Step& step = c.steps[i];
-            writeAlbumFile(folder.path, versionFile("s" + std::to_string(i)),
+            writeAlbumFile(folder.path(), versionFile("s" + std::to_string(i)),
                            kLoadTime + step.offset, step.nanoseconds);
             EXPECT_EQ(utf8(library.getAlbumName(1)), step.first) << "step " << i;
             EXPECT_EQ(utf8(library.getAlbumName(1)), step.second) << "step " << i;
@@ -79,9 +72,9 @@ TEST(PhotoLibrarySync, ChangesSettleSixSecondsAfterTheLastLoad) {
 
 TEST(PhotoLibrarySync, FailedReloadKeepsTheOldTreeAsCurrent) {
     TempFolder folder;
-    writeAlbumFile(folder.path, versionFile("old"), kLoadTime);
-    PhotoLibrary library(folder.path);
-    writeAlbumFile(folder.path, "<plist><dict><key>broken", kLoadTime + 10);
+    writeAlbumFile(folder.path(), versionFile("old"), kLoadTime);
+    PhotoLibrary library(folder.path());
+    writeAlbumFile(folder.path(), "<plist><dict><key>broken", kLoadTime + 10);
     library.sync();
     EXPECT_EQ(library.state(), PhotoLibrary::Changed);
     EXPECT_THROW(library.sync(), std::runtime_error);
@@ -93,9 +86,9 @@ TEST(PhotoLibrarySync, FailedReloadKeepsTheOldTreeAsCurrent) {
 
 TEST(PhotoLibrarySync, VanishedFileLeavesTheTreeInService) {
     TempFolder folder;
-    writeAlbumFile(folder.path, versionFile("kept"), kLoadTime);
-    PhotoLibrary library(folder.path);
-    ASSERT_EQ(unlink((folder.path + "/AlbumData.xml").c_str()), 0);
+    writeAlbumFile(folder.path(), versionFile("kept"), kLoadTime);
+    PhotoLibrary library(folder.path());
+    ASSERT_EQ(unlink((folder.path() + "/AlbumData.xml").c_str()), 0);
     EXPECT_EQ(utf8(library.getAlbumName(1)), "kept");
     EXPECT_EQ(library.state(), PhotoLibrary::Current);
 }
@@ -111,22 +104,22 @@ TEST(PhotoLibraryLoad, MajorVersionIsTheLeadingDigits) {
         TempFolder folder;
         std::string text = albumData("", albumDict(1, "A", {}), "");
         if (c.version) text = albumData(c.version, albumDict(1, "A", {}), "");
-        writeAlbumFile(folder.path, text);
-        EXPECT_EQ(PhotoLibrary(folder.path).majorVersion(), c.major)
+        writeAlbumFile(folder.path(), text);
+        EXPECT_EQ(PhotoLibrary(folder.path()).majorVersion(), c.major)
             << (c.version ? c.version : "(absent)");
     }
 }
 
 TEST(PhotoLibraryLoad, GetLibraryCachesLoadedFoldersOnly) {
     TempFolder folder;
-    EXPECT_EQ(PhotoLibrary::getLibrary(folder.path), nullptr);
-    EXPECT_EQ(PhotoLibrary::getLibrary(folder.path), nullptr) << "a miss is not remembered";
-    writeAlbumFile(folder.path, smallLibrary());
-    PhotoLibrary* first = PhotoLibrary::getLibrary(folder.path);
+    EXPECT_EQ(PhotoLibrary::getLibrary(folder.path()), nullptr);
+    EXPECT_EQ(PhotoLibrary::getLibrary(folder.path()), nullptr) << "a miss is not remembered";
+    writeAlbumFile(folder.path(), smallLibrary());
+    PhotoLibrary* first = PhotoLibrary::getLibrary(folder.path());
     ASSERT_NE(first, nullptr);
-    EXPECT_EQ(PhotoLibrary::getLibrary(folder.path), first);
-    EXPECT_EQ(first->path(), folder.path);
-    EXPECT_NE(PhotoLibrary::getLibrary(folder.path + "/"), first) << "paths are keys as text";
+    EXPECT_EQ(PhotoLibrary::getLibrary(folder.path()), first);
+    EXPECT_EQ(first->path(), folder.path());
+    EXPECT_NE(PhotoLibrary::getLibrary(folder.path() + "/"), first) << "paths are keys as text";
 }
 
 TEST(PhotoLibraryLoad, UnreadableFilesThrowAndAreRetried) {
@@ -135,18 +128,18 @@ TEST(PhotoLibraryLoad, UnreadableFilesThrowAndAreRetried) {
         "__CFDictionary*, CFTypeID (* F)() = CFDictionaryGetTypeID]) : Tried to create a "
         "PK14__CFDictionary from a NULL pointer";
     TempFolder folder;
-    writeAlbumFile(folder.path, "this is not a property list");
-    EXPECT_EQ(errorOf([&] { PhotoLibrary::getLibrary(folder.path); }), nullDictionary);
-    writeAlbumFile(folder.path, "<plist><array/></plist>");
-    EXPECT_EQ(errorOf([&] { PhotoLibrary::getLibrary(folder.path); }),
+    writeAlbumFile(folder.path(), "this is not a property list");
+    EXPECT_EQ(thrownText([&] { PhotoLibrary::getLibrary(folder.path()); }), nullDictionary);
+    writeAlbumFile(folder.path(), "<plist><array/></plist>");
+    EXPECT_EQ(thrownText([&] { PhotoLibrary::getLibrary(folder.path()); }),
               "(In CoreType) : Tried to convert a non-PK14__CFDictionary type to "
               "PK14__CFDictionary");
-    writeAlbumFile(folder.path, smallLibrary());
-    EXPECT_NE(PhotoLibrary::getLibrary(folder.path), nullptr);
+    writeAlbumFile(folder.path(), smallLibrary());
+    EXPECT_NE(PhotoLibrary::getLibrary(folder.path()), nullptr);
 
     TempFolder other;
-    mkdir((other.path + "/AlbumData.xml").c_str(), 0755); // stat succeeds, open does not
-    EXPECT_EQ(errorOf([&] { PhotoLibrary::getLibrary(other.path); }),
+    mkdir((other.path() + "/AlbumData.xml").c_str(), 0755); // stat succeeds, open does not
+    EXPECT_EQ(thrownText([&] { PhotoLibrary::getLibrary(other.path()); }),
               "(In CFReadStream_t) : couldn't open read stream (file not found?)");
 }
 
@@ -162,21 +155,21 @@ TEST(PhotoLibraryLoad, FolderWithNonAsciiNameLoads) {
 
 TEST(PhotoLibraryLookup, MissingThingsReadAsDesigned) {
     TempFolder folder;
-    writeAlbumFile(folder.path, smallLibrary());
-    PhotoLibrary library(folder.path);
-    EXPECT_EQ(errorOf([&] { library.getAlbumInfo(99); }),
+    writeAlbumFile(folder.path(), smallLibrary());
+    PhotoLibrary library(folder.path());
+    EXPECT_EQ(thrownText([&] { library.getAlbumInfo(99); }),
               "(In getAlbumInfo) : couldn't find album with id 99");
-    EXPECT_EQ(errorOf([&] { library.getPhotoInfo(2, 10); }),
+    EXPECT_EQ(thrownText([&] { library.getPhotoInfo(2, 10); }),
               "(In getPhotoInfo) : couldn't find photo with id 10")
         << "photo 10 exists, but not in album 2";
-    EXPECT_EQ(errorOf([&] { library.getPictureInfo(CFSTR("77")); }),
+    EXPECT_EQ(thrownText([&] { library.getPictureInfo(CFSTR("77")); }),
               "(In T CFDictionary_t::get(const __CFString*) const [with T = CFDictionary_t]) : "
               "dictionary doesn't have key '77'");
 
     TempFolder bare;
-    writeAlbumFile(bare.path, "<plist><dict/></plist>");
-    PhotoLibrary empty(bare.path);
-    EXPECT_EQ(errorOf([&] { empty.getAlbumList(); }),
+    writeAlbumFile(bare.path(), "<plist><dict/></plist>");
+    PhotoLibrary empty(bare.path());
+    EXPECT_EQ(thrownText([&] { empty.getAlbumList(); }),
               "(In CoreType<T, F>::CoreType(const void*, CoreType<T, F>::Rule) [with T = const "
               "__CFArray*, CFTypeID (* F)() = CFArrayGetTypeID]) : Tried to create a PK9__CFArray "
               "from a NULL pointer");
@@ -187,8 +180,8 @@ TEST(PhotoLibraryLookup, PhotoIdIsTheKeysNumberAndTheFirstKeyWins) {
         TempFolder folder;
         auto keys = paddedFirst ? albumDict(5, "Mixed", {"0042", "42"})
                                 : albumDict(5, "Mixed", {"42", "0042"});
-        writeAlbumFile(folder.path, albumData("9", keys, photoDict("0042") + photoDict("42")));
-        PhotoLibrary library(folder.path);
+        writeAlbumFile(folder.path(), albumData("9", keys, photoDict("0042") + photoDict("42")));
+        PhotoLibrary library(folder.path());
         CFDictionary_t photo = library.getPhotoInfo(5, 42);
         EXPECT_EQ(utf8(photo.get<CFString_t>(CFSTR("Caption"))),
                   paddedFirst ? "Caption 0042" : "Caption 42");
@@ -197,9 +190,9 @@ TEST(PhotoLibraryLookup, PhotoIdIsTheKeysNumberAndTheFirstKeyWins) {
 
 TEST(PhotoLibraryList, RecordsCarryEveryField) {
     TempFolder folder;
-    writeAlbumFile(folder.path, albumData("9", albumDict(3, "Trip", {"0007", "8"}),
-                                          photoDict("0007") + photoDict("8", "OriginalPath")));
-    PhotoLibrary library(folder.path);
+    writeAlbumFile(folder.path(), albumData("9", albumDict(3, "Trip", {"0007", "8"}),
+                                            photoDict("0007") + photoDict("8", "OriginalPath")));
+    PhotoLibrary library(folder.path());
     std::vector<PhotoInfo> list;
     library.getPhotoList(3, list);
     ASSERT_EQ(list.size(), 2u);
@@ -220,14 +213,14 @@ TEST(PhotoLibraryList, RecordsCarryEveryField) {
 
 TEST(PhotoLibraryList, MissingCaptionEndsTheListingAndKeepsWhatCameBefore) {
     TempFolder folder;
-    writeAlbumFile(folder.path,
+    writeAlbumFile(folder.path(),
                    albumData("9", albumDict(1, "A", {"1", "2", "3"}) + albumDict(2, "B", {"3"}),
                              photoDict("1") + photoDict("2", "Caption") + photoDict("3")));
-    PhotoLibrary library(folder.path);
+    PhotoLibrary library(folder.path());
     std::vector<PhotoInfo> list;
     library.getPhotoList(2, list);
     ASSERT_EQ(list.size(), 1u);
-    EXPECT_EQ(errorOf([&] { library.getPhotoList(1, list); }),
+    EXPECT_EQ(thrownText([&] { library.getPhotoList(1, list); }),
               "(In T CFDictionary_t::get(const __CFString*) const [with T = CFString_t]) : "
               "dictionary doesn't have key 'Caption'");
     ASSERT_EQ(list.size(), 2u) << "appended, never cleared; photo 1 stays";

@@ -7,6 +7,8 @@ exe=$1
 resources=$2
 skip() { echo "SKIPPED: $*"; exit 77; }
 fail() { echo "FAILED: $*"; cat "$work"/*.log 2>/dev/null; exit 1; }
+# shellcheck source=../support/serverlib.sh
+. "$(dirname "$0")/../support/serverlib.sh"
 
 [ "$(id -u)" -eq 0 ] || skip "needs root to start a system bus and avahi-daemon"
 for tool in dbus-daemon avahi-daemon avahi-browse; do
@@ -14,11 +16,10 @@ for tool in dbus-daemon avahi-daemon avahi-browse; do
 done
 
 work=$(mktemp -d /tmp/tessellan-adv.XXXXXX)
-pids=()
 bus_pid=""
 daemon_pid=""
 cleanup() {
-    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null; done
+    stop_servers
     [ -n "$daemon_pid" ] && kill "$daemon_pid" 2>/dev/null
     [ -n "$bus_pid" ] && kill "$bus_pid" 2>/dev/null
     wait 2>/dev/null
@@ -26,28 +27,14 @@ cleanup() {
 }
 trap cleanup EXIT
 
-# A port nothing listens on.
-free_port() {
-    local port
-    while :; do
-        port=$((20000 + RANDOM % 40000))
-        (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null || { echo "$port"; return; }
-    done
-}
-
-# start_server NAME TITLE PORT
-start_server() {
+# start_titled NAME TITLE PORT - a server with that title on that port
+start_titled() {
     cat >"$work/$1.plist" <<PLIST
 <plist><dict><key>port</key><integer>$3</integer><key>title</key><string>$2</string>
 <key>siteLayout</key><string>Default</string></dict></plist>
 PLIST
-    "$exe" --prefs "$work/$1.plist" --resources "$resources" >"$work/$1.log" 2>&1 &
-    pids+=($!)
-    for _ in $(seq 100); do
-        (exec 3<>"/dev/tcp/127.0.0.1/$3") 2>/dev/null && return 0
-        sleep 0.05
-    done
-    fail "server $1 did not start"
+    start_server "$1" "$3" --prefs "$work/$1.plist" --resources "$resources" ||
+        fail "server $1 did not start"
 }
 
 # serves PORT - answers a request for the start page
@@ -82,7 +69,7 @@ title="Tessellan advertisement $$"
 port1=$(free_port)
 if [ $own_daemon -eq 1 ]; then
     # No daemon yet: the server must say so once and serve anyway.
-    start_server first "$title" "$port1"
+    start_titled first "$title" "$port1"
     serves "$port1" || fail "the server does not serve without an mDNS responder"
     grep -q "no mDNS responder reachable" "$work/first.log" || fail "no line about the missing responder"
     cat >"$work/avahi.conf" <<CONF
@@ -99,13 +86,13 @@ CONF
     for _ in $(seq 40); do [ -s /run/avahi-daemon/pid ] && break; sleep 0.1; done
     daemon_pid=$(cat /run/avahi-daemon/pid)
 else
-    start_server first "$title" "$port1"
+    start_titled first "$title" "$port1"
 fi
 
 advertised "${title// /\\032}" "$port1" || fail "'$title' on port $port1 was not advertised"
 
 port2=$(free_port)
-start_server second "$title" "$port2"
+start_titled second "$title" "$port2"
 serves "$port2" || fail "the second server does not serve"
 advertised "${title// /\\032}\\032\\0352" "$port2" || fail "the second server did not take the name '$title #2'"
 grep -q "advertising as '$title #2'" "$work/second.log" || fail "the second server did not say which name it took"

@@ -1,5 +1,6 @@
 // server_process_test.cpp - the running server: connections, the request step, start-up, layouts.
 #include "support/ServerProcess.h"
+#include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -33,7 +34,7 @@ class ServerTest : public ::testing::Test {
             {{"XDG_DATA_HOME", files.path() + "/data"}, {"TESSELLAN_IDLE_TIMEOUT", idleSeconds}},
             port);
     }
-    TempDir files;
+    TempFolder files;
     int port = 0;
     ServerProcess server;
 };

@@ -24,31 +24,6 @@
 
 namespace testsupport {
 
-// A fresh folder under /tmp, removed by the destructor.
-class TempDir {
-  public:
-    TempDir() {
-        char name[] = "/tmp/tessellan-testXXXXXX";
-        path_ = mkdtemp(name);
-    }
-    TempDir(const TempDir&) = delete;
-    ~TempDir() {
-        std::string command = "rm -rf '" + path_ + "'";
-        if (system(command.c_str()) != 0) perror("rm");
-    }
-    const std::string& path() const { return path_; }
-    // Writes content to path/relative, making the folders on the way.
-    void write(const std::string& relative, const std::string& content) const {
-        std::string file = path_ + "/" + relative;
-        std::string command = "mkdir -p \"$(dirname '" + file + "')\"";
-        if (system(command.c_str()) != 0) perror("mkdir");
-        std::ofstream(file, std::ios::binary) << content;
-    }
-
-  private:
-    std::string path_;
-};
-
 inline int freePort() {
     int fd = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address = {};

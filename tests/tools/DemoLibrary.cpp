@@ -8,7 +8,6 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
 #include <sys/file.h>
 #include <sys/wait.h>
@@ -81,24 +80,6 @@ const DemoLibrary& demoLibrary() {
         return made;
     }();
     return library;
-}
-
-TempFolder::TempFolder() {
-    char pattern[] = "/tmp/tessellan-demoXXXXXX";
-    if (!mkdtemp(pattern)) throw std::runtime_error("mkdtemp failed");
-    path_ = fs::canonical(pattern).string();
-}
-
-TempFolder::~TempFolder() {
-    std::error_code error;
-    fs::remove_all(path_, error);
-}
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream bytes;
-    bytes << in.rdbuf();
-    return bytes.str();
 }
 
 CFDictionary_t readPropertyList(const std::string& path) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "cf/cftempl.h"
+#include "support/TempFolder.h"
 
 #include <string>
 #include <vector>
@@ -23,21 +24,9 @@ struct DemoLibrary {
 // Throws std::runtime_error, with the tool's output, when the tool fails.
 const DemoLibrary& demoLibrary();
 
-// A fresh folder under /tmp, removed with everything in it when the object goes.
-class TempFolder {
-  public:
-    TempFolder();
-    ~TempFolder();
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-    const std::string& path() const { return path_; }
+using testsupport::readFile;
+using testsupport::TempFolder;
 
-  private:
-    std::string path_;
-};
-
-// The whole file, or "" when it cannot be read.
-std::string readFile(const std::string& path);
 // The property list in the file, which must be a dictionary; throws otherwise.
 CFDictionary_t readPropertyList(const std::string& path);
 // A string value of a dictionary in UTF-8 (throws when absent or not a string).

@@ -6,10 +6,11 @@
 #include "JsonFixtures.h"
 #include "server/Bundle.h"
 #include "server/PreferenceStore.h"
+#include "support/TempFolder.h"
+#include "support/ThrownText.h"
 
 #include <gtest/gtest.h>
 #include <sstream>
-#include <stdexcept>
 
 using namespace jsonfixture;
 
@@ -35,12 +36,7 @@ Reply call(const char* command, const std::string& query = "") {
 }
 
 std::string errorOf(const char* command, const std::string& query = "") {
-    try {
-        call(command, query);
-    } catch (const std::runtime_error& e) {
-        return e.what();
-    }
-    return "(no error)";
+    return testsupport::thrownText([&] { call(command, query); });
 }
 
 // The "id" values of a getpics body, in order.
@@ -139,7 +135,7 @@ class JsonApiTest : public ::testing::Test {
             files.write("prefs" + std::to_string(++generation) + ".plist", plist(body)));
     }
 
-    Folder files;
+    testsupport::TempFolder files;
     int generation = 0;
 };
 
@@ -289,12 +285,12 @@ TEST_F(JsonApiTest, OtherNamesAreResourceFiles) {
     EXPECT_EQ(reply.body, "var x = 1;\n");
 
     // Commands are matched exactly: another case is a file name like any other.
-    EXPECT_NE(errorOf("getSite"), "(no error)");
+    EXPECT_NE(errorOf("getSite"), testsupport::kNothingThrown);
     files.write("resources/json/getSite", "site file");
     EXPECT_EQ(call("getSite").body, "site file");
-    EXPECT_NE(errorOf("GETLIBS"), "(no error)");
-    EXPECT_NE(errorOf(""), "(no error)") << "the folder itself is not a file";
-    EXPECT_NE(errorOf(".."), "(no error)");
+    EXPECT_NE(errorOf("GETLIBS"), testsupport::kNothingThrown);
+    EXPECT_NE(errorOf(""), testsupport::kNothingThrown) << "the folder itself is not a file";
+    EXPECT_NE(errorOf(".."), testsupport::kNothingThrown);
 }
 
 TEST_F(JsonApiTest, BadIdsAndEntriesAreLeftToTheErrorPage) {

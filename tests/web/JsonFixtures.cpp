@@ -1,32 +1,18 @@
-// JsonFixtures.cpp - JPEG encoding, EXIF payloads, temporary folders and property-list pieces
-// for the JSON API tests, and the fixed locale and time zone they run under.
+// JsonFixtures.cpp - JPEG encoding, EXIF payloads and property-list pieces for the JSON API
+// tests, and the fixed locale and time zone they run under.
 #include "JsonFixtures.h"
 
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include "support/EncodeJPEG.h"
+#include "support/FixedLocale.h"
+
 #include <gtest/gtest.h>
-#include <jpeglib.h>
 #include <sstream>
-#include <unicode/locid.h>
-#include <unicode/timezone.h>
 
 namespace {
 
-// Display dates in the expected replies are en_US in UTC.
-class FixedLocaleEnvironment : public testing::Environment {
-  public:
-    void SetUp() override {
-        setenv("LC_ALL", "en_US.UTF-8", 1);
-        setenv("TZ", "UTC", 1);
-        UErrorCode status = U_ZERO_ERROR;
-        icu::Locale::setDefault(icu::Locale("en_US"), status);
-        icu::TimeZone::adoptDefault(icu::TimeZone::createTimeZone("UTC"));
-    }
-};
+// Display dates in the expected replies are en_US in UTC, in the servers the tests start too.
 const testing::Environment* const fixedLocale =
-    testing::AddGlobalTestEnvironment(new FixedLocaleEnvironment);
+    testing::AddGlobalTestEnvironment(new testsupport::FixedLocaleEnvironment("en_US.UTF-8"));
 
 std::string u16(unsigned value) {
     return {char((value >> 8) & 0xFF), char(value & 0xFF)};
@@ -56,32 +42,11 @@ std::string xml(const std::string& text) {
 namespace jsonfixture {
 
 std::string jpeg(int width, int height, const std::string& app1) {
-    jpeg_compress_struct cinfo;
-    jpeg_error_mgr jerr;
-    cinfo.err = jpeg_std_error(&jerr);
-    jpeg_create_compress(&cinfo);
-    unsigned char* buffer = nullptr;
-    unsigned long size = 0;
-    jpeg_mem_dest(&cinfo, &buffer, &size);
-    cinfo.image_width = JDIMENSION(width);
-    cinfo.image_height = JDIMENSION(height);
-    cinfo.input_components = 1;
-    cinfo.in_color_space = JCS_GRAYSCALE;
-    jpeg_set_defaults(&cinfo);
-    jpeg_start_compress(&cinfo, TRUE);
-    if (!app1.empty())
-        jpeg_write_marker(&cinfo, JPEG_APP0 + 1, reinterpret_cast<const JOCTET*>(app1.data()),
-                          unsigned(app1.size()));
-    std::vector<JSAMPLE> row(size_t(width), 128);
-    while (cinfo.next_scanline < cinfo.image_height) {
-        JSAMPROW rows[1] = {row.data()};
-        jpeg_write_scanlines(&cinfo, rows, 1);
-    }
-    jpeg_finish_compress(&cinfo);
-    std::string out(reinterpret_cast<const char*>(buffer), size);
-    jpeg_destroy_compress(&cinfo);
-    free(buffer);
-    return out;
+    testsupport::JpegOptions options;
+    options.components = 1;
+    options.app1 = app1;
+    options.gradient = false;
+    return testsupport::encodeJPEG(width, height, options);
 }
 
 std::string exifPayload(const std::string& make, const std::string& model, unsigned iso,
@@ -101,25 +66,6 @@ std::string exifPayload(const std::string& make, const std::string& model, unsig
     ascii(36867, dateTimeOriginal);
     tiff += u32(0);
     return std::string("Exif\0\0", 6) + tiff + data;
-}
-
-Folder::Folder() {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "tessellan-json-XXXXXX").string();
-    if (!mkdtemp(pattern.data())) ADD_FAILURE() << "mkdtemp failed";
-    path_ = pattern;
-}
-
-Folder::~Folder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
-
-std::string Folder::write(const std::string& relative, const std::string& contents) const {
-    std::string file = path(relative);
-    std::filesystem::create_directories(std::filesystem::path(file).parent_path());
-    std::ofstream(file, std::ios::binary | std::ios::trunc) << contents;
-    return file;
 }
 
 std::string key(const std::string& name) {

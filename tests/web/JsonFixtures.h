@@ -1,5 +1,5 @@
-// JsonFixtures.h - pictures, EXIF blocks, library folders and preferences made on the fly for
-// the JSON API tests, which run in en_US and UTC whatever the machine's settings are.
+// JsonFixtures.h - pictures, EXIF blocks and property lists made on the fly for the JSON API
+// tests, which run in en_US and UTC whatever the machine's settings are.
 #pragma once
 
 #include <initializer_list>
@@ -16,23 +16,6 @@ std::string jpeg(int width, int height, const std::string& app1 = "");
 // and DateTimeOriginal ("yyyy:MM:dd HH:mm:ss").
 std::string exifPayload(const std::string& make, const std::string& model, unsigned iso,
                         const std::string& dateTimeOriginal);
-
-// A fresh folder under /tmp, removed with what it holds when the object goes away.
-class Folder {
-  public:
-    Folder();
-    ~Folder();
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-
-    // Writes path/relative (making the folders on the way) and returns its full path.
-    std::string write(const std::string& relative, const std::string& contents) const;
-    std::string path(const std::string& relative) const { return path_ + "/" + relative; }
-    const std::string& path() const { return path_; }
-
-  private:
-    std::string path_;
-};
 
 // Property-list XML pieces. Text is escaped for XML.
 std::string key(const std::string& name);

@@ -1,6 +1,7 @@
 // json_process_test.cpp - the JSON API through the running server: its row in the responder
 // table, the site title, the shipped script folder, and exact directory matching.
 #include "support/ServerProcess.h"
+#include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +10,7 @@ using namespace testsupport;
 namespace {
 
 TEST(JsonProcess, ServesTheApiUnderItsOwnDirectoryOnly) {
-    TempDir files;
+    TempFolder files;
     int port = freePort();
     files.write("prefs.plist", "<plist><dict><key>port</key><integer>" + std::to_string(port) +
                                    "</integer><key>title</key><string>Home \xC3\xA9</string>"
