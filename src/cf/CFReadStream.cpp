@@ -15,7 +15,7 @@ constexpr size_t kBufferSize = 4096;
 
 struct CFReadStream {
     CFRuntimeBase base;
-    char* path;
+    CFURLRef url;   // the file, retained
     int fd;         // -1 when not open
     int64_t offset; // logical position: the next byte a read returns
     int64_t size;   // the file's size when it was opened
@@ -33,17 +33,24 @@ CFTypeID CFReadStreamGetTypeID() {
 CFReadStreamRef CFReadStreamCreateWithFile(CFURLRef url) {
     auto* s =
         static_cast<CFReadStream*>(_CFRuntimeCreate(kCFReadStreamTypeID, sizeof(CFReadStream)));
-    s->path = strdup(CFURLGetPOSIXPath(url));
-    if (!s->path) abort();
+    s->url = static_cast<CFURLRef>(CFRetain(url));
     s->fd = -1;
     return s;
 }
 
 bool CFReadStreamOpen(CFReadStreamRef s) {
     if (s->fd >= 0) return true;
-    int fd;
+    // A lookup that already opened the file hands its descriptor over.
+    int64_t size = 0;
+    int fd = _CFURLTakeOpenFile(s->url, &size);
+    if (fd >= 0) {
+        s->fd = fd;
+        s->size = size;
+        s->bufferLength = 0;
+        return true;
+    }
     do {
-        fd = open(s->path, O_RDONLY | O_CLOEXEC);
+        fd = open(CFURLGetPOSIXPath(s->url), O_RDONLY | O_CLOEXEC);
     } while (fd < 0 && errno == EINTR);
     if (fd < 0) return false;
     struct stat info;
@@ -125,5 +132,5 @@ void _CFReadStreamFinalize(CFTypeRef value) {
     auto* s = static_cast<CFReadStream*>(const_cast<void*>(value));
     CFReadStreamClose(s);
     free(s->buffer);
-    free(s->path);
+    CFRelease(s->url);
 }

@@ -4,15 +4,21 @@
 #include "cf/CFInternal.h"
 
 #include <cctype>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <string>
+#include <sys/stat.h>
+#include <unistd.h>
 
 struct CFURL {
     CFRuntimeBase base;
-    char* path; // NUL-terminated bytes
     size_t length;
     mutable CFStringRef text; // the string form, made on first use
+    mutable int fd;           // an open descriptor of the file for the first stream, or -1
+    int64_t size;             // the file's size when fd was opened
+    char path[];              // NUL-terminated bytes, stored with the record
 };
 
 CFTypeID CFURLGetTypeID() {
@@ -23,9 +29,8 @@ CFURLRef CFURLCreateFromFileSystemRepresentation(const char* path, CFIndex lengt
                                                  bool isDirectory) {
     size_t n = length > 0 ? size_t(length) : 0;
     bool addSlash = isDirectory && (n == 0 || path[n - 1] != '/');
-    auto* url = static_cast<CFURL*>(_CFRuntimeCreate(kCFURLTypeID, sizeof(CFURL)));
-    url->path = static_cast<char*>(malloc(n + 2));
-    if (!url->path) abort();
+    auto* url = static_cast<CFURL*>(_CFRuntimeCreate(kCFURLTypeID, sizeof(CFURL) + n + 2));
+    url->fd = -1;
     if (n) memcpy(url->path, path, n);
     if (addSlash) url->path[n++] = '/';
     url->path[n] = '\0';
@@ -89,5 +94,29 @@ const char* CFURLGetPOSIXPath(CFURLRef url) {
 void _CFURLFinalize(CFTypeRef value) {
     auto* url = static_cast<const CFURL*>(value);
     if (url->text) CFRelease(url->text);
-    free(url->path);
+    if (url->fd >= 0) close(url->fd);
+}
+
+CFURLRef _CFURLCreateOpeningFile(const char* path, CFIndex length) {
+    auto* url = const_cast<CFURL*>(CFURLCreateFromFileSystemRepresentation(path, length, false));
+    int fd;
+    do {
+        fd = open(url->path, O_RDONLY | O_CLOEXEC);
+    } while (fd < 0 && errno == EINTR);
+    struct stat info;
+    if (fd < 0 || fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+        if (fd >= 0) close(fd);
+        CFRelease(url);
+        return nullptr;
+    }
+    url->fd = fd;
+    url->size = info.st_size;
+    return url;
+}
+
+int _CFURLTakeOpenFile(CFURLRef url, int64_t* size) {
+    int fd = url->fd;
+    url->fd = -1;
+    if (fd >= 0 && size) *size = url->size;
+    return fd;
 }

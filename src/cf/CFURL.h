@@ -28,3 +28,12 @@ CFStringRef CFURLCopyLastPathComponent(CFURLRef url);
 CFStringRef CFURLGetString(CFURLRef url);
 // The path as a NUL-terminated byte string, for POSIX calls. Borrowed.
 const char* CFURLGetPOSIXPath(CFURLRef url);
+
+// A URL may carry an open descriptor of its regular file, made when a lookup checked that the
+// file is there: the first read stream opened on the URL takes it over instead of opening the
+// path again. The URL closes a descriptor nobody took.
+// Opens path; returns a URL carrying the descriptor, or null when path is not a regular file
+// that can be opened. The caller must release it.
+CFURLRef _CFURLCreateOpeningFile(const char* path, CFIndex length);
+// Hands over the carried descriptor (and the file's size), or returns -1 when there is none.
+int _CFURLTakeOpenFile(CFURLRef url, int64_t* size);

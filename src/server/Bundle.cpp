@@ -44,14 +44,19 @@ const std::string& BundleResourcesPath() {
 }
 
 CFURLRef BundleCopyResourceURL(CFStringRef name, CFStringRef subfolder) {
+    std::string relative = CFStringGetUTF8(subfolder);
+    relative.append("/").append(CFStringGetUTF8(name));
+    return BundleCopyResourceURLAtPath(relative);
+}
+
+CFURLRef BundleCopyResourceURLAtPath(std::string_view relative) {
     const std::string& root = BundleResourcesPath();
     if (root.empty()) return nullptr;
     std::string path;
-    path.reserve(root.size() + 64);
-    path.append(root).append("/").append(CFStringGetUTF8(subfolder)).append("/").append(CFStringGetUTF8(name));
-    struct stat info;
-    if (stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return nullptr;
-    return CFURLCreateFromFileSystemRepresentation(path.data(), CFIndex(path.size()), false);
+    path.reserve(root.size() + relative.size() + 1);
+    path.append(root).append("/").append(relative);
+    // Checking that the file is there opens it: the stream that reads it takes the descriptor.
+    return _CFURLCreateOpeningFile(path.data(), CFIndex(path.size()));
 }
 
 std::string ApplicationSupportPath() {

@@ -9,6 +9,7 @@
 #include "cf/CFURL.h"
 
 #include <string>
+#include <string_view>
 
 // Uses path as the resources folder from now on.
 void BundleSetResourcesPath(const std::string& path);
@@ -18,6 +19,8 @@ const std::string& BundleResourcesPath();
 // A file URL for the regular file name inside subfolder of the resources, or null when there
 // is no such file. The caller must release it.
 CFURLRef BundleCopyResourceURL(CFStringRef name, CFStringRef subfolder);
+// The same for a path relative to the resources folder ("layouts/Default/index.html").
+CFURLRef BundleCopyResourceURLAtPath(std::string_view relative);
 // The per-user application-support folder: $XDG_DATA_HOME, else ~/.local/share; empty when
 // neither can be found.
 std::string ApplicationSupportPath();

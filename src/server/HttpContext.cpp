@@ -30,6 +30,7 @@ struct HttpContext {
     std::string _replyHead; // status line and headers
     std::string _replyBody; // body (empty for HEAD)
     size_t _offset = 0;     // bytes of head and body written so far
+    uint64_t _pushedAt = 0; // loop time at which the idle timer was last set
     char _readBuffer[kReadSize];
 };
 
@@ -65,10 +66,14 @@ static void _TimerCallBack(uv_timer_t* timer) {
     HttpContextRelease(context);
 }
 
-// Read or write progress: the idle time starts over.
+// Read or write progress: the idle time starts over. Within one turn of the loop the time
+// stands still, so the timer is set once per turn.
 static void _pushTimer(HttpContext* context) {
-    if (context->_timer)
-        uv_timer_start(context->_timer, _TimerCallBack, uint64_t(HttpContextIdleSeconds * 1000), 0);
+    if (!context->_timer) return;
+    uint64_t now = uv_now(EventLoop());
+    if (now == context->_pushedAt) return;
+    context->_pushedAt = now;
+    uv_timer_start(context->_timer, _TimerCallBack, uint64_t(HttpContextIdleSeconds * 1000), 0);
 }
 
 static void _AllocCallBack(uv_handle_t* handle, size_t, uv_buf_t* buffer) {

@@ -238,8 +238,16 @@ const std::string* HttpReply::header(std::string_view name) const {
 }
 
 std::string HttpReply::serializeHeader() const {
-    std::string text =
-        "HTTP/1.1 " + std::to_string(status_) + " " + HttpReasonPhrase(status_) + "\r\n";
+    size_t length = 64;
+    for (const auto& [field, value] : headers_)
+        length += field.size() + value.size() + 4;
+    std::string text;
+    text.reserve(length);
+    text.append("HTTP/1.1 ")
+        .append(std::to_string(status_))
+        .append(" ")
+        .append(HttpReasonPhrase(status_));
+    text.append("\r\n");
     for (const auto& [field, value] : headers_) {
         text += field;
         text += ": ";

@@ -83,7 +83,8 @@ const char* HttpReasonPhrase(int status);
 // first set, and a body.
 class HttpReply {
   public:
-    explicit HttpReply(int status) : status_(status) {}
+    // Room for the usual headers (type, length, and one more) is made at once.
+    explicit HttpReply(int status) : status_(status) { headers_.reserve(3); }
 
     int status() const { return status_; }
 

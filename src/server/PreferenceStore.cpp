@@ -164,9 +164,11 @@ const std::string& CFPreferencesGetPath() {
 CFTypeRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef) {
     Store& s = store();
     if (!s.loaded) load(s);
-    auto found = s.pending.find(keyText(key));
-    if (found != s.pending.end())
-        return found->second.get() ? CFRetain(found->second.get()) : nullptr;
+    if (!s.pending.empty()) {
+        auto found = s.pending.find(keyText(key));
+        if (found != s.pending.end())
+            return found->second.get() ? CFRetain(found->second.get()) : nullptr;
+    }
     if (!s.file.get()) return nullptr;
     CFTypeRef value = CFDictionaryGetValue(static_cast<CFDictionaryRef>(s.file.get()), key);
     return value ? CFRetain(value) : nullptr;

@@ -14,8 +14,9 @@ ResponderMap rmap;
 
 // The URL is copied into a buffer of this size; a longer one leaves both parts empty.
 constexpr size_t kMaxURLBytes = 200;
-// Room made for a body before it is written: most pages and thumbnails fit.
-constexpr size_t kBodyReserve = 16384;
+// Room made for a body before it is written: small pages fit without growing, and the block
+// stays below the size whose release makes malloc tidy up all its small blocks.
+constexpr size_t kBodyReserve = 4096;
 
 namespace {
 

@@ -10,9 +10,18 @@
 namespace {
 
 // A name that is a whole path component of its own: no "/", no "." or "..", no encoded slash.
-bool staysInFolder(const std::string& name) {
-    return name != "." && name != ".." && name.find('/') == std::string::npos &&
-           name.find("%2F") == std::string::npos && name.find("%2f") == std::string::npos;
+bool staysInFolder(CFStringRef name) {
+    CFIndex length = CFStringGetLength(name);
+    auto at = [name](CFIndex i) { return CFStringGetCharacterAtIndex(name, i); };
+    if ((length == 1 && at(0) == '.') || (length == 2 && at(0) == '.' && at(1) == '.'))
+        return false;
+    for (CFIndex i = 0; i < length; ++i) {
+        if (at(i) == '/') return false;
+        if (at(i) == '%' && i + 2 < length && at(i + 1) == '2' &&
+            (at(i + 2) == 'F' || at(i + 2) == 'f'))
+            return false;
+    }
+    return true;
 }
 
 // The user's application-support folder, found once.
@@ -30,19 +39,14 @@ CFURLRef applicationSupportURL() {
 } // namespace
 
 CFURLRef locateFile(const CFString_t& name, CFStringRef& contentType, const CFString_t& layout) {
-    CFMutableString_t folder(CFStringCreateMutable(0), CFMutableString_t::Create);
-    CFStringAppend(folder.get(), CFSTR("layouts/"));
-    CFStringAppend(folder.get(), layout);
-    CFURLRef url = BundleCopyResourceURL(name, folder);
+    std::string relative = "layouts/";
+    relative.append(CFStringGetUTF8(layout)).append("/").append(CFStringGetUTF8(name));
+    CFURLRef url = BundleCopyResourceURLAtPath(relative);
     if (!url) {
         CFURLRef support = applicationSupportURL();
         if (!support) return nullptr;
-        CFMutableString_t relative(CFStringCreateMutable(0), CFMutableString_t::Create);
-        CFStringAppend(relative.get(), CFSTR("Tessellan/layouts/"));
-        CFStringAppend(relative.get(), layout);
-        CFStringAppend(relative.get(), CFSTR("/"));
-        CFStringAppend(relative.get(), name);
-        url = CFURLCreateCopyAppendingPathComponent(support, relative, false);
+        url = CFURLCreateCopyAppendingPathComponent(support, makeString("Tessellan/" + relative),
+                                                    false);
         if (!url) return nullptr;
     }
     if (CFStringHasSuffix(name, CFSTR("html"))) {
@@ -61,10 +65,9 @@ void PrimaryPageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& p
                           std::ostream& out) {
     CFString_t name = CFStringGetLength(path) == 0 ? CFString_t("index.html") : path;
     CFString_t layout = prefGetLayout();
-    std::string nameText = CFStringGetUTF8(name), layoutText = CFStringGetUTF8(layout);
-    if (!staysInFolder(nameText) || !staysInFolder(layoutText))
+    if (!staysInFolder(name) || !staysInFolder(layout))
         throwRTE("PrimaryPageResponder", "'%s' in layout '%s' is outside the layout folder",
-                 nameText.c_str(), layoutText.c_str());
+                 toString(name).c_str(), toString(layout).c_str());
     CFStringRef contentType = CFSTR("unknown");
     CFURL_t url(locateFile(name, contentType, layout), CFURL_t::Create);
     CFReadStream_t stream(url);
