@@ -89,7 +89,8 @@ void ImageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, c
         break;
     }
     }
-    if (!reply) ErrorPageResponder(reply, path, vars, out);
+    // A picture that could not be shrunk leaves no reply: the request step says so in one
+    // line and answers with the error page.
 }
 
 std::unique_ptr<HttpReply> deliverImage(std::ostream& out, const CFURL_t& url,

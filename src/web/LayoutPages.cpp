@@ -24,6 +24,19 @@ bool staysInFolder(CFStringRef name) {
     return true;
 }
 
+// A layout name may name a nested folder ("Themes/Dark") but never climb out of "layouts".
+bool layoutStaysInFolder(CFStringRef layout) {
+    std::string text = CFStringGetUTF8(layout);
+    if (!text.empty() && text[0] == '/') return false;
+    for (size_t start = 0; start <= text.size();) {
+        size_t end = text.find('/', start);
+        if (end == std::string::npos) end = text.size();
+        if (text.compare(start, end - start, "..") == 0) return false;
+        start = end + 1;
+    }
+    return true;
+}
+
 // The user's application-support folder, found once.
 CFURLRef applicationSupportURL() {
     static CFURLRef known = nullptr;
@@ -65,7 +78,7 @@ void PrimaryPageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& p
                           std::ostream& out) {
     CFString_t name = CFStringGetLength(path) == 0 ? CFString_t("index.html") : path;
     CFString_t layout = prefGetLayout();
-    if (!staysInFolder(name) || !staysInFolder(layout))
+    if (!staysInFolder(name) || !layoutStaysInFolder(layout))
         throwRTE("PrimaryPageResponder", "'%s' in layout '%s' is outside the layout folder",
                  toString(name).c_str(), toString(layout).c_str());
     CFStringRef contentType = CFSTR("unknown");

@@ -295,6 +295,13 @@ TEST_F(ServerTest, ChangedLayoutIsServedWithoutRestart) {
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     EXPECT_EQ(statusLine(get(port, "/")), "HTTP/1.1 404 Not Found")
         << "a layout may not leave the layouts folder";
+    files.write("resources/layouts/Themes/Dark/index.html", "<html>nested</html>");
+    files.write("prefs.plist",
+                "<plist><dict><key>port</key><integer>" + std::to_string(port) +
+                    "</integer><key>siteLayout</key><string>Themes/Dark</string></dict></plist>");
+    server.signal(SIGHUP);
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_EQ(bodyOf(get(port, "/")), "<html>nested</html>") << "a layout may be a nested folder";
 }
 
 } // namespace
