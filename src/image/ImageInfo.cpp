@@ -32,7 +32,9 @@ uint16_t toUInt16_LE(const uint8_t* p) {
 
 int getByte(CFReadStream_t& stream) {
     uint8_t byte = 0;
-    if (CFReadStreamRead(stream, &byte, 1) == 0) return -1;
+    // A read error counts as the end too: a failing disk must not keep the scan for the next
+    // marker reading forever.
+    if (CFReadStreamRead(stream, &byte, 1) <= 0) return -1;
     return byte;
 }
 

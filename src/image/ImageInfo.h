@@ -48,8 +48,7 @@ uint16_t toUInt16_BE(const uint8_t* p);
 uint32_t toUInt32_LE(const uint8_t* p);
 uint16_t toUInt16_LE(const uint8_t* p);
 
-// One byte (0-255), or -1 when the read yields no byte at the end of the stream. A read error
-// answers 0.
+// One byte (0-255), or -1 at the end of the stream or on a read error.
 int getByte(CFReadStream_t& stream);
 // Two bytes as a big-endian value, or -1 unless both were read.
 int getShort(CFReadStream_t& stream);

@@ -61,11 +61,11 @@ static bool _transcode(CFReadStreamRef stream, uint32_t maxWidth, uint32_t maxHe
     jpeg_stream_src(&dinfo, stream);
     jpeg_read_header(&dinfo, TRUE);
     _chooseScale(&dinfo, maxWidth, maxHeight, scale);
-    // The encoder takes RGB rows, so grey pictures are expanded by the decoder; the library has
-    // no CMYK to RGB conversion, and such pictures fail here.
-    if (dinfo.jpeg_color_space == JCS_CMYK || dinfo.jpeg_color_space == JCS_YCCK)
-        ERREXIT(&dinfo, JERR_CONVERSION_NOTIMPL);
-    dinfo.out_color_space = JCS_RGB;
+    // The encoder takes three samples a pixel whatever the decoder delivers. Grey rows hold one
+    // sample a pixel and would be read past their end, so the decoder expands them to RGB; every
+    // other colour space keeps the library's choice (CMYK rows hold four samples a pixel, of
+    // which the encoder reads the first three quarters of each row: wrong colours, no harm).
+    if (dinfo.jpeg_color_space == JCS_GRAYSCALE) dinfo.out_color_space = JCS_RGB;
     jpeg_start_decompress(&dinfo);
     JSAMPARRAY row =
         (*dinfo.mem->alloc_sarray)(j_common_ptr(&dinfo), JPOOL_IMAGE,

@@ -17,7 +17,7 @@
 // further. The decoder's output size is the image size divided and rounded up.
 //
 // Returns true when the picture has been written to out. Returns false, with nothing written
-// to out, for an empty, corrupt or unsupported file (CMYK and YCCK pictures included); the
+// to out, for an empty, corrupt or unsupported file; the
 // library's message then goes to standard error. A file that ends early still decodes up to a
 // fake end-of-image after one "Premature end of JPEG file" warning and returns true. Grey
 // pictures come out as three-component JPEGs.
