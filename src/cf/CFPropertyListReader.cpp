@@ -7,6 +7,7 @@
 #include "cf/CFNumber.h"
 #include "cf/CFString.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -19,7 +20,8 @@ namespace {
 
 constexpr size_t kMaxDepth = 512;
 constexpr size_t kMaxSharedKeys = 4096;
-constexpr int kReadSize = 1 << 16;
+constexpr size_t kReadSize = 1 << 16;
+constexpr size_t kMaxReadSize = size_t(1) << 28;
 
 enum class Leaf { None, Key, String, Integer, Real, Date, Data };
 
@@ -55,14 +57,20 @@ class Reader {
         if (length) memcpy(buffer, bytes, length);
         return parse(length, final);
     }
+    // Expat cannot split a tag or a comment: one that spans many reads is scanned again from its
+    // start on every read, which a hostile file could make quadratic. A read that brings no
+    // event doubles the next one, so such a token costs a few scans; events bring it back down.
     bool feedFromStream(CFReadStreamRef stream) {
+        size_t readSize = kReadSize;
         for (;;) {
-            void* buffer = XML_GetBuffer(parser_, kReadSize);
+            void* buffer = XML_GetBuffer(parser_, int(readSize));
             if (!buffer) return fail("out of memory");
-            CFIndex n = CFReadStreamRead(stream, static_cast<uint8_t*>(buffer), kReadSize);
+            CFIndex n = CFReadStreamRead(stream, static_cast<uint8_t*>(buffer), CFIndex(readSize));
             if (n < 0) return fail("read error");
+            events_ = 0;
             if (!parse(size_t(n), n == 0)) return false;
             if (n == 0) return true;
+            readSize = events_ ? kReadSize : std::min(readSize * 2, kMaxReadSize);
         }
     }
 
@@ -112,6 +120,7 @@ class Reader {
     }
 
     void startElement(const char* name) {
+        ++events_;
         if (!error_.empty()) return;
         if (leaf_ != Leaf::None) return void(fail("element inside a text element"));
         if (strcmp(name, "plist") == 0) {
@@ -153,6 +162,7 @@ class Reader {
     }
 
     void endElement(const char* name) {
+        ++events_;
         if (!error_.empty()) return;
         if (leaf_ != Leaf::None) {
             Leaf leaf = leaf_;
@@ -327,6 +337,7 @@ class Reader {
     }
     static void XMLCALL _CharacterDataCallBack(void* reader, const XML_Char* text, int length) {
         auto* self = static_cast<Reader*>(reader);
+        ++self->events_;
         if (self->leaf_ != Leaf::None) self->text_.append(text, size_t(length));
     }
     // Entity declarations have no place in a property list, and refusing them rules out
@@ -346,6 +357,7 @@ class Reader {
     std::string text_;
     CFTypeRef root_ = nullptr;
     bool sawPlist_ = false;
+    size_t events_ = 0; // parser events during the current read
     std::string error_;
 };
 

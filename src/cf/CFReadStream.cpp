@@ -49,8 +49,10 @@ bool CFReadStreamOpen(CFReadStreamRef s) {
         s->bufferLength = 0;
         return true;
     }
+    // Opening never waits (a FIFO or a device in a library would stop the whole server until
+    // something writes to it); anything but a regular file is refused below.
     do {
-        fd = open(CFURLGetPOSIXPath(s->url), O_RDONLY | O_CLOEXEC);
+        fd = open(CFURLGetPOSIXPath(s->url), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     } while (fd < 0 && errno == EINTR);
     if (fd < 0) return false;
     struct stat info;

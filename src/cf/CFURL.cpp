@@ -100,8 +100,9 @@ void _CFURLFinalize(CFTypeRef value) {
 CFURLRef _CFURLCreateOpeningFile(const char* path, CFIndex length) {
     auto* url = const_cast<CFURL*>(CFURLCreateFromFileSystemRepresentation(path, length, false));
     int fd;
+    // As for streams: opening never waits, and only a regular file is kept.
     do {
-        fd = open(url->path, O_RDONLY | O_CLOEXEC);
+        fd = open(url->path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     } while (fd < 0 && errno == EINTR);
     struct stat info;
     if (fd < 0 || fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {

@@ -5,20 +5,37 @@
 #include "server/AvahiLoopPoll.h"
 
 #include <cstdlib>
+#include <map>
 #include <sys/time.h>
+#include <vector>
+
+struct SharedPoll;
 
 struct AvahiLoopPoll {
     AvahiPoll api;
     uv_loop_t* loop;
+    std::map<int, SharedPoll*> polls; // one poll handle per descriptor, shared by its watches
 };
 
 struct AvahiWatch {
-    uv_poll_t handle;
+    SharedPoll* poll;
     int fd;
     AvahiWatchEvent events;   // what Avahi asked for
     AvahiWatchEvent happened; // what the last callback saw
     AvahiWatchCallback callback;
     void* userdata;
+    bool freed; // freed while its poll was dispatching: removed once the dispatch is over
+};
+
+// libuv watches a descriptor with one poll handle only, while D-Bus may watch the same socket
+// twice (for reading and for writing): the watches of a descriptor share a handle that polls for
+// everything they ask, and each hears of what it asked for.
+struct SharedPoll {
+    uv_poll_t handle;
+    AvahiLoopPoll* owner;
+    int fd;
+    std::vector<AvahiWatch*> watches;
+    bool dispatching = false;
 };
 
 struct AvahiTimeout {
@@ -27,8 +44,12 @@ struct AvahiTimeout {
     void* userdata;
 };
 
-static void _HandleClosedCallBack(uv_handle_t* handle) {
+static void _TimeoutClosedCallBack(uv_handle_t* handle) {
     free(handle->data);
+}
+
+static void _PollClosedCallBack(uv_handle_t* handle) {
+    delete static_cast<SharedPoll*>(handle->data);
 }
 
 static int _uvEvents(AvahiWatchEvent events) {
@@ -38,47 +59,77 @@ static int _uvEvents(AvahiWatchEvent events) {
     return uvEvents;
 }
 
-static void _WatchCallBack(uv_poll_t* handle, int status, int uvEvents) {
-    auto* watch = static_cast<AvahiWatch*>(handle->data);
-    int events = 0;
-    if (status < 0) events |= AVAHI_WATCH_ERR;
-    if (uvEvents & UV_READABLE) events |= AVAHI_WATCH_IN;
-    if (uvEvents & UV_WRITABLE) events |= AVAHI_WATCH_OUT;
-    if (uvEvents & UV_DISCONNECT) events |= AVAHI_WATCH_HUP;
-    watch->happened = AvahiWatchEvent(events);
-    watch->callback(watch, watch->fd, watch->happened, watch->userdata);
+static void _PollCallBack(uv_poll_t* handle, int status, int uvEvents);
+
+// Polls for what the live watches ask; closes the handle once no watch is left.
+static void _refreshPoll(SharedPoll* poll) {
+    if (poll->dispatching) return; // done when the dispatch ends
+    std::erase_if(poll->watches, [](AvahiWatch* watch) {
+        bool gone = watch->freed;
+        if (gone) delete watch;
+        return gone;
+    });
+    if (poll->watches.empty()) {
+        poll->owner->polls.erase(poll->fd);
+        uv_poll_stop(&poll->handle);
+        uv_close(reinterpret_cast<uv_handle_t*>(&poll->handle), _PollClosedCallBack);
+        return;
+    }
+    int uvEvents = 0;
+    for (AvahiWatch* watch : poll->watches)
+        uvEvents |= _uvEvents(watch->events);
+    if (uvEvents) {
+        uv_poll_start(&poll->handle, uvEvents, _PollCallBack);
+    } else {
+        uv_poll_stop(&poll->handle);
+    }
 }
 
-static void _startWatch(AvahiWatch* watch) {
-    int uvEvents = _uvEvents(watch->events);
-    if (uvEvents) {
-        uv_poll_start(&watch->handle, uvEvents, _WatchCallBack);
-    } else {
-        uv_poll_stop(&watch->handle);
+static void _PollCallBack(uv_poll_t* handle, int status, int uvEvents) {
+    auto* poll = static_cast<SharedPoll*>(handle->data);
+    int seen = 0;
+    if (status < 0) seen |= AVAHI_WATCH_ERR;
+    if (uvEvents & UV_READABLE) seen |= AVAHI_WATCH_IN;
+    if (uvEvents & UV_WRITABLE) seen |= AVAHI_WATCH_OUT;
+    if (uvEvents & UV_DISCONNECT) seen |= AVAHI_WATCH_HUP;
+    poll->dispatching = true;
+    // Watches added by a callback wait for the next event; freed ones are skipped.
+    size_t count = poll->watches.size();
+    for (size_t i = 0; i < count; ++i) {
+        AvahiWatch* watch = poll->watches[i];
+        int wanted = seen & (watch->events | AVAHI_WATCH_ERR | AVAHI_WATCH_HUP);
+        if (watch->freed || !wanted) continue;
+        watch->happened = AvahiWatchEvent(wanted);
+        watch->callback(watch, watch->fd, watch->happened, watch->userdata);
     }
+    poll->dispatching = false;
+    _refreshPoll(poll);
 }
 
 static AvahiWatch* _WatchNew(const AvahiPoll* api, int fd, AvahiWatchEvent events,
                              AvahiWatchCallback callback, void* userdata) {
-    auto* poll = static_cast<AvahiLoopPoll*>(api->userdata);
-    auto* watch = static_cast<AvahiWatch*>(calloc(1, sizeof(AvahiWatch)));
-    if (!watch) return nullptr;
-    if (uv_poll_init(poll->loop, &watch->handle, fd) != 0) {
-        free(watch);
-        return nullptr;
+    auto* owner = static_cast<AvahiLoopPoll*>(api->userdata);
+    SharedPoll*& poll = owner->polls[fd];
+    if (!poll) {
+        poll = new SharedPoll;
+        if (uv_poll_init(owner->loop, &poll->handle, fd) != 0) {
+            delete poll;
+            owner->polls.erase(fd);
+            return nullptr;
+        }
+        poll->handle.data = poll;
+        poll->owner = owner;
+        poll->fd = fd;
     }
-    watch->handle.data = watch;
-    watch->fd = fd;
-    watch->events = events;
-    watch->callback = callback;
-    watch->userdata = userdata;
-    _startWatch(watch);
+    auto* watch = new AvahiWatch{poll, fd, events, AvahiWatchEvent(0), callback, userdata, false};
+    poll->watches.push_back(watch);
+    _refreshPoll(poll);
     return watch;
 }
 
 static void _WatchUpdate(AvahiWatch* watch, AvahiWatchEvent events) {
     watch->events = events;
-    _startWatch(watch);
+    _refreshPoll(watch->poll);
 }
 
 static AvahiWatchEvent _WatchGetEvents(AvahiWatch* watch) {
@@ -86,8 +137,8 @@ static AvahiWatchEvent _WatchGetEvents(AvahiWatch* watch) {
 }
 
 static void _WatchFree(AvahiWatch* watch) {
-    uv_poll_stop(&watch->handle);
-    uv_close(reinterpret_cast<uv_handle_t*>(&watch->handle), _HandleClosedCallBack);
+    watch->freed = true;
+    _refreshPoll(watch->poll);
 }
 
 static void _TimerCallBack(uv_timer_t* handle) {
@@ -124,12 +175,11 @@ static void _TimeoutUpdate(AvahiTimeout* timeout, const struct timeval* when) {
 
 static void _TimeoutFree(AvahiTimeout* timeout) {
     uv_timer_stop(&timeout->handle);
-    uv_close(reinterpret_cast<uv_handle_t*>(&timeout->handle), _HandleClosedCallBack);
+    uv_close(reinterpret_cast<uv_handle_t*>(&timeout->handle), _TimeoutClosedCallBack);
 }
 
 AvahiLoopPoll* AvahiLoopPollNew(uv_loop_t* loop) {
-    auto* poll = static_cast<AvahiLoopPoll*>(calloc(1, sizeof(AvahiLoopPoll)));
-    if (!poll) return nullptr;
+    auto* poll = new AvahiLoopPoll{};
     poll->loop = loop;
     poll->api.userdata = poll;
     poll->api.watch_new = _WatchNew;
@@ -147,5 +197,5 @@ const AvahiPoll* AvahiLoopPollGet(AvahiLoopPoll* poll) {
 }
 
 void AvahiLoopPollFree(AvahiLoopPoll* poll) {
-    free(poll);
+    delete poll;
 }

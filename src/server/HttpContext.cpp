@@ -15,9 +15,11 @@
 
 double HttpContextIdleSeconds = 60.0;
 
-// Bytes read at a time, and bytes handed to one write once the socket stops taking them at once.
+// Bytes read at a time, and bytes handed to one write once the socket stops taking them at once:
+// each finished write pushes the idle timer on, so a slow but live client (down to about half a
+// kilobyte a second) is never taken for an idle one.
 constexpr size_t kReadSize = 8192;
-constexpr size_t kWriteChunk = 256 * 1024;
+constexpr size_t kWriteChunk = 32 * 1024;
 
 struct HttpContext {
     uint32_t _retainCount = 1;
@@ -42,7 +44,7 @@ struct WriteRequest {
 
 static void _ReadStreamCallBack(uv_stream_t* stream, ssize_t nread, const uv_buf_t* buffer);
 static void _processInput(HttpContext* context);
-static void _writeReply(HttpContext* context);
+static void _writeReply(HttpContext* context, bool first);
 
 static void _HandleClosedCallBack(uv_handle_t* handle) {
     auto* context = static_cast<HttpContext*>(handle->data);
@@ -144,8 +146,9 @@ void HttpContextClose(HttpContext* context) {
     }
     context->_request.reset();
     context->_input.clear();
-    context->_replyHead.clear();
-    context->_replyBody.clear();
+    // Give the memory back: an idle connection should not keep its last picture.
+    std::string().swap(context->_replyHead);
+    std::string().swap(context->_replyBody);
     context->_replying = false;
 }
 
@@ -205,7 +208,7 @@ static void _processInput(HttpContext* context) {
         context->_offset = 0;
         context->_replying = true;
         request.next();
-        _writeReply(context);
+        _writeReply(context, true);
     }
     if (!context->_stream) return;
     context->_input.erase(0, taken);
@@ -223,7 +226,7 @@ static void _WriteStreamCallBack(uv_write_t* request, int status) {
         } else {
             context->_offset += length;
             _pushTimer(context);
-            _writeReply(context);
+            _writeReply(context, false);
             if (!context->_replying) _processInput(context);
         }
     }
@@ -232,7 +235,7 @@ static void _WriteStreamCallBack(uv_write_t* request, int status) {
 
 // Writes what the socket takes at once, then hands the next chunk to a write request whose
 // completion continues. Clears the reply when it is all out.
-static void _writeReply(HttpContext* context) {
+static void _writeReply(HttpContext* context, bool first) {
     auto* stream = reinterpret_cast<uv_stream_t*>(context->_stream);
     size_t headLength = context->_replyHead.size(), total = headLength + context->_replyBody.size();
     while (context->_offset < total) {
@@ -253,7 +256,8 @@ static void _writeReply(HttpContext* context) {
             continue;
         }
         if (written != UV_EAGAIN) {
-            printf("CFWriteStreamWrite() returned an error");
+            // Only a reply's first write says so; later failures end the connection quietly.
+            if (first) printf("CFWriteStreamWrite() returned an error");
             return _HttpContextHandleErrorOccurred(context);
         }
         // The socket is full: let a write request carry the next chunk.
@@ -271,12 +275,13 @@ static void _writeReply(HttpContext* context) {
         if (uv_write(&write->request, stream, buffers, count, _WriteStreamCallBack) != 0) {
             free(write);
             HttpContextRelease(context);
-            printf("CFWriteStreamWrite() returned an error");
+            if (first) printf("CFWriteStreamWrite() returned an error");
             return _HttpContextHandleErrorOccurred(context);
         }
         return;
     }
-    context->_replyHead.clear();
-    context->_replyBody.clear();
+    // Give the memory back: an idle connection should not keep its last picture.
+    std::string().swap(context->_replyHead);
+    std::string().swap(context->_replyBody);
     context->_replying = false;
 }

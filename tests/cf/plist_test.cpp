@@ -1,6 +1,7 @@
 // plist_test.cpp - reading and writing XML property lists.
 #include "cf/CFPropertyList.h"
 #include "cf/cftempl.h"
+#include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -114,6 +115,30 @@ TEST(PropertyListWriter, RoundTripsThroughTheReader) {
               "Caf\xC3\xA9 <&> \xF0\x9F\x98\x80");
     EXPECT_DOUBLE_EQ(double(copy.get<CFNumber_t>(CFSTR("real"))), 0.1);
     EXPECT_NE(text.find("<key>auth</key>\n\t<true/>"), std::string::npos);
+}
+
+} // namespace
+
+namespace {
+
+TEST(PropertyListReader, TokensSpanningManyReadsParseFromAStream) {
+    testsupport::TempFolder folder;
+    std::string big(3 << 20, 'c');
+    std::string xml = std::string(kHeader) + "<!-- " + big + " --><plist><dict><key>k" +
+                      std::string(200000, 'x') + "</key><string>v</string></dict></plist>";
+    folder.write("big.plist", xml);
+    std::string path = folder.path("big.plist");
+    CFURL_t url(CFURLCreateFromFileSystemRepresentation(path.data(), CFIndex(path.size()), false),
+                CFURL_t::Create);
+    CFReadStream_t stream(url);
+    std::string error;
+    CFTypeRef root = CFPropertyListCreateFromStream(stream, &error);
+    ASSERT_NE(root, nullptr) << error;
+    CFDictionary_t dict(root, CFDictionary_t::Create);
+    ASSERT_EQ(CFDictionaryGetCount(dict), 1);
+    CFTypeRef key;
+    CFDictionaryGetKeysAndValues(dict, &key, nullptr);
+    EXPECT_EQ(CFStringGetLength(static_cast<CFStringRef>(key)), 200001);
 }
 
 } // namespace

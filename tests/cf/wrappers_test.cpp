@@ -1,9 +1,11 @@
 // wrappers_test.cpp - ownership and error texts of the value wrappers.
 #include "cf/cftempl.h"
+#include "support/TempFolder.h"
 #include "support/ThrownText.h"
 
 #include <gtest/gtest.h>
 #include <sstream>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -230,6 +232,21 @@ TEST(CFStringCmp, OrdersLiterallyAndCaseSensitively) {
     EXPECT_TRUE(less(CFString_t("/Thumbnail/"), CFString_t("/thumbnail/")));
     EXPECT_FALSE(less(CFString_t("/json/"), CFString_t("/json/")));
     EXPECT_TRUE(less(CFString_t("/"), CFString_t("/image/")));
+}
+
+} // namespace
+
+namespace {
+
+TEST(CFReadStream_t, RefusesAFifoWithoutWaitingForAWriter) {
+    testsupport::TempFolder folder;
+    std::string fifo = folder.path("pipe");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    CFURL_t url(CFURLCreateFromFileSystemRepresentation(fifo.data(), CFIndex(fifo.size()), false),
+                CFURL_t::Create);
+    EXPECT_EQ(testsupport::thrownText([&] { CFReadStream_t stream(url); }),
+              "(In CFReadStream_t) : couldn't open read stream URL 'file://" + fifo +
+                  "' (file not found?)");
 }
 
 } // namespace
