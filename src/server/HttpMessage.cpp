@@ -2,6 +2,8 @@
 #include "server/HttpMessage.h"
 
 #include <algorithm>
+#include <cctype>
+#include <cstring>
 #include <strings.h>
 
 static bool _sameName(std::string_view a, std::string_view b) {
@@ -78,9 +80,59 @@ int HttpRequest::_onMessageComplete(http_parser* parser) {
     return 0;
 }
 
+// A character of an HTTP token (letters, digits and !#$%&'*+-.^_`|~).
+static bool _isTokenChar(char c) {
+    return isalnum(static_cast<unsigned char>(c)) || (c && strchr("!#$%&'*+-.^_`|~", c));
+}
+
+// Every method is answered as a read of the named resource, but the parser knows only the
+// standard ones: a request whose method it does not know (or writes in lower case) reaches it as
+// a GET. The method is gathered here until the space after it; bytes that cannot be part of a
+// method go to the parser as they are (so garbage fails at once). Returns the bytes taken.
+size_t HttpRequest::_gateMethod(const char* bytes, size_t length) {
+    static constexpr size_t kLongestMethod = 24;
+    size_t taken = 0;
+    for (; taken < length; ++taken) {
+        char c = bytes[taken];
+        if (method_.empty() && (c == '\r' || c == '\n')) { // blank lines before a request
+            if (http_parser_execute(&parser_, &_settings(), &c, 1) != 1) failed_ = true;
+            if (failed_) return taken + 1;
+            continue;
+        }
+        if (c == ' ' && !method_.empty()) break;
+        if (!_isTokenChar(c) || method_.size() >= kLongestMethod) {
+            _feedMethod(method_);
+            return taken;
+        }
+        method_ += c;
+    }
+    headerBytes_ += taken;
+    if (taken == length) return taken; // the method goes on in the next bytes
+    bool known = false;
+    for (int m = 0; !known; ++m) {
+        std::string_view name = http_method_str(http_method(m));
+        if (name == "<unknown>") break;
+        known = name == method_;
+    }
+    _feedMethod(known ? method_ : "GET");
+    return taken;
+}
+
+void HttpRequest::_feedMethod(const std::string& method) {
+    methodChecked_ = true;
+    if (!method.empty() &&
+        http_parser_execute(&parser_, &_settings(), method.data(), method.size()) != method.size())
+        failed_ = true;
+    method_.clear();
+}
+
 size_t HttpRequest::append(const char* bytes, size_t length) {
     size_t used = 0;
     while (used < length && !headerComplete_ && !failed_ && !headerTooLarge_) {
+        if (!inBody_ && !methodChecked_) {
+            used += _gateMethod(bytes + used, length - used);
+            continue;
+        }
         bool body = inBody_;
         // While reading a header, never hand the parser more than the header may still take, so
         // the limit holds however large the appended block is.
@@ -95,6 +147,7 @@ size_t HttpRequest::append(const char* bytes, size_t length) {
             if (error == HPE_PAUSED) { // the answered request is over: the next one starts here
                 http_parser_pause(&parser_, 0);
                 inBody_ = false;
+                methodChecked_ = false;
                 headerBytes_ = 0;
             }
         } else {

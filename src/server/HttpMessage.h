@@ -57,6 +57,8 @@ class HttpRequest {
     bool isHead() const { return headerComplete_ && parser_.method == HTTP_HEAD; }
 
   private:
+    size_t _gateMethod(const char* bytes, size_t length);
+    void _feedMethod(const std::string& method);
     static const http_parser_settings& _settings();
     static int _onMessageBegin(http_parser* parser);
     static int _onUrl(http_parser* parser, const char* at, size_t length);
@@ -72,6 +74,8 @@ class HttpRequest {
     bool headerComplete_ = false; // paused after on_headers_complete, waiting for next()
     bool inBody_ = false;         // after next(): reading the answered request's remainder
     bool failed_ = false;
+    bool methodChecked_ = false; // the current request's method has been looked at
+    std::string method_;         // the method gathered so far, until the space after it
     bool headerTooLarge_ = false;
     size_t headerBytes_ = 0; // bytes of the current request's header taken so far
 };

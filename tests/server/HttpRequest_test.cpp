@@ -214,3 +214,33 @@ TEST(HttpRequest, GarbageAfterAGoodRequestFailsOnlyOnceThatRequestIsAnswered) {
 }
 
 } // namespace
+
+namespace {
+
+TEST(HttpRequest, EveryMethodIsAnsweredLikeARead) {
+    const std::string data =
+        "FOO /a HTTP/1.1\r\n\r\nget /b HTTP/1.1\r\n\r\nPROPFIND /c HTTP/1.1\r\n\r\n"
+        "\r\nHEAD /d HTTP/1.1\r\n\r\nPOST /e HTTP/1.1\r\nContent-Length: 4\r\n\r\nBREW"
+        "BREW /f HTTP/1.1\r\n\r\n";
+    for (size_t piece : {size_t(1), size_t(2), size_t(5), data.size()}) {
+        HttpRequest request;
+        std::vector<Answered> answered = answerAll(request, data, piece);
+        EXPECT_EQ(urls(answered), (std::vector<std::string>{"/a", "/b", "/c", "/d", "/e", "/f"}))
+            << piece;
+        ASSERT_EQ(answered.size(), 6u);
+        EXPECT_TRUE(answered[3].head) << "HEAD is still known for what it is";
+        EXPECT_FALSE(answered[0].head);
+    }
+}
+
+TEST(HttpRequest, BytesThatCannotStartAMethodFailAtOnce) {
+    for (const std::string& garbage :
+         {std::string("\x16\x03\x01", 3), std::string("G\x01T / HTTP/1.1\r\n"),
+          std::string(40, 'A') + " / HTTP/1.1\r\n\r\n"}) {
+        HttpRequest request;
+        request.append(garbage.data(), garbage.size());
+        EXPECT_TRUE(request.failed()) << garbage;
+    }
+}
+
+} // namespace

@@ -166,6 +166,12 @@ TEST_F(ServerTest, NonASCIIURLGetsTheErrorPageAndTheServerGoesOn) {
     EXPECT_NE(server.output().find("request URL is not ASCII"), std::string::npos);
 }
 
+TEST_F(ServerTest, UnknownAndLowerCaseMethodsAreAnsweredLikeAGet) {
+    ASSERT_TRUE(startServer());
+    EXPECT_EQ(bodyOf(request(port, "get /app.js HTTP/1.1\r\n\r\n")), "run()");
+    EXPECT_EQ(bodyOf(request(port, "FROBNICATE /app.js HTTP/1.1\r\n\r\n")), "run()");
+}
+
 TEST_F(ServerTest, HeadGetsHeadersWithTheBodysLength) {
     ASSERT_TRUE(startServer());
     Connection connection(port);
