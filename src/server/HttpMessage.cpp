@@ -89,8 +89,33 @@ static bool _isTokenChar(char c) {
 // standard ones: a request whose method it does not know (or writes in lower case) reaches it as
 // a GET. The method is gathered here until the space after it; bytes that cannot be part of a
 // method go to the parser as they are (so garbage fails at once). Returns the bytes taken.
+static bool _isKnownMethod(std::string_view method) {
+    if (method == "GET") return true;
+    for (int m = 0;; ++m) {
+        std::string_view name = http_method_str(http_method(m));
+        if (name == "<unknown>") return false;
+        if (name == method) return true;
+    }
+}
+
 size_t HttpRequest::_gateMethod(const char* bytes, size_t length) {
     static constexpr size_t kLongestMethod = 24;
+    // Nearly always the whole method is in these bytes: look at it where it lies.
+    if (method_.empty()) {
+        size_t end = 0;
+        while (end < length && end <= kLongestMethod && _isTokenChar(bytes[end]))
+            ++end;
+        if (end < length && end > 0 && end <= kLongestMethod && bytes[end] == ' ') {
+            std::string_view method(bytes, end);
+            if (_isKnownMethod(method)) {
+                methodChecked_ = true;
+                return 0;
+            }
+            headerBytes_ += end;
+            _feedMethod("GET");
+            return end;
+        }
+    }
     size_t taken = 0;
     for (; taken < length; ++taken) {
         char c = bytes[taken];
@@ -108,13 +133,7 @@ size_t HttpRequest::_gateMethod(const char* bytes, size_t length) {
     }
     headerBytes_ += taken;
     if (taken == length) return taken; // the method goes on in the next bytes
-    bool known = false;
-    for (int m = 0; !known; ++m) {
-        std::string_view name = http_method_str(http_method(m));
-        if (name == "<unknown>") break;
-        known = name == method_;
-    }
-    _feedMethod(known ? method_ : "GET");
+    _feedMethod(_isKnownMethod(method_) ? method_ : "GET");
     return taken;
 }
 
