@@ -5,6 +5,7 @@
 #include "server/PreferenceStore.h"
 
 #include <cstdio>
+#include <optional>
 
 volatile sig_atomic_t syncPrefs = 0;
 
@@ -24,38 +25,31 @@ template <class W> static W readPref(CFStringRef key) {
     return W(CFPreferencesCopyAppValue(key, appID), W::Create);
 }
 
-// Whether key holds a value of W's type. Readers ask first so that the common case of an
-// absent setting costs no exception on every request.
-template <class W> static bool hasPref(CFStringRef key, CFTypeID type) {
+// The value of key when it is of W's type (whose type id is type), or nothing. Readers of settings
+// read on every request use it, so that an absent setting costs no exception.
+template <class W> static std::optional<W> findPref(CFStringRef key, CFTypeID type) {
     CFTypeRef value = CFPreferencesCopyAppValue(key, appID);
-    if (!value) return false;
-    bool matches = CFGetTypeID(value) == type;
-    CFRelease(value);
-    return matches;
+    if (value && CFGetTypeID(value) == type) return W(value, W::Create);
+    if (value) CFRelease(value);
+    return std::nullopt;
+}
+
+// The quality for the level stored under key: values[level] for levels 0 to 2, else def.
+static unsigned qualityFor(CFStringRef key, const unsigned (&values)[3], unsigned def) {
+    std::optional<CFNumber_t> level = findPref<CFNumber_t>(key, CFNumberGetTypeID());
+    return level && unsigned(*level) < 3 ? values[unsigned(*level)] : def;
 }
 
 unsigned prefGetThumbnailQuality() {
     static const unsigned qualityValues[] = {30, 50, 70};
     checkPrefSync();
-    if (!hasPref<CFNumber_t>(CFSTR("ThumbnailQuality"), CFNumberGetTypeID())) return 50;
-    try {
-        unsigned level = readPref<CFNumber_t>(CFSTR("ThumbnailQuality"));
-        if (level < 3) return qualityValues[level];
-    } catch (...) {
-    }
-    return 50;
+    return qualityFor(CFSTR("ThumbnailQuality"), qualityValues, 50);
 }
 
 unsigned prefGetImageQuality() {
     static const unsigned qualityValues[] = {50, 70, 90};
     checkPrefSync();
-    if (!hasPref<CFNumber_t>(CFSTR("ImageQuality"), CFNumberGetTypeID())) return 90;
-    try {
-        unsigned level = readPref<CFNumber_t>(CFSTR("ImageQuality"));
-        if (level < 3) return qualityValues[level];
-    } catch (...) {
-    }
-    return 90;
+    return qualityFor(CFSTR("ImageQuality"), qualityValues, 90);
 }
 
 int prefGetPortNumber() {
@@ -99,16 +93,12 @@ void prefGetAuthInfo(bool& enabled, std::string& user, std::string& pass) {
     checkPrefSync();
     user.clear();
     pass.clear();
-    if (!hasPref<CFBoolean_t>(keyAuth, CFBooleanGetTypeID())) {
+    std::optional<CFBoolean_t> auth = findPref<CFBoolean_t>(keyAuth, CFBooleanGetTypeID());
+    if (!auth || !CFBooleanGetValue(*auth)) {
         enabled = false;
         return;
     }
     try {
-        CFBoolean_t auth = readPref<CFBoolean_t>(keyAuth);
-        if (!CFBooleanGetValue(auth)) {
-            enabled = false;
-            return;
-        }
         CFString_t userValue = readPref<CFString_t>(keyUser);
         CFString_t passValue = readPref<CFString_t>(keyPass);
         pass = toString(passValue);
