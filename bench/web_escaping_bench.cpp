@@ -1,5 +1,5 @@
 // web_escaping_bench.cpp - throughput of the HTML and JSON escapers and of request parsing.
-#include "server/HttpMessage.h"
+#include "http/HttpMessage.h"
 #include "web/utility.h"
 
 #include <chrono>

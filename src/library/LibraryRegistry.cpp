@@ -1,7 +1,7 @@
 // LibraryRegistry.cpp - the library registry and its facade.
 #include "library/LibraryRegistry.h"
 
-#include "server/PreferenceStore.h"
+#include "settings/PreferenceStore.h"
 
 #include <cstdio>
 

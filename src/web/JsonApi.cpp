@@ -2,10 +2,10 @@
 #include "web/JsonApi.h"
 
 #include "image/ImageInfo.h"
-#include "image/MetadataEmitter.h"
+#include "web/MetadataEmitter.h"
 #include "library/LibraryRegistry.h"
-#include "server/Bundle.h"
-#include "server/Preferences.h"
+#include "web/Bundle.h"
+#include "settings/Preferences.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "cf/cftempl.h"
-#include "server/HttpMessage.h"
+#include "http/HttpMessage.h"
 #include "web/utility.h"
 
 #include <memory>

@@ -1,9 +1,9 @@
 // LayoutPages.cpp - locating a layout file and sending it.
 #include "web/LayoutPages.h"
 
-#include "server/Bundle.h"
-#include "server/Globals.h"
-#include "server/Preferences.h"
+#include "web/Bundle.h"
+#include "web/Globals.h"
+#include "settings/Preferences.h"
 
 #include <string>
 

@@ -1,7 +1,7 @@
 // PageFrame.cpp - page and frameset frames, the error page and the site icon responder.
 #include "web/PageFrame.h"
 
-#include "server/Globals.h"
+#include "web/Globals.h"
 #include "web/Favicon.h"
 
 static const char kDeclarations[] =

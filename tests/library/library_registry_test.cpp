@@ -3,7 +3,7 @@
 #include "library/LibraryRegistry.h"
 
 #include "album_fixture.h"
-#include "server/PreferenceStore.h"
+#include "settings/PreferenceStore.h"
 #include "support/ThrownText.h"
 
 using namespace fixture;

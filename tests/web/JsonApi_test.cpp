@@ -4,8 +4,8 @@
 #include "web/JsonApi.h"
 
 #include "JsonFixtures.h"
-#include "server/Bundle.h"
-#include "server/PreferenceStore.h"
+#include "web/Bundle.h"
+#include "settings/PreferenceStore.h"
 #include "support/TempFolder.h"
 #include "support/ThrownText.h"
 

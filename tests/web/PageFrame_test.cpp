@@ -1,7 +1,7 @@
 // PageFrame_test.cpp - the exact bytes of the page frames, the error page and the site icon.
 #include "web/PageFrame.h"
 
-#include "server/Globals.h"
+#include "web/Globals.h"
 #include "web/Favicon.h"
 
 #include <gtest/gtest.h>

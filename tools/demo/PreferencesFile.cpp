@@ -6,7 +6,7 @@
 #include "cf/CFPropertyList.h"
 #include "cf/CFReadStream.h"
 #include "cf/CFURL.h"
-#include "server/PreferenceStore.h"
+#include "settings/PreferenceStore.h"
 
 #include <cstdio>
 #include <stdexcept>

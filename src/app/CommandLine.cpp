@@ -1,0 +1,49 @@
+// CommandLine.cpp - parsing the options.
+#include "app/CommandLine.h"
+
+#include <cstring>
+
+CommandLine parseCommandLine(int argc, const char* const* argv) {
+    CommandLine line;
+    for (int i = 1; i < argc && line.error.empty(); ++i) {
+        std::string argument = argv[i];
+        std::string name = argument.substr(0, argument.find('='));
+        bool inlineValue = name.size() < argument.size();
+        std::string* target = name == "--prefs"       ? &line.prefsPath
+                              : name == "--resources" ? &line.resourcesPath
+                                                      : nullptr;
+        if (target) {
+            if (inlineValue) {
+                *target = argument.substr(name.size() + 1);
+            } else if (i + 1 < argc) {
+                *target = argv[++i];
+            } else {
+                line.error = name + " needs a value";
+                break;
+            }
+            if (target->empty()) line.error = name + " needs a value";
+        } else if (argument == "--version") {
+            line.version = true;
+        } else if (argument == "--help" || argument == "-h") {
+            line.help = true;
+        } else {
+            line.error = "unknown argument '" + argument + "'";
+        }
+    }
+    return line;
+}
+
+std::string commandLineHelp() {
+    return "Usage: tessellan [--prefs FILE] [--resources DIR]\n"
+           "Publishes the albums of local photo libraries to the web browsers of the home "
+           "network.\n"
+           "\n"
+           "  --prefs FILE      the preferences file (default:\n"
+           "                    $XDG_CONFIG_HOME/tessellan/org.tessellan.Tessellan.plist)\n"
+           "  --resources DIR   the folder holding layouts/ and json/ (default: found from the\n"
+           "                    executable's location)\n"
+           "  --version         print the version and exit\n"
+           "  --help            print this help and exit\n"
+           "\n"
+           "Send SIGHUP to make the server read its preferences file again.\n";
+}

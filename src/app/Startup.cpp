@@ -1,0 +1,87 @@
+// Startup.cpp - the start-up sequence, the responder table, and accepting connections.
+#include "app/Startup.h"
+
+#include "web/PictureResponders.h"
+#include "library/LibraryRegistry.h"
+#include "web/Bundle.h"
+#include "http/EventLoop.h"
+#include "web/Globals.h"
+#include "http/HttpContext.h"
+#include "settings/PreferenceStore.h"
+#include "settings/Preferences.h"
+#include "web/RequestHandler.h"
+#include "http/Server.h"
+#include "version.h"
+#include "web/JsonApi.h"
+#include "web/LayoutPages.h"
+
+#include <cstdio>
+#include <ctime>
+#include <unistd.h>
+
+void AcceptConnection(Server* server, int nativeSocket, const CFStreamError* error, void*) {
+    if (nativeSocket == -1) {
+        fprintf(stderr, "AcceptConnection - Received an error (%d, %d)\n", int(error->domain),
+                int(error->error));
+        ServerInvalidate(server);
+        ServerRelease(server);
+        uv_stop(EventLoop());
+        return;
+    }
+    HttpContext* context = HttpContextCreate(nativeSocket);
+    if (!context) {
+        close(nativeSocket);
+        return;
+    }
+    if (!HttpContextOpen(context)) HttpContextRelease(context);
+}
+
+static void _SignalCallBack(uv_signal_t*, int signal) {
+    sigHup(signal);
+}
+
+int TessellanMain() {
+    static uv_signal_t hangup;
+    uv_signal_init(EventLoop(), &hangup);
+    uv_signal_start(&hangup, _SignalCallBack, SIGHUP);
+    uv_unref(reinterpret_cast<uv_handle_t*>(&hangup));
+
+    stats = Stats{};
+    stats.startTime = uint32_t(time(nullptr));
+
+    if (BundleResourcesPath().empty()) {
+        puts("Can't locate main bundle");
+        return -1;
+    }
+    version = makeString(TESSELLAN_VERSION);
+
+    if (!libInit()) return 0;
+    ServerContext context = {};
+    Server* server = ServerCreate(AcceptConnection, &context);
+    CFString_t defaultLayoutDir = prefGetLayout();
+
+    puts("Server Startup...");
+    rmap[CFString_t("/")] = PrimaryPageResponder;
+    rmap[CFString_t("/thumbnail/")] = ThumbnailResponder;
+    rmap[CFString_t("/image/")] = ImageResponder;
+    rmap[CFString_t("/json/")] = JavascriptApiResponder;
+    HttpContextSetRequestHandler(HandleRequest);
+
+    if (!server) {
+        libTerm();
+        return 0;
+    }
+    CFString_t title = prefGetServerName();
+    int port = prefGetPortNumber();
+    // AcceptConnection gives up a reference of its own if the advertisement fails.
+    ServerRetain(server);
+    if (ServerConnect(server, title, CFSTR("_http._tcp."), uint32_t(port))) {
+        uv_run(EventLoop(), UV_RUN_DEFAULT);
+    } else {
+        printf("could not serve on port %d\n", port);
+        ServerRelease(server);
+    }
+    ServerRelease(server);
+    libTerm();
+    return 0;
+}

@@ -1,6 +1,0 @@
-// EventLoop.cpp - the process's loop.
-#include "server/EventLoop.h"
-
-uv_loop_t* EventLoop() {
-    return uv_default_loop();
-}

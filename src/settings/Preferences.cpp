@@ -1,0 +1,109 @@
+// Preferences.cpp - the preference readers and the SIGHUP re-synchronisation.
+#include "settings/Preferences.h"
+
+#include "settings/PreferenceStore.h"
+
+#include <cstdio>
+#include <optional>
+
+volatile sig_atomic_t syncPrefs = 0;
+
+void sigHup(int) {
+    syncPrefs = 1;
+}
+
+void checkPrefSync() {
+    if (!syncPrefs) return;
+    syncPrefs = 0;
+    puts("sync prefs");
+    CFPreferencesAppSynchronize(appID);
+}
+
+// Reads key as the wrapper W; throws when absent or of another type.
+template <class W> static W readPref(CFStringRef key) {
+    return W(CFPreferencesCopyAppValue(key, appID), W::Create);
+}
+
+// The value of key when it is of W's type (whose type id is type), or nothing. Readers of settings
+// read on every request use it, so that an absent setting costs no exception.
+template <class W> static std::optional<W> findPref(CFStringRef key, CFTypeID type) {
+    CFTypeRef value = CFPreferencesCopyAppValue(key, appID);
+    if (value && CFGetTypeID(value) == type) return W(value, W::Create);
+    if (value) CFRelease(value);
+    return std::nullopt;
+}
+
+// The quality for the level stored under key: values[level] for levels 0 to 2, else def.
+static unsigned qualityFor(CFStringRef key, const unsigned (&values)[3], unsigned def) {
+    std::optional<CFNumber_t> level = findPref<CFNumber_t>(key, CFNumberGetTypeID());
+    return level && unsigned(*level) < 3 ? values[unsigned(*level)] : def;
+}
+
+unsigned prefGetThumbnailQuality() {
+    static const unsigned qualityValues[] = {30, 50, 70};
+    checkPrefSync();
+    return qualityFor(CFSTR("ThumbnailQuality"), qualityValues, 50);
+}
+
+unsigned prefGetImageQuality() {
+    static const unsigned qualityValues[] = {50, 70, 90};
+    checkPrefSync();
+    return qualityFor(CFSTR("ImageQuality"), qualityValues, 90);
+}
+
+int prefGetPortNumber() {
+    static const CFStringRef key = CFSTR("port");
+    checkPrefSync();
+    try {
+        return readPref<CFNumber_t>(key);
+    } catch (...) {
+        return 8080;
+    }
+}
+
+CFString_t prefGetServerName() {
+    checkPrefSync();
+    try {
+        CFString_t title = readPref<CFString_t>(CFSTR("title"));
+        if (CFStringGetLength(title) >= 1) return title;
+    } catch (...) {
+    }
+    return CFString_t("Tessellan - untitled");
+}
+
+CFString_t prefGetLayout() {
+    static const CFString_t key("siteLayout");
+    static const CFString_t def("Default");
+    checkPrefSync();
+    try {
+        return readPref<CFString_t>(key);
+    } catch (...) {
+        puts("setting layout to default");
+        CFPreferencesSetAppValue(key, def, appID);
+        CFPreferencesAppSynchronize(appID);
+        return def;
+    }
+}
+
+void prefGetAuthInfo(bool& enabled, std::string& user, std::string& pass) {
+    static const CFString_t keyAuth("auth");
+    static const CFStringRef keyUser = CFSTR("user");
+    static const CFStringRef keyPass = CFSTR("pass");
+    checkPrefSync();
+    user.clear();
+    pass.clear();
+    std::optional<CFBoolean_t> auth = findPref<CFBoolean_t>(keyAuth, CFBooleanGetTypeID());
+    if (!auth || !CFBooleanGetValue(*auth)) {
+        enabled = false;
+        return;
+    }
+    try {
+        CFString_t userValue = readPref<CFString_t>(keyUser);
+        CFString_t passValue = readPref<CFString_t>(keyPass);
+        pass = toString(passValue);
+        user = toString(userValue);
+        enabled = true;
+    } catch (...) {
+        enabled = false;
+    }
+}

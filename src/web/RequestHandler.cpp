@@ -1,0 +1,128 @@
+// RequestHandler.cpp - the request step: URL split, variables, access control, routing.
+#include "web/RequestHandler.h"
+
+#include "settings/Preferences.h"
+#include "web/base64.h"
+#include "web/PageFrame.h"
+#include "web/utility.h"
+
+#include <cstdio>
+#include <exception>
+#include <sstream>
+
+ResponderMap rmap;
+
+// The URL is copied into a buffer of this size; a longer one leaves both parts empty.
+constexpr size_t kMaxURLBytes = 200;
+// Room made for a body before it is written: small pages fit without growing, and the block
+// stays below the size whose release makes malloc tidy up all its small blocks.
+constexpr size_t kBodyReserve = 4096;
+
+namespace {
+
+bool isASCII(std::string_view bytes) {
+    for (unsigned char c : bytes)
+        if (c >= 0x80) return false;
+    return true;
+}
+
+CFString_t asciiString(std::string_view bytes) {
+    return CFString_t(
+        CFStringCreateWithBytes(bytes.data(), CFIndex(bytes.size()), kCFStringEncodingASCII),
+        CFString_t::Create);
+}
+
+bool isAuthorized(const HttpRequest& request) {
+    bool enabled = false;
+    std::string user, pass;
+    prefGetAuthInfo(enabled, user, pass);
+    if (!enabled) return true;
+    std::optional<std::string> header = request.header("Authorization");
+    if (!header) return false;
+    std::string text = toString(makeString(*header));
+    if (text.compare(0, 6, "Basic ") != 0) return false;
+    std::string givenUser, givenPass;
+    decodeAuthentication(text.substr(6), givenUser, givenPass);
+    return givenUser == user && givenPass == pass;
+}
+
+void refuse(std::unique_ptr<HttpReply>& reply, std::ostream& out) {
+    reply = std::make_unique<HttpReply>(401);
+    reply->setHeader("Www-Authenticate", "Basic realm=\"Tessellan\"");
+    reply->setHeader("Content-Type", "text/html");
+    CFString_t empty("");
+    EmitPageHeader(out, CFString_t("Unauthorized Access"), ".", empty, empty, empty);
+    out << "This server contains private content. You must provide a valid username and password."
+        << "</body>\n</html>\n";
+}
+
+void respond(Responder responder, std::unique_ptr<HttpReply>& reply, const CFString_t& leaf,
+             const VarMap& vars, std::ostream& out) {
+    try {
+        responder(reply, leaf, vars, out);
+    } catch (const std::exception& e) {
+        puts(e.what());
+        ErrorPageResponder(reply, leaf, vars, out);
+    } catch (...) {
+        puts("a responder failed with an unknown exception");
+        ErrorPageResponder(reply, leaf, vars, out);
+    }
+    if (!reply) {
+        puts("a responder left no reply");
+        ErrorPageResponder(reply, leaf, vars, out);
+    }
+}
+
+} // namespace
+
+std::unique_ptr<HttpReply> HandleRequest(const HttpRequest& request) {
+    std::unique_ptr<HttpReply> reply;
+    // One body stream serves every request (making a stream costs a locale look-up); each
+    // request starts it empty and with the default format.
+    static std::ostringstream out;
+    std::string buffer;
+    buffer.reserve(kBodyReserve);
+    out.str(std::move(buffer));
+    out.clear();
+    out.flags(std::ios::dec | std::ios::skipws);
+    out.fill(' ');
+    VarMap vars;
+
+    const std::string& url = request.url();
+    std::string_view bytes(url.data(), url.size() <= kMaxURLBytes ? url.size() : 0);
+    size_t dirEnd = 0, leafEnd = bytes.size();
+    bool hasQuery = false;
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        if (bytes[i] == '/') {
+            dirEnd = i + 1;
+        } else if (bytes[i] == '?') {
+            leafEnd = i;
+            hasQuery = true;
+            break;
+        }
+    }
+    std::string_view path = bytes.substr(0, leafEnd);
+
+    if (url.empty() || !isASCII(path)) {
+        puts(url.empty() ? "request without a URL" : "request URL is not ASCII");
+        ErrorPageResponder(reply, CFString_t(""), vars, out);
+    } else {
+        CFString_t dirPart = asciiString(path.substr(0, dirEnd));
+        CFString_t leafPart = asciiString(path.substr(dirEnd));
+        vars.queryToMap(hasQuery ? std::string(bytes.substr(leafEnd + 1)) : std::string());
+        if (!isAuthorized(request)) {
+            refuse(reply, out);
+        } else {
+            if (std::optional<std::string> cookies = request.header("Cookie"))
+                vars.cookiesToMap(toString(makeString(*cookies)));
+            auto row = rmap.find(dirPart);
+            respond(row != rmap.end() ? row->second : ErrorPageResponder, reply, leafPart, vars,
+                    out);
+        }
+    }
+
+    std::string body = std::move(out).str();
+    reply->setHeader("Content-Length", std::to_string(body.size()));
+    reply->setBody(std::move(body));
+    return reply;
+}

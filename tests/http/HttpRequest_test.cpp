@@ -1,0 +1,246 @@
+// HttpRequest_test.cpp - reading requests off a connection: one answer per request, in order,
+// whatever the pieces the bytes arrive in; bodies skipped; the header limit; bad input.
+#include "http/HttpMessage.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+struct Answered {
+    std::string url;
+    bool head;
+};
+
+// Drives a request the way a connection does: reads of at most `piece` bytes, each appended
+// until it is used up, every complete header answered (its URL recorded) before next().
+std::vector<Answered> answerAll(HttpRequest& request, const std::string& data, size_t piece) {
+    std::vector<Answered> answered;
+    for (size_t at = 0; at < data.size(); at += piece) {
+        std::string read = data.substr(at, piece);
+        size_t used = 0;
+        while (used < read.size()) {
+            used += request.append(read.data() + used, read.size() - used);
+            if (request.failed() || request.headerTooLarge()) return answered;
+            if (!request.isHeaderComplete()) {
+                EXPECT_EQ(used, read.size()) << "an incomplete header must take every byte";
+                break;
+            }
+            answered.push_back({request.url(), request.isHead()});
+            request.next();
+        }
+    }
+    return answered;
+}
+
+std::vector<std::string> urls(const std::vector<Answered>& answered) {
+    std::vector<std::string> list;
+    for (const Answered& a : answered)
+        list.push_back(a.url);
+    return list;
+}
+
+TEST(HttpRequest, HeaderSplitOverManyAppendsIsAnsweredOnceWhenComplete) {
+    std::string data = "GET /json/getalbums?lib=0 HTTP/1.1\r\nHost: example\r\n"
+                       "Cookie: sid=abc\r\n\r\n";
+    HttpRequest request;
+    for (size_t i = 0; i + 1 < data.size(); ++i) {
+        ASSERT_EQ(request.append(&data[i], 1), 1u);
+        ASSERT_FALSE(request.isHeaderComplete()) << "complete after byte " << i;
+    }
+    ASSERT_EQ(request.append(&data.back(), 1), 0u) << "the last line feed waits for next()";
+    ASSERT_TRUE(request.isHeaderComplete());
+    EXPECT_EQ(request.url(), "/json/getalbums?lib=0");
+    EXPECT_EQ(request.header("Cookie"), "sid=abc");
+    EXPECT_EQ(request.append(&data.back(), 1), 0u) << "nothing is taken before next()";
+    request.next();
+    EXPECT_EQ(request.append(&data.back(), 1), 1u);
+    EXPECT_FALSE(request.isHeaderComplete());
+    EXPECT_FALSE(request.failed());
+}
+
+TEST(HttpRequest, PipelinedRequestsAreAnsweredOneAtATimeInOrder) {
+    std::string data = "GET /first HTTP/1.1\r\nHost: h\r\n\r\n"
+                       "HEAD /second?x=1 HTTP/1.1\r\nHost: h\r\n\r\n"
+                       "GET /third HTTP/1.1\r\n\r\n";
+    HttpRequest request;
+    size_t used = request.append(data.data(), data.size());
+    ASSERT_TRUE(request.isHeaderComplete());
+    EXPECT_LT(used, data.size());
+    EXPECT_EQ(request.url(), "/first");
+    EXPECT_FALSE(request.isHead());
+    request.next();
+    used += request.append(data.data() + used, data.size() - used);
+    ASSERT_TRUE(request.isHeaderComplete());
+    EXPECT_EQ(request.url(), "/second?x=1");
+    EXPECT_TRUE(request.isHead());
+    EXPECT_EQ(request.header("Host"), "h");
+    request.next();
+    used += request.append(data.data() + used, data.size() - used);
+    ASSERT_TRUE(request.isHeaderComplete());
+    EXPECT_EQ(request.url(), "/third");
+    EXPECT_FALSE(request.header("Host").has_value()) << "headers of an earlier request linger";
+}
+
+// Every way of cutting a stream of requests into reads gives the same answers.
+TEST(HttpRequest, AnswersDoNotDependOnHowTheBytesAreCut) {
+    std::string body = "GET /not-a-request HTTP/1.1\r\n\r\n";
+    std::string data = "POST /upload HTTP/1.1\r\nContent-Length: " + std::to_string(body.size()) +
+                       "\r\n\r\n" + body +
+                       "POST /chunked HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n"
+                       "5\r\nGET /\r\n0\r\n\r\n"
+                       "GET /after HTTP/1.1\r\n\r\n";
+    std::vector<std::string> expected = {"/upload", "/chunked", "/after"};
+    for (size_t piece : {size_t(1), size_t(2), size_t(7), size_t(40), size_t(8192)}) {
+        HttpRequest request;
+        EXPECT_EQ(urls(answerAll(request, data, piece)), expected) << "reads of " << piece;
+        EXPECT_FALSE(request.failed());
+    }
+}
+
+TEST(HttpRequest, BodyArrivingInALaterReadIsStillDropped) {
+    HttpRequest request;
+    std::string header = "POST /form HTTP/1.1\r\nContent-Length: 10\r\n\r\n";
+    size_t used = request.append(header.data(), header.size());
+    ASSERT_TRUE(request.isHeaderComplete());
+    request.next();
+    EXPECT_EQ(request.append(header.data() + used, header.size() - used), header.size() - used);
+    std::string rest = "0123456789GET /next HTTP/1.1\r\n\r\n";
+    request.append(rest.data(), rest.size());
+    ASSERT_TRUE(request.isHeaderComplete());
+    EXPECT_EQ(request.url(), "/next");
+}
+
+TEST(HttpRequest, ConnectionHeadersAndOldVersionsDoNotEndTheConnection) {
+    std::string data = "GET /a HTTP/1.0\r\n\r\n"
+                       "GET /b HTTP/1.1\r\nConnection: close\r\n\r\n"
+                       "GET /c HTTP/1.1\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n\r\n"
+                       "GET /d HTTP/1.1\r\n\r\n";
+    HttpRequest request;
+    EXPECT_EQ(urls(answerAll(request, data, 8192)),
+              (std::vector<std::string>{"/a", "/b", "/c", "/d"}));
+    EXPECT_FALSE(request.failed());
+}
+
+TEST(HttpRequest, UrlIsKeptExactlyAsReceived) {
+    std::string data = "GET /a%20b/c?q=caf%C3%A9+au+lait&x=%zz HTTP/1.1\r\n\r\n";
+    HttpRequest request;
+    request.append(data.data(), data.size());
+    ASSERT_TRUE(request.isHeaderComplete());
+    EXPECT_EQ(request.url(), "/a%20b/c?q=caf%C3%A9+au+lait&x=%zz");
+}
+
+TEST(HttpRequest, HeaderLookupIgnoresCaseAndToleratesSplitNamesAndValues) {
+    std::string data = "GET / HTTP/1.1\r\nAuthorization: Basic dXNlcjpwYXNz\r\n"
+                       "X-One: 1\r\nx-one: 2\r\n\r\n";
+    HttpRequest request;
+    EXPECT_EQ(urls(answerAll(request, data, 3)).size(), 1u);
+    // answerAll called next(); the values stay until the next request begins.
+    EXPECT_EQ(request.header("authorization"), "Basic dXNlcjpwYXNz");
+    EXPECT_EQ(request.header("AUTHORIZATION"), "Basic dXNlcjpwYXNz");
+    EXPECT_EQ(request.header("x-ONE"), "1") << "the first of repeated headers is the one";
+    EXPECT_FALSE(request.header("Cookie").has_value());
+    EXPECT_FALSE(request.header("Authorizatio").has_value());
+}
+
+TEST(HttpRequest, HeaderOfExactlyTheLimitIsAccepted) {
+    std::string start = "GET / HTTP/1.1\r\nX-Filler: ";
+    std::string end = "\r\n\r\n";
+    std::string data =
+        start + std::string(HttpRequest::kMaxHeaderBytes - start.size() - end.size(), 'f') + end;
+    ASSERT_EQ(data.size(), 65536u);
+    for (size_t piece : {size_t(8192), data.size()}) {
+        HttpRequest request;
+        EXPECT_EQ(urls(answerAll(request, data, piece)), std::vector<std::string>{"/"});
+        EXPECT_FALSE(request.headerTooLarge());
+    }
+}
+
+TEST(HttpRequest, HeaderOneByteOverTheLimitIsTooLarge) {
+    std::string start = "GET / HTTP/1.1\r\nX-Filler: ";
+    std::string end = "\r\n\r\n";
+    std::string data =
+        start + std::string(HttpRequest::kMaxHeaderBytes + 1 - start.size() - end.size(), 'f') +
+        end;
+    for (size_t piece : {size_t(8192), data.size()}) {
+        HttpRequest request;
+        EXPECT_TRUE(answerAll(request, data, piece).empty()) << "reads of " << piece;
+        EXPECT_TRUE(request.headerTooLarge());
+        EXPECT_FALSE(request.isHeaderComplete());
+        EXPECT_EQ(request.append("x", 1), 0u);
+    }
+}
+
+TEST(HttpRequest, EndlessHeaderStopsAtTheLimit) {
+    HttpRequest request;
+    std::string start = "GET / HTTP/1.1\r\n";
+    request.append(start.data(), start.size());
+    std::string line = "X-Filler: " + std::string(1000, 'f') + "\r\n";
+    size_t taken = start.size();
+    for (int i = 0; i < 100 && !request.headerTooLarge(); ++i)
+        taken += request.append(line.data(), line.size());
+    EXPECT_TRUE(request.headerTooLarge());
+    EXPECT_EQ(taken, HttpRequest::kMaxHeaderBytes);
+}
+
+TEST(HttpRequest, LimitCountsEachRequestAfresh) {
+    std::string filler = "X-Filler: " + std::string(40000, 'f') + "\r\n";
+    std::string one = "GET /1 HTTP/1.1\r\n" + filler + "\r\n";
+    HttpRequest request;
+    EXPECT_EQ(urls(answerAll(request, one + one + one, 8192)).size(), 3u);
+    EXPECT_FALSE(request.headerTooLarge());
+}
+
+TEST(HttpRequest, GarbageFails) {
+    for (std::string garbage : {std::string("HELLO WORLD\r\n\r\n"),
+                                std::string("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03", 11),
+                                std::string("GET / HTTP/1.1\r\nBad Header\r\n\r\n"),
+                                std::string("GET / HTTP/1.1\r\nContent-Length: x\r\n\r\n")}) {
+        HttpRequest request;
+        answerAll(request, garbage, 8192);
+        EXPECT_TRUE(request.failed()) << garbage;
+        EXPECT_FALSE(request.isHeaderComplete());
+        EXPECT_EQ(request.append("GET / HTTP/1.1\r\n\r\n", 18), 0u);
+    }
+}
+
+TEST(HttpRequest, GarbageAfterAGoodRequestFailsOnlyOnceThatRequestIsAnswered) {
+    std::string data = "GET /ok HTTP/1.1\r\n\r\nNOT HTTP AT ALL\r\n\r\n";
+    HttpRequest request;
+    EXPECT_EQ(urls(answerAll(request, data, 8192)), std::vector<std::string>{"/ok"});
+    EXPECT_TRUE(request.failed());
+}
+
+} // namespace
+
+namespace {
+
+TEST(HttpRequest, EveryMethodIsAnsweredLikeARead) {
+    const std::string data =
+        "FOO /a HTTP/1.1\r\n\r\nget /b HTTP/1.1\r\n\r\nPROPFIND /c HTTP/1.1\r\n\r\n"
+        "\r\nHEAD /d HTTP/1.1\r\n\r\nPOST /e HTTP/1.1\r\nContent-Length: 4\r\n\r\nBREW"
+        "BREW /f HTTP/1.1\r\n\r\n";
+    for (size_t piece : {size_t(1), size_t(2), size_t(5), data.size()}) {
+        HttpRequest request;
+        std::vector<Answered> answered = answerAll(request, data, piece);
+        EXPECT_EQ(urls(answered), (std::vector<std::string>{"/a", "/b", "/c", "/d", "/e", "/f"}))
+            << piece;
+        ASSERT_EQ(answered.size(), 6u);
+        EXPECT_TRUE(answered[3].head) << "HEAD is still known for what it is";
+        EXPECT_FALSE(answered[0].head);
+    }
+}
+
+TEST(HttpRequest, BytesThatCannotStartAMethodFailAtOnce) {
+    for (const std::string& garbage :
+         {std::string("\x16\x03\x01", 3), std::string("G\x01T / HTTP/1.1\r\n"),
+          std::string(40, 'A') + " / HTTP/1.1\r\n\r\n"}) {
+        HttpRequest request;
+        request.append(garbage.data(), garbage.size());
+        EXPECT_TRUE(request.failed()) << garbage;
+    }
+}
+
+} // namespace

@@ -1,0 +1,249 @@
+// PictureResponders_test.cpp - thumbnails and pictures through the running server.
+#include "image/ImageFixtures.h"
+#include "cf/CFPropertyList.h"
+#include "support/ServerProcess.h"
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using testsupport::bodyOf;
+using testsupport::get;
+using testsupport::headerOf;
+using testsupport::statusLine;
+
+CFStringRef str(const std::string& text) {
+    return CFStringCreateWithBytes(text.data(), CFIndex(text.size()), kCFStringEncodingUTF8);
+}
+
+// A dictionary from UTF-8 keys to values (each value's reference is given up to it).
+CFDictionaryRef dict(const std::vector<std::pair<std::string, CFTypeRef>>& pairs) {
+    std::vector<CFTypeRef> keys, values;
+    for (auto& [key, value] : pairs) {
+        keys.push_back(str(key));
+        values.push_back(value);
+    }
+    CFDictionaryRef made = CFDictionaryCreate(keys.data(), values.data(), CFIndex(keys.size()));
+    for (size_t i = 0; i < keys.size(); ++i) {
+        CFRelease(keys[i]);
+        CFRelease(values[i]);
+    }
+    return made;
+}
+
+CFArrayRef array(const std::vector<CFTypeRef>& values) {
+    CFArrayRef made = CFArrayCreate(values.data(), CFIndex(values.size()));
+    for (CFTypeRef value : values)
+        CFRelease(value);
+    return made;
+}
+
+CFNumberRef number(int64_t value) {
+    return CFNumberCreate(kCFNumberSInt64Type, &value);
+}
+
+std::string padded(std::string bytes) {
+    bytes.resize(64, '\0');
+    return bytes;
+}
+
+class PictureTest : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        files = new testsupport::TempFolder;
+        std::string lib = files->path() + "/Library";
+        big = encodeJPEG(1600, 1200);
+        files->write("Library/big.jpg", big);
+        files->write("Library/still.jpg", encodeJPEG(640, 480));
+        files->write("Library/thumb.jpg", encodeJPEG(160, 120));
+        files->write(
+            "Library/picture.png",
+            padded(std::string("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR\0\0\0\x20\0\0\0\x10", 24)));
+        files->write("Library/picture.gif", padded("GIF89a\x20\0\x10\0"));
+        files->write("Library/picture.bmp", padded("BM"));
+        files->write("Library/picture.tif", padded(std::string("II*\0", 4)));
+        files->write("Library/clip.mov", padded(std::string("\0\0\0\x14"
+                                                            "ftypqt  ",
+                                                            12)));
+        files->write("Library/broken.jpg", padded("\xFF\xD8\xFF\xDB\x00\x43 not a picture"));
+        files->write("Library/empty.jpg", "");
+        files->write("Library/cut.jpg", big.substr(0, 300)); // a JFIF header cut inside its tables
+
+        struct Photo {
+            const char* key;
+            const char* image;
+            const char* thumb;
+            const char* type;
+        } photos[] = {
+            {"1", "big.jpg", "thumb.jpg", "Image"},
+            {"2", "picture.png", "thumb.jpg", "Image"},
+            {"3", "picture.gif", "thumb.jpg", "Image"},
+            {"4", "picture.bmp", "thumb.jpg", "Image"},
+            {"5", "picture.tif", "thumb.jpg", "Image"},
+            {"6", "clip.mov", "still.jpg", "Movie"},
+            {"7", "broken.jpg", "broken.jpg", "Image"},
+            {"0042", "big.jpg", "thumb.jpg", "Image"},
+            {"8", "missing.jpg", "missing.jpg", "Image"},
+            {"9", "empty.jpg", "empty.jpg", "Image"},
+            {"10", "cut.jpg", "cut.jpg", "Image"},
+        };
+        std::vector<std::pair<std::string, CFTypeRef>> master;
+        std::vector<CFTypeRef> keys;
+        for (auto& photo : photos) {
+            master.push_back({photo.key, dict({{"ImagePath", str(lib + "/" + photo.image)},
+                                               {"ThumbPath", str(lib + "/" + photo.thumb)},
+                                               {"MediaType", str(photo.type)},
+                                               {"Caption", str(photo.key)},
+                                               {"Comment", str("")},
+                                               {"DateAsTimerInterval", number(0)},
+                                               {"ModDateAsTimerInterval", number(0)},
+                                               {"MetaModDateAsTimerInterval", number(0)}})});
+            keys.push_back(str(photo.key));
+        }
+        CFTypeRef albums = array({dict({{"AlbumId", number(1)},
+                                        {"AlbumName", str("Published")},
+                                        {"KeyList", array(keys)}}),
+                                  dict({{"AlbumId", number(2)},
+                                        {"AlbumName", str("Private")},
+                                        {"KeyList", array({str("1")})}})});
+        CFDictionaryRef root =
+            dict({{"List of Albums", albums}, {"Master Image List", dict(master)}});
+        files->write("Library/AlbumData.xml", CFPropertyListCreateXMLText(root));
+        CFRelease(root);
+
+        port = testsupport::freePort();
+        files->write(
+            "prefs.plist",
+            "<plist><dict><key>port</key><integer>" + std::to_string(port) +
+                "</integer><key>siteLayout</key><string>Default</string><key>libraries</key>"
+                "<array><dict><key>id</key><integer>0</integer><key>name</key><string>L"
+                "</string><key>path</key><string>" +
+                lib +
+                "</string><key>albums</key><array><integer>1</integer></array>"
+                "<key>FullSizeDownload</key><true/></dict></array></dict></plist>");
+        server = new testsupport::ServerProcess;
+        ASSERT_TRUE(server->start({"--prefs", files->path() + "/prefs.plist", "--resources",
+                                   TESSELLAN_SOURCE_DIR "/resources"},
+                                  {}, port));
+    }
+    static void TearDownTestSuite() {
+        delete server;
+        delete files;
+    }
+    static std::string fetch(const std::string& target) { return get(port, target); }
+    static void expectJPEG(const std::string& reply, int width, int height) {
+        EXPECT_EQ(statusLine(reply), "HTTP/1.1 200 OK");
+        EXPECT_EQ(headerOf(reply, "Content-Type"), "image/jpeg");
+        int w = 0, h = 0, components = 0;
+        ASSERT_TRUE(jpegHeader(bodyOf(reply), w, h, components));
+        EXPECT_EQ(w, width);
+        EXPECT_EQ(h, height);
+    }
+    static void expectErrorPage(const std::string& reply) {
+        EXPECT_EQ(statusLine(reply), "HTTP/1.1 404 Not Found");
+        EXPECT_NE(bodyOf(reply).find("<title>Page Not Found</title>"), std::string::npos);
+    }
+
+    static testsupport::TempFolder* files;
+    static testsupport::ServerProcess* server;
+    static int port;
+    static std::string big;
+};
+testsupport::TempFolder* PictureTest::files;
+testsupport::ServerProcess* PictureTest::server;
+int PictureTest::port;
+std::string PictureTest::big;
+
+TEST_F(PictureTest, ThumbnailsAreReencodedAtTheirOwnSize) {
+    expectJPEG(fetch("/thumbnail/?l=0&a=1&p=1"), 160, 120);
+    {
+        SCOPED_TRACE("the key 0042 is photo 42");
+        expectJPEG(fetch("/thumbnail/?l=0&a=1&p=42"), 160, 120);
+    }
+    {
+        SCOPED_TRACE("a film's still");
+        expectJPEG(fetch("/thumbnail/?l=0&a=1&p=6"), 640, 480);
+    }
+}
+
+TEST_F(PictureTest, ThumbnailRefusals) {
+    const char* targets[] = {
+        "/thumbnail/?l=0&a=1",      // no photo
+        "/thumbnail/?l=0&a=2&p=1",  // album not published
+        "/thumbnail/?l=0&a=1&p=77", // not in the album
+        "/thumbnail/?l=3&a=1&p=1",  // no such library
+        "/thumbnail/?l=0&a=1&p=7",  // not a JPEG at all
+        "/thumbnail/?l=0&a=1&p=8",  // file missing
+        "/thumbnail/?l=0&a=1&p=9",  // empty file
+    };
+    for (const char* target : targets) {
+        SCOPED_TRACE(target);
+        expectErrorPage(fetch(target));
+    }
+    expectJPEG(fetch("/thumbnail/?l=0&a=1&p=1"), 160, 120);
+}
+
+TEST_F(PictureTest, PicturesAreSentAsStoredOrShrunkToTheBox) {
+    std::string whole = fetch("/image/?l=0&a=1&i=0");
+    EXPECT_EQ(headerOf(whole, "Content-Type"), "image/jpeg");
+    EXPECT_EQ(bodyOf(whole), big);
+    expectJPEG(fetch("/image/?l=0&a=1&i=0&mw=800&mh=600"), 800, 600);
+    {
+        SCOPED_TRACE("one step short of fitting");
+        expectJPEG(fetch("/image/?l=0&a=1&i=0&mw=799&mh=600"), 800, 600);
+    }
+    {
+        SCOPED_TRACE("nothing fits: an eighth");
+        expectJPEG(fetch("/image/?l=0&a=1&i=0&mw=0&mh=0"), 200, 150);
+    }
+    {
+        SCOPED_TRACE("negative boxes are very large");
+        expectJPEG(fetch("/image/?l=0&a=1&i=0&mw=-1&mh=-1"), 1600, 1200);
+    }
+    EXPECT_EQ(bodyOf(fetch("/image/?l=0&a=1&i=0&mw=800")), big) << "both sides are needed to scale";
+}
+
+TEST_F(PictureTest, OtherTypesAreNeverScaled) {
+    struct Case {
+        int index;
+        const char* type;
+    } cases[] = {{1, "image/png"}, {2, "image/gif"}, {3, "image/bmp"}, {4, ""}};
+    for (auto& c : cases) {
+        std::string reply = fetch("/image/?l=0&a=1&mw=10&mh=10&i=" + std::to_string(c.index));
+        EXPECT_EQ(statusLine(reply), "HTTP/1.1 200 OK");
+        EXPECT_EQ(headerOf(reply, "Content-Type"), c.type) << c.index;
+        EXPECT_EQ(bodyOf(reply).size(), 64u);
+    }
+}
+
+TEST_F(PictureTest, FilmsGiveTheirStillInABoxAndTheFileOtherwise) {
+    expectJPEG(fetch("/image/?l=0&a=1&i=5&mw=800&mh=600"), 640, 480);
+    std::string film = fetch("/image/?l=0&a=1&i=5");
+    EXPECT_EQ(headerOf(film, "Content-Type"), "");
+    EXPECT_EQ(bodyOf(film).substr(4, 4), "ftyp");
+}
+
+TEST_F(PictureTest, PictureRefusals) {
+    const char* targets[] = {
+        "/image/?l=0&a=1",                    // no index: no reply from the responder
+        "/image/?l=0&a=1&i=-1",               // before the list
+        "/image/?l=0&a=1&i=11",               // at the end of the list
+        "/image/?l=0&a=1&i=8",                // file missing
+        "/image/?l=9&a=1&i=0",                // no such library
+        "/image/?l=0&a=1&i=10&mw=100&mh=100", // a JPEG that cannot be decoded
+    };
+    for (const char* target : targets) {
+        SCOPED_TRACE(target);
+        expectErrorPage(fetch(target));
+    }
+    EXPECT_NE(server->output().find("a responder left no reply"), std::string::npos);
+    std::string pretender = fetch("/image/?l=0&a=1&i=6&mw=100&mh=100");
+    EXPECT_EQ(headerOf(pretender, "Content-Type"), "")
+        << "claims to be a JPEG, probes as unknown: sent as stored";
+    EXPECT_EQ(bodyOf(pretender).size(), 64u);
+    EXPECT_EQ(bodyOf(fetch("/image/?l=0&a=2&i=0")), big)
+        << "pictures of any album of the library are listed";
+}
+
+} // namespace
