@@ -46,7 +46,7 @@ int TessellanMain() {
     uv_signal_start(&hangup, _SignalCallBack, SIGHUP);
     uv_unref(reinterpret_cast<uv_handle_t*>(&hangup));
 
-    stats = Stats{};
+    stats.pageCount = stats.thumbnailCount = stats.imageCount = stats.errorCount = 0;
     stats.startTime = uint32_t(time(nullptr));
 
     if (BundleResourcesPath().empty()) {

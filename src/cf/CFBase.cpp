@@ -24,14 +24,17 @@ void* _CFRuntimeCreate(CFTypeID type, size_t size) {
 
 CFTypeRef CFRetain(CFTypeRef value) {
     auto* base = const_cast<CFRuntimeBase*>(_base(value));
-    if (base->retainCount != kCFImmortal) ++base->retainCount;
+    // Immortal counts are never written, so reading one without ordering is safe.
+    if (__atomic_load_n(&base->retainCount, __ATOMIC_RELAXED) != kCFImmortal)
+        __atomic_fetch_add(&base->retainCount, 1, __ATOMIC_RELAXED);
     return value;
 }
 
 void CFRelease(CFTypeRef value) {
     auto* base = const_cast<CFRuntimeBase*>(_base(value));
-    if (base->retainCount == kCFImmortal) return;
-    if (--base->retainCount > 0) return;
+    if (__atomic_load_n(&base->retainCount, __ATOMIC_RELAXED) == kCFImmortal) return;
+    // The last release must see every write other threads made before their own releases.
+    if (__atomic_sub_fetch(&base->retainCount, 1, __ATOMIC_ACQ_REL) > 0) return;
     switch (base->typeID) {
     case kCFStringTypeID:
         _CFStringFinalize(value);
@@ -62,7 +65,7 @@ CFTypeID CFGetTypeID(CFTypeRef value) {
 }
 
 CFIndex CFGetRetainCount(CFTypeRef value) {
-    uint32_t count = _base(value)->retainCount;
+    uint32_t count = __atomic_load_n(&_base(value)->retainCount, __ATOMIC_RELAXED);
     return count == kCFImmortal ? CFIndex(0x7FFFFFFF) : CFIndex(count);
 }
 

@@ -3,7 +3,8 @@
 // Every value (string, number, boolean, date, data, URL, array, dictionary, read stream) starts
 // with a CFRuntimeBase. Values are created with a retain count of one; the last CFRelease frees
 // them. Constants (CFSTR strings, the two booleans) are immortal: retain and release ignore them.
-// Single-threaded: counts are plain integers.
+// Counts change atomically, so a value may be retained and released from several threads; the
+// immutable kinds may then be read from several threads at once.
 #pragma once
 
 #include <cstddef>

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <mutex>
 #include <unordered_map>
 #include <vector>
 
@@ -195,6 +196,8 @@ CFStringRef __CFStringMakeConstantString(const char* text) {
     // at several addresses).
     static auto* byAddress = new std::unordered_map<const char*, CFStringRef>();
     static auto* constants = new std::unordered_map<std::string_view, CFStringRef>();
+    static std::mutex* lock = new std::mutex;
+    std::lock_guard<std::mutex> hold(*lock);
     auto known = byAddress->find(text);
     if (known != byAddress->end()) return known->second;
     auto found = constants->find(text);

@@ -9,8 +9,8 @@
 #include <stdexcept>
 
 void throwRTE(const char* func, const char* format, ...) {
-    // One buffer for every error: the server runs on one thread.
-    static char buffer[8192];
+    // One buffer per thread: requests are answered on several.
+    thread_local char buffer[8192];
     int n = snprintf(buffer, sizeof buffer, "(In %s) : ", func);
     if (n >= 0 && n < int(sizeof buffer) - 1) {
         va_list args;

@@ -5,6 +5,7 @@
 #include <cctype>
 #include <cstring>
 #include <strings.h>
+#include <unistd.h>
 
 static bool _sameName(std::string_view a, std::string_view b) {
     return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
@@ -332,7 +333,63 @@ std::string HttpReply::serializeHeader() const {
 
 std::string HttpReply::serialize() const {
     std::string text = serializeHeader();
-    text.reserve(text.size() + body_.size());
-    text += body_;
+    std::string_view bytes = body();
+    text.reserve(text.size() + bytes.size());
+    text += bytes;
     return text;
+}
+
+HttpReply::~HttpReply() {
+    clearBody();
+}
+
+void HttpReply::removeHeader(std::string_view name) {
+    for (auto it = headers_.begin(); it != headers_.end(); ++it) {
+        if (_sameName(it->first, name)) {
+            headers_.erase(it);
+            return;
+        }
+    }
+}
+
+void HttpReply::setBody(std::string body) {
+    clearBody();
+    body_ = std::move(body);
+}
+
+void HttpReply::setSharedBody(std::shared_ptr<const std::string> body) {
+    clearBody();
+    shared_ = std::move(body);
+}
+
+void HttpReply::setFileBody(int fd, uint64_t offset, uint64_t length) {
+    clearBody();
+    file_ = FileSlice{fd, offset, length};
+}
+
+void HttpReply::clearBody() {
+    std::string().swap(body_);
+    shared_.reset();
+    if (file_.fd >= 0) close(file_.fd);
+    file_ = FileSlice{};
+}
+
+HttpReply::FileSlice HttpReply::takeFileBody() {
+    FileSlice slice = file_;
+    file_ = FileSlice{};
+    return slice;
+}
+
+std::string_view HttpReply::body() const {
+    return shared_ ? std::string_view(*shared_) : std::string_view(body_);
+}
+
+uint64_t HttpReply::bodyLength() const {
+    return file_.fd >= 0 ? file_.length : uint64_t(body().size());
+}
+
+std::string HttpReply::takeBody() {
+    std::string taken = shared_ ? std::string(*shared_) : std::move(body_);
+    clearBody();
+    return taken;
 }

@@ -8,6 +8,8 @@
 #include <http_parser.h>
 
 #include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -84,35 +86,72 @@ class HttpRequest {
 const char* HttpReasonPhrase(int status);
 
 // A reply: HTTP/1.1, a status with its standard reason phrase, headers in the order they were
-// first set, and a body.
+// first set, and a body. The body is one of: bytes held by the reply (setBody), bytes shared
+// with a cache (setSharedBody, never copied), or a slice of an open file (setFileBody, streamed
+// by the connection in pieces so that memory does not grow with the file). Replies may be built
+// on a worker thread and handed to the loop thread; a reply is used by one thread at a time.
 class HttpReply {
   public:
+    // A slice of an open file: length bytes from offset.
+    struct FileSlice {
+        int fd = -1;
+        uint64_t offset = 0;
+        uint64_t length = 0;
+    };
+
     // Room for the usual headers (type, length, and one more) is made at once.
     explicit HttpReply(int status) : status_(status) { headers_.reserve(3); }
+    // Closes the file of a file body.
+    ~HttpReply();
+    HttpReply(const HttpReply&) = delete;
+    HttpReply& operator=(const HttpReply&) = delete;
 
     int status() const { return status_; }
+    // Changes the status (a 200 becoming 206, 304 or 416).
+    void setStatus(int status) { status_ = status; }
 
     // Sets a header. A header of the same name (compared without regard to ASCII case) keeps
     // its place and takes the new value; a new name goes last.
     void setHeader(std::string_view name, std::string value);
+    // Removes the header called name (any ASCII case), if present.
+    void removeHeader(std::string_view name);
     // The value of the header called name (any ASCII case), or null. Valid until the next change.
     const std::string* header(std::string_view name) const;
     const std::vector<std::pair<std::string, std::string>>& headers() const { return headers_; }
 
-    // Takes the body over without copying it (move a big body in).
-    void setBody(std::string body) { body_ = std::move(body); }
-    const std::string& body() const { return body_; }
-    // Hands the body out without copying it; the reply's body is empty afterwards.
-    std::string takeBody() { return std::move(body_); }
+    // Takes the body over without copying it (move a big body in). Drops any other body.
+    void setBody(std::string body);
+    // Shares bytes that outlive the reply (a cache's), without copying. Drops any other body.
+    // REQUIRES: body is not null.
+    void setSharedBody(std::shared_ptr<const std::string> body);
+    // Sends length bytes of the open file fd from offset; the reply owns fd from now on and
+    // closes it. Drops any other body.
+    void setFileBody(int fd, uint64_t offset, uint64_t length);
+    // Drops the body, whatever its kind (a 304 or a HEAD reply).
+    void clearBody();
+
+    // The file slice when the body comes from a file, else null.
+    const FileSlice* fileBody() const { return file_.fd >= 0 ? &file_ : nullptr; }
+    // Hands the file slice out: the caller owns its descriptor; the reply has no body after.
+    FileSlice takeFileBody();
+    // The bytes of an in-memory body (owned or shared); empty for a file body.
+    std::string_view body() const;
+    // The body's length in bytes, whatever its kind.
+    uint64_t bodyLength() const;
+    // Hands an owned in-memory body out without copying it (a shared body is copied); the
+    // reply's body is empty afterwards. REQUIRES: the body is not a file.
+    std::string takeBody();
 
     // The status line, the headers and the blank line that ends them: what a HEAD request gets.
     std::string serializeHeader() const;
-    // serializeHeader() followed by the body: the whole reply in one buffer (copies the body;
-    // to avoid the copy write serializeHeader() and then body()).
+    // serializeHeader() followed by an in-memory body: the whole reply in one buffer (copies
+    // the body). REQUIRES: the body is not a file.
     std::string serialize() const;
 
   private:
     int status_;
     std::vector<std::pair<std::string, std::string>> headers_;
     std::string body_;
+    std::shared_ptr<const std::string> shared_;
+    FileSlice file_;
 };

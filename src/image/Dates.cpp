@@ -24,7 +24,7 @@ std::string currentDateLocale() {
 // Formatters by locale id and kind. Creating one loads locale data and costs far more than
 // using it, and a listing formats two dates per picture.
 static std::map<std::string, std::unique_ptr<icu::DateFormat>>& _formatters() {
-    static std::map<std::string, std::unique_ptr<icu::DateFormat>> formatters;
+    thread_local std::map<std::string, std::unique_ptr<icu::DateFormat>> formatters;
     return formatters;
 }
 

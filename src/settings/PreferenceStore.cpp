@@ -12,6 +12,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <map>
+#include <mutex>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
@@ -52,6 +53,12 @@ struct Store {
 Store& store() {
     static Store* instance = new Store(CFPreferencesDefaultPath());
     return *instance;
+}
+
+// Guards the store: settings are read from every thread that answers requests.
+std::mutex& storeLock() {
+    static std::mutex* lock = new std::mutex;
+    return *lock;
 }
 
 std::string keyText(CFStringRef key) {
@@ -153,6 +160,7 @@ std::string CFPreferencesDefaultPath() {
 }
 
 void CFPreferencesSetPath(const std::string& path) {
+    std::lock_guard<std::mutex> hold(storeLock());
     Store& s = store();
     s = Store(path);
 }
@@ -162,6 +170,7 @@ const std::string& CFPreferencesGetPath() {
 }
 
 CFTypeRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef) {
+    std::lock_guard<std::mutex> hold(storeLock());
     Store& s = store();
     if (!s.loaded) load(s);
     if (!s.pending.empty()) {
@@ -175,12 +184,14 @@ CFTypeRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef) {
 }
 
 void CFPreferencesSetAppValue(CFStringRef key, CFTypeRef value, CFStringRef) {
+    std::lock_guard<std::mutex> hold(storeLock());
     Store& s = store();
     if (!s.loaded) load(s);
     s.pending[keyText(key)] = Held(value ? CFRetain(value) : nullptr);
 }
 
 bool CFPreferencesAppSynchronize(CFStringRef) {
+    std::lock_guard<std::mutex> hold(storeLock());
     Store& s = store();
     bool written = true;
     if (!s.loaded) load(s);

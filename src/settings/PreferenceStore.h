@@ -5,7 +5,8 @@
 // other key is kept as the file has it), and the result is written to a temporary file that is
 // renamed over the old one. A file that exists but cannot be parsed is never overwritten: its
 // domain reads as empty (so every reader answers its default), values set meanwhile live in
-// memory only, and one line says which file could not be read and why.
+// memory only, and one line says which file could not be read and why. Every function may be
+// called from any thread.
 #pragma once
 
 #include "cf/CFBase.h"

@@ -1,6 +1,6 @@
 // Globals.cpp - storage of the statistics record and the version text.
 #include "web/Globals.h"
 
-Stats stats = {};
+Stats stats;
 
 CFString_t version("(unknown version)");

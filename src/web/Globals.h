@@ -3,16 +3,18 @@
 
 #include "cf/cftempl.h"
 
+#include <atomic>
 #include <cstdint>
 
 // Counters of what the server has delivered; start-up zeroes them and stamps startTime, the
-// responders increment them. Nothing in the server reads them back.
+// responders increment them, from whichever thread answers the request. Nothing in the server
+// reads them back.
 struct Stats {
-    uint32_t startTime;      // seconds since the epoch when the process started
-    uint32_t pageCount;      // layout pages
-    uint32_t thumbnailCount; // thumbnails
-    uint32_t imageCount;     // pictures and the site icon
-    uint32_t errorCount;     // error pages
+    std::atomic<uint32_t> startTime{0};      // seconds since the epoch when the process started
+    std::atomic<uint32_t> pageCount{0};      // layout pages
+    std::atomic<uint32_t> thumbnailCount{0}; // thumbnails
+    std::atomic<uint32_t> imageCount{0};     // pictures and the site icon
+    std::atomic<uint32_t> errorCount{0};     // error pages
 };
 
 extern Stats stats;

@@ -1,9 +1,9 @@
 // LayoutPages.cpp - locating a layout file and sending it.
 #include "web/LayoutPages.h"
 
+#include "settings/Preferences.h"
 #include "web/Bundle.h"
 #include "web/Globals.h"
-#include "settings/Preferences.h"
 
 #include <string>
 
@@ -39,13 +39,12 @@ bool layoutStaysInFolder(CFStringRef layout) {
 
 // The user's application-support folder, found once.
 CFURLRef applicationSupportURL() {
-    static CFURLRef known = nullptr;
-    if (!known) {
+    static const CFURLRef known = [] {
         std::string path = ApplicationSupportPath();
-        if (!path.empty())
-            known =
-                CFURLCreateFromFileSystemRepresentation(path.data(), CFIndex(path.size()), true);
-    }
+        return path.empty() ? CFURLRef(nullptr)
+                            : CFURLCreateFromFileSystemRepresentation(path.data(),
+                                                                      CFIndex(path.size()), true);
+    }();
     return known;
 }
 

@@ -79,7 +79,7 @@ std::unique_ptr<HttpReply> HandleRequest(const HttpRequest& request) {
     std::unique_ptr<HttpReply> reply;
     // One body stream serves every request (making a stream costs a locale look-up); each
     // request starts it empty and with the default format.
-    static std::ostringstream out;
+    thread_local std::ostringstream out;
     std::string buffer;
     buffer.reserve(kBodyReserve);
     out.str(std::move(buffer));
