@@ -2,8 +2,9 @@
 #include "web/RequestHandler.h"
 
 #include "settings/Preferences.h"
-#include "web/base64.h"
 #include "web/PageFrame.h"
+#include "web/Validators.h"
+#include "web/base64.h"
 #include "web/utility.h"
 
 #include <cstdio>
@@ -87,6 +88,7 @@ std::unique_ptr<HttpReply> HandleRequest(const HttpRequest& request) {
     out.flags(std::ios::dec | std::ios::skipws);
     out.fill(' ');
     VarMap vars;
+    CurrentRequestBegin(request);
 
     const std::string& url = request.url();
     std::string_view bytes(url.data(), url.size() <= kMaxURLBytes ? url.size() : 0);
@@ -121,8 +123,12 @@ std::unique_ptr<HttpReply> HandleRequest(const HttpRequest& request) {
         }
     }
 
+    // A responder either writes its body to the stream or gives the reply a body of its own
+    // (a file, or bytes shared with a cache) and writes nothing.
     std::string body = std::move(out).str();
-    reply->setHeader("Content-Length", std::to_string(body.size()));
-    reply->setBody(std::move(body));
+    if (!body.empty() || (!reply->fileBody() && reply->bodyLength() == 0))
+        reply->setBody(std::move(body));
+    reply->setHeader("Content-Length", std::to_string(reply->bodyLength()));
+    CurrentRequestEnd();
     return reply;
 }
