@@ -10,6 +10,7 @@
 #include "server/PreferenceStore.h"
 #include "server/Preferences.h"
 #include "server/RequestHandler.h"
+#include "server/RuntimeRecord.h"
 #include "server/Server.h"
 #include "version.h"
 #include "web/JsonApi.h"
@@ -40,11 +41,22 @@ static void _SignalCallBack(uv_signal_t*, int signal) {
     sigHup(signal);
 }
 
+// SIGINT and SIGTERM end the loop, so that the server shuts down cleanly.
+static void _StopCallBack(uv_signal_t*, int) {
+    uv_stop(EventLoop());
+}
+
 int TessellanMain() {
     static uv_signal_t hangup;
     uv_signal_init(EventLoop(), &hangup);
     uv_signal_start(&hangup, _SignalCallBack, SIGHUP);
     uv_unref(reinterpret_cast<uv_handle_t*>(&hangup));
+    static uv_signal_t stops[2];
+    for (int i = 0; i < 2; ++i) {
+        uv_signal_init(EventLoop(), &stops[i]);
+        uv_signal_start(&stops[i], _StopCallBack, i == 0 ? SIGINT : SIGTERM);
+        uv_unref(reinterpret_cast<uv_handle_t*>(&stops[i]));
+    }
 
     stats = Stats{};
     stats.startTime = uint32_t(time(nullptr));
@@ -75,7 +87,9 @@ int TessellanMain() {
     // AcceptConnection gives up a reference of its own if the advertisement fails.
     ServerRetain(server);
     if (ServerConnect(server, title, CFSTR("_http._tcp."), uint32_t(port))) {
+        RuntimeRecordPublish(int(ServerGetPort(server)), toString(title));
         uv_run(EventLoop(), UV_RUN_DEFAULT);
+        RuntimeRecordWithdraw();
     } else {
         printf("could not serve on port %d\n", port);
         ServerRelease(server);
