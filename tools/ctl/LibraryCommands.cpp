@@ -67,7 +67,6 @@ void add(Context& context, const Words& words) {
     for (const LibraryEntry& entry : entries)
         if (entry.path == folder)
             throw Refused(folder + " is already library " + std::to_string(entry.id));
-    std::vector<AlbumSummary> albums = readAlbums(folder);
 
     uint32_t id = 1;
     if (args.values.count("--id")) {
@@ -83,6 +82,7 @@ void add(Context& context, const Words& words) {
         if (highest == UINT32_MAX) throw Refused("no library id is left; use --id");
         id = highest + 1;
     }
+    std::vector<AlbumSummary> albums = readAlbums(folder);
     std::string name = args.values.count("--name")
                            ? args.values["--name"]
                            : std::filesystem::path(folder).filename().string();
