@@ -19,7 +19,6 @@
 #include <unistd.h>
 #include <vector>
 
-
 using namespace bench;
 
 int main() {

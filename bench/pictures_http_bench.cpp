@@ -30,7 +30,8 @@ double processSeconds(pid_t pid) {
     std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     std::istringstream fields(text.substr(text.rfind(')') + 2));
     std::string skip;
-    for (int i = 0; i < 11; ++i) fields >> skip;
+    for (int i = 0; i < 11; ++i)
+        fields >> skip;
     double user = 0, system = 0;
     fields >> user >> system;
     return (user + system) / double(sysconf(_SC_CLK_TCK));
@@ -62,7 +63,8 @@ size_t fetch(int fd, const std::string& target) {
         ssize_t n = recv(fd, buffer, sizeof buffer, 0);
         if (n <= 0) exit(1);
         reply.append(buffer, size_t(n));
-        if (headerEnd == std::string::npos && (headerEnd = reply.find("\r\n\r\n")) != std::string::npos) {
+        if (headerEnd == std::string::npos &&
+            (headerEnd = reply.find("\r\n\r\n")) != std::string::npos) {
             size_t at = reply.find("Content-Length: ");
             length = std::stoul(reply.substr(at + 16));
             headerEnd += 4;
@@ -82,19 +84,25 @@ int main(int, char** argv) {
 
     int port = 20000 + int(getpid() % 30000);
     std::ofstream(dir + "/AlbumData.xml")
-        << "<plist><dict><key>List of Albums</key><array><dict><key>AlbumId</key><integer>1</integer>"
-           "<key>KeyList</key><array><string>1</string></array></dict></array><key>Master Image List</key>"
+        << "<plist><dict><key>List of "
+           "Albums</key><array><dict><key>AlbumId</key><integer>1</integer>"
+           "<key>KeyList</key><array><string>1</string></array></dict></array><key>Master Image "
+           "List</key>"
            "<dict><key>1</key><dict><key>ImagePath</key><string>"
         << big << "</string><key>ThumbPath</key><string>" << thumb
         << "</string><key>MediaType</key><string>Image</string><key>Caption</key><string>c</string>"
            "<key>Comment</key><string></string><key>DateAsTimerInterval</key><real>0</real>"
-           "<key>ModDateAsTimerInterval</key><real>0</real><key>MetaModDateAsTimerInterval</key><real>0</real>"
+           "<key>ModDateAsTimerInterval</key><real>0</real><key>MetaModDateAsTimerInterval</"
+           "key><real>0</real>"
            "</dict></dict></dict></plist>";
-    std::ofstream(dir + "/prefs.plist")
-        << "<plist><dict><key>port</key><integer>" << port
-        << "</integer><key>siteLayout</key><string>Default</string><key>libraries</key><array><dict>"
-           "<key>id</key><integer>0</integer><key>name</key><string>b</string><key>path</key><string>"
-        << dir << "</string><key>albums</key><array><integer>1</integer></array></dict></array></dict></plist>";
+    std::ofstream(dir + "/prefs.plist") << "<plist><dict><key>port</key><integer>" << port
+                                        << "</integer><key>siteLayout</key><string>Default</"
+                                           "string><key>libraries</key><array><dict>"
+                                           "<key>id</key><integer>0</integer><key>name</"
+                                           "key><string>b</string><key>path</key><string>"
+                                        << dir
+                                        << "</string><key>albums</key><array><integer>1</integer></"
+                                           "array></dict></array></dict></plist>";
 
     std::string exe = argv[0];
     exe = exe.substr(0, exe.rfind('/') + 1) + "tessellan";
@@ -130,17 +138,20 @@ int main(int, char** argv) {
     }
     // /proc counts in clock ticks: average over a batch as well, so a tick's rounding washes out.
     double before = processSeconds(server);
-    for (int i = 0; i < runs; ++i) fetch(fd, target);
+    for (int i = 0; i < runs; ++i)
+        fetch(fd, target);
     double servedMean = (processSeconds(server) - before) / runs;
     double bareMean = cpuTime([&] {
-                          for (int i = 0; i < runs; ++i) bareTranscode(big, 2, 90);
+                          for (int i = 0; i < runs; ++i)
+                              bareTranscode(big, 2, 90);
                       }) /
                       runs;
-    printf("4000x3000 into 1024x768 through HTTP (decoded at 1/2, quality 90), server processor time:\n");
-    printf("  through HTTP      best %7.1f ms  mean %7.1f ms  (%zu bytes)\n", served * 1000, servedMean * 1000,
-           servedSize);
-    printf("  bare libjpeg loop best %7.1f ms  mean %7.1f ms  (%zu bytes)\n", bare * 1000, bareMean * 1000,
-           bareSize);
+    printf("4000x3000 into 1024x768 through HTTP (decoded at 1/2, quality 90), server processor "
+           "time:\n");
+    printf("  through HTTP      best %7.1f ms  mean %7.1f ms  (%zu bytes)\n", served * 1000,
+           servedMean * 1000, servedSize);
+    printf("  bare libjpeg loop best %7.1f ms  mean %7.1f ms  (%zu bytes)\n", bare * 1000,
+           bareMean * 1000, bareSize);
     printf("  ratio of means    %7.3f  (target <= 1.15)\n", servedMean / bareMean);
     close(fd);
 
@@ -156,9 +167,10 @@ int main(int, char** argv) {
     if (wrk) pclose(wrk);
     double cpu = processSeconds(server) - cpuBefore;
     if (rate > 0) {
-        printf("160x120 thumbnails through HTTP with wrk (-c8, 5 s): %.0f per second, %.0f per server "
-               "processor second  (target >= 500 on one core)\n",
-               rate, cpu > 0 ? rate * 5 / cpu : 0.0);
+        printf(
+            "160x120 thumbnails through HTTP with wrk (-c8, 5 s): %.0f per second, %.0f per server "
+            "processor second  (target >= 500 on one core)\n",
+            rate, cpu > 0 ? rate * 5 / cpu : 0.0);
     } else {
         printf("thumbnails: wrk is not installed (apt-get install wrk)\n");
     }

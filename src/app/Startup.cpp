@@ -1,19 +1,20 @@
 // Startup.cpp - the start-up sequence, the responder table, and accepting connections.
 #include "app/Startup.h"
 
-#include "web/PictureResponders.h"
-#include "library/LibraryRegistry.h"
-#include "web/Bundle.h"
+#include "app/RuntimeRecord.h"
 #include "http/EventLoop.h"
-#include "web/Globals.h"
 #include "http/HttpContext.h"
+#include "http/Server.h"
+#include "library/LibraryRegistry.h"
 #include "settings/PreferenceStore.h"
 #include "settings/Preferences.h"
-#include "web/RequestHandler.h"
-#include "http/Server.h"
 #include "version.h"
+#include "web/Bundle.h"
+#include "web/Globals.h"
 #include "web/JsonApi.h"
 #include "web/LayoutPages.h"
+#include "web/PictureResponders.h"
+#include "web/RequestHandler.h"
 
 #include <cstdio>
 #include <ctime>
@@ -40,11 +41,22 @@ static void _SignalCallBack(uv_signal_t*, int signal) {
     sigHup(signal);
 }
 
+// SIGINT and SIGTERM end the loop, so that the server shuts down cleanly.
+static void _StopCallBack(uv_signal_t*, int) {
+    uv_stop(EventLoop());
+}
+
 int TessellanMain() {
     static uv_signal_t hangup;
     uv_signal_init(EventLoop(), &hangup);
     uv_signal_start(&hangup, _SignalCallBack, SIGHUP);
     uv_unref(reinterpret_cast<uv_handle_t*>(&hangup));
+    static uv_signal_t stops[2];
+    for (int i = 0; i < 2; ++i) {
+        uv_signal_init(EventLoop(), &stops[i]);
+        uv_signal_start(&stops[i], _StopCallBack, i == 0 ? SIGINT : SIGTERM);
+        uv_unref(reinterpret_cast<uv_handle_t*>(&stops[i]));
+    }
 
     stats.pageCount = stats.thumbnailCount = stats.imageCount = stats.errorCount = 0;
     stats.startTime = uint32_t(time(nullptr));
@@ -76,7 +88,9 @@ int TessellanMain() {
     // AcceptConnection gives up a reference of its own if the advertisement fails.
     ServerRetain(server);
     if (ServerConnect(server, title, CFSTR("_http._tcp."), uint32_t(port))) {
+        RuntimeRecordPublish(int(ServerGetPort(server)), toString(title));
         uv_run(EventLoop(), UV_RUN_DEFAULT);
+        RuntimeRecordWithdraw();
     } else {
         printf("could not serve on port %d\n", port);
         ServerRelease(server);

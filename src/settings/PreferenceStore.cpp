@@ -7,9 +7,11 @@
 #include "cf/CFURL.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
 #include <map>
 #include <mutex>
@@ -94,9 +96,34 @@ bool readFile(const std::string& path, Held& root, std::string& why) {
     return ok;
 }
 
+// Where the store's one-line messages about writing go.
+void (*reporter)(const std::string& line) = [](const std::string& line) { puts(line.c_str()); };
+
+// Removes the temporary files that writers killed mid-write left beside path: those named
+// after a process that no longer runs (or after this one, which has written nothing yet).
+void removeLeftoverTemporaries(const std::string& path) {
+    size_t slash = path.rfind('/');
+    std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    std::string prefix = path.substr(slash + 1) + ".tmp."; // then "<pid>.XXXXXX"
+    DIR* dir = opendir(folder.c_str());
+    if (!dir) return;
+    while (dirent* entry = readdir(dir)) {
+        std::string name = entry->d_name;
+        if (name.compare(0, prefix.size(), prefix) != 0) continue;
+        char* end = nullptr;
+        long pid = strtol(name.c_str() + prefix.size(), &end, 10);
+        if (pid <= 0 || *end != '.' || strlen(end + 1) != 6) continue;
+        if (pid != getpid() && !(kill(pid_t(pid), 0) != 0 && errno == ESRCH)) continue;
+        if (unlinkat(dirfd(dir), name.c_str(), 0) == 0)
+            reporter("removed " + folder + name + ", left over by an interrupted write");
+    }
+    closedir(dir);
+}
+
 void load(Store& s) {
     Held root;
     std::string why;
+    if (!s.loaded) removeLeftoverTemporaries(s.path);
     s.loaded = true;
     if (readFile(s.path, root, why)) {
         if (!s.readable)
@@ -114,38 +141,95 @@ void load(Store& s) {
     s.lastError = line;
 }
 
-bool makeParentFolders(const std::string& path) {
+// Makes the folders on the way to path (0700). False with why (the failed call and its error)
+// when one cannot be made.
+bool makeParentFolders(const std::string& path, std::string& why) {
     for (size_t slash = path.find('/', 1); slash != std::string::npos;
          slash = path.find('/', slash + 1)) {
         std::string folder = path.substr(0, slash);
-        if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) return false;
+        if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
+            why = "mkdir " + folder + ": " + strerror(errno);
+            return false;
+        }
     }
     return true;
 }
 
-// Writes text to a temporary file beside path and renames it over path.
-bool writeAtomically(const std::string& path, const std::string& text) {
-    if (!makeParentFolders(path)) return false;
-    std::string temporary = path + ".XXXXXX";
-    int fd = mkstemp(temporary.data());
-    if (fd < 0) return false;
-    struct stat info;
-    fchmod(fd, stat(path.c_str(), &info) == 0 ? (info.st_mode & 07777) : 0600);
-    size_t done = 0;
-    while (done < text.size()) {
+// Writes text to a new temporary file beside path (readable by its owner only from the moment
+// it exists), gives it mode, and renames it over path. On a failure the temporary file is
+// removed, path is left as it was, and why names the failed call with its own error.
+bool writeAtomically(const std::string& path, const std::string& text, mode_t mode,
+                     std::string& why) {
+    if (!makeParentFolders(path, why)) return false;
+    std::string temporary = PreferencesTemporaryPrefix(path) + "XXXXXX";
+    int fd = mkstemp(temporary.data()); // O_CREAT | O_EXCL, mode 0600
+    if (fd < 0) {
+        why = "mkstemp in " + path.substr(0, path.rfind('/') + 1) + ": " + strerror(errno);
+        return false;
+    }
+    auto fail = [&](const char* call) {
+        why = std::string(call) + " " + temporary + ": " + strerror(errno);
+        close(fd);
+        unlink(temporary.c_str());
+        return false;
+    };
+    for (size_t done = 0; done < text.size();) {
         ssize_t n = write(fd, text.data() + done, text.size() - done);
         if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;
+        if (n < 0) return fail("write");
+        if (n == 0) {
+            errno = ENOSPC;
+            return fail("write");
+        }
         done += size_t(n);
     }
-    bool ok = done == text.size() && fsync(fd) == 0;
-    ok = close(fd) == 0 && ok;
-    if (ok && rename(temporary.c_str(), path.c_str()) == 0) return true;
-    unlink(temporary.c_str());
-    return false;
+    if (fchmod(fd, mode) != 0) return fail("fchmod");
+    if (fsync(fd) != 0) return fail("fsync");
+    if (close(fd) != 0) {
+        why = "close " + temporary + ": " + strerror(errno);
+        unlink(temporary.c_str());
+        return false;
+    }
+    if (rename(temporary.c_str(), path.c_str()) != 0) {
+        why = "rename " + temporary + ": " + strerror(errno);
+        unlink(temporary.c_str());
+        return false;
+    }
+    return true;
+}
+
+// The mode the new file gets: the old file's, but owner-only while it holds a password; 0600
+// for a new file.
+mode_t modeFor(const std::string& path, CFDictionaryRef root) {
+    struct stat info;
+    mode_t mode = stat(path.c_str(), &info) == 0 ? (info.st_mode & 07777) : 0600;
+    if (CFDictionaryGetValue(root, CFSTR("pass"))) mode &= 0700;
+    return mode | 0600;
+}
+
+// The text of root when it reads back as the same dictionary; empty otherwise, so that a file
+// that cannot be parsed is never written.
+std::string checkedText(CFDictionaryRef root, std::string& why) {
+    std::string text = CFPropertyListCreateXMLText(root);
+    CFTypeRef back = CFPropertyListCreateFromXMLData(text, &why);
+    bool same =
+        back && CFGetTypeID(back) == kCFDictionaryTypeID &&
+        CFDictionaryGetCount(static_cast<CFDictionaryRef>(back)) == CFDictionaryGetCount(root);
+    if (back) CFRelease(back);
+    if (same) return text;
+    if (why.empty()) why = "the values do not make a property list that reads back";
+    return "";
 }
 
 } // namespace
+
+std::string PreferencesTemporaryPrefix(const std::string& path) {
+    return path + ".tmp." + std::to_string(getpid()) + ".";
+}
+
+void CFPreferencesSetReporter(void (*report)(const std::string& line)) {
+    reporter = report;
+}
 
 std::string CFPreferencesDefaultPath() {
     const char* config = getenv("XDG_CONFIG_HOME");
@@ -219,16 +303,18 @@ bool CFPreferencesAppSynchronize(CFStringRef) {
                                                        kCFStringEncodingUTF8));
                 values.push_back(value.get());
             }
-            CFTypeRef root = CFDictionaryCreate(keys.data(), values.data(), CFIndex(keys.size()));
+            auto root = static_cast<CFDictionaryRef>(
+                CFDictionaryCreate(keys.data(), values.data(), CFIndex(keys.size())));
             for (CFTypeRef key : keys)
                 CFRelease(key);
-            written = writeAtomically(s.path, CFPropertyListCreateXMLText(root));
+            std::string why, text = checkedText(root, why);
+            written = !text.empty() && writeAtomically(s.path, text, modeFor(s.path, root), why);
             CFRelease(root);
             if (written) {
                 s.pending.clear();
             } else {
-                printf("preferences file %s could not be written (%s)\n", s.path.c_str(),
-                       strerror(errno));
+                reporter("preferences file " + s.path + " could not be written (" + why +
+                         "); it is left as it was");
             }
         } else {
             written = false;

@@ -3,10 +3,10 @@
 // The domain is read from the file on first use and held in memory. Set values are pending
 // until synchronised: then the file is read again, the pending values are laid over it (every
 // other key is kept as the file has it), and the result is written to a temporary file that is
-// renamed over the old one. A file that exists but cannot be parsed is never overwritten: its
-// domain reads as empty (so every reader answers its default), values set meanwhile live in
-// memory only, and one line says which file could not be read and why. Every function may be
-// called from any thread.
+// renamed over the old one (see PreferencesTemporaryPrefix). A file that exists but cannot be
+// parsed is never overwritten: its domain reads as empty (so every reader answers its default),
+// values set meanwhile live in memory only, and one line says which file could not be read and
+// why. Every function may be called from any thread.
 #pragma once
 
 #include "cf/CFBase.h"
@@ -31,3 +31,14 @@ void CFPreferencesSetAppValue(CFStringRef key, CFTypeRef value, CFStringRef appl
 // Writes pending values (when the file could be read) and reads the file again. False when
 // the file could not be read or written.
 bool CFPreferencesAppSynchronize(CFStringRef applicationID);
+
+// Temporary files are named PreferencesTemporaryPrefix(path) + six random characters: the
+// file's path, ".tmp.", the writer's process id and ".". They are created readable by their
+// owner only, get the old file's mode just before the rename (owner-only whenever the
+// values hold "pass"), and are removed when the write fails. The first use of a path removes
+// the ones left there by writers that no longer run.
+std::string PreferencesTemporaryPrefix(const std::string& path);
+// Sends the store's messages about writing (a failed write naming the failed call and its
+// error, a removed left-over) to report instead of standard output. A failed write leaves
+// the old file as it was.
+void CFPreferencesSetReporter(void (*report)(const std::string& line));

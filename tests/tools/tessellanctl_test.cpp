@@ -1,0 +1,416 @@
+// tessellanctl_test.cpp - the real tessellanctl against preferences files and libraries in
+// temporary folders, and against a running server.
+#include "DemoLibrary.h"
+#include "support/EncodeJPEG.h"
+#include "support/ServerProcess.h"
+
+#include <algorithm>
+#include <chrono>
+#include <fcntl.h>
+#include <filesystem>
+#include <functional>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct CtlRun {
+    int status = -1;
+    std::string out, err;
+};
+
+// What the child reads from a pipe fd until its end.
+std::string drain(int fd) {
+    std::string text;
+    char buffer[4096];
+    for (ssize_t n; (n = read(fd, buffer, sizeof buffer)) > 0;)
+        text.append(buffer, size_t(n));
+    close(fd);
+    return text;
+}
+
+// Runs tessellanctl with the given arguments, environment additions and standard input. As
+// root, asNobody runs it as the unprivileged user 65534 so that file modes bind it.
+CtlRun runCtl(const std::vector<std::string>& arguments,
+              const std::map<std::string, std::string>& environment, const std::string& input = "",
+              bool asNobody = false) {
+    int in[2], out[2], err[2];
+    if (pipe(in) || pipe(out) || pipe(err)) return {};
+    pid_t child = fork();
+    if (child == 0) {
+        dup2(in[0], 0);
+        dup2(out[1], 1);
+        dup2(err[1], 2);
+        for (int fd : {in[0], in[1], out[0], out[1], err[0], err[1]})
+            close(fd);
+        for (auto& [name, value] : environment)
+            setenv(name.c_str(), value.c_str(), 1);
+        if (asNobody && geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(126);
+        std::string binary = TESSELLAN_BINARY_DIR "/tessellanctl";
+        std::vector<char*> argv{binary.data()};
+        for (const std::string& argument : arguments)
+            argv.push_back(const_cast<char*>(argument.c_str()));
+        argv.push_back(nullptr);
+        execv(argv[0], argv.data());
+        _exit(127);
+    }
+    close(in[0]);
+    close(out[1]);
+    close(err[1]);
+    if (!input.empty() && write(in[1], input.data(), input.size()) < 0) {
+    }
+    close(in[1]);
+    CtlRun run;
+    std::thread errors([&] { run.err = drain(err[0]); });
+    run.out = drain(out[0]);
+    errors.join();
+    int status = 0;
+    waitpid(child, &status, 0);
+    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return run;
+}
+
+// One photo of a test album file.
+std::string photoEntry(int key, const std::string& picture, const std::string& thumbnail) {
+    return "<key>" + std::to_string(key) + "</key><dict><key>ImagePath</key><string>" + picture +
+           "</string><key>ThumbPath</key><string>" + thumbnail +
+           "</string><key>MediaType</key><string>Image</string><key>Caption</key><string>c"
+           "</string><key>Comment</key><string></string><key>DateAsTimerInterval</key><real>1"
+           "</real><key>ModDateAsTimerInterval</key><real>1</real>"
+           "<key>MetaModDateAsTimerInterval</key><real>1</real></dict>";
+}
+
+// A library folder whose album file lists albums 10 "Summer" (photos 1 and 2), 11 and 12 both
+// "Winter", and 2007 named "10". Photo 1 has its picture and thumbnail; photo 2's picture is
+// text and its thumbnail is missing.
+std::string writeLibrary(const TempFolder& files, const std::string& name) {
+    std::string folder = files.sub(name);
+    files.write(name + "/pics/one.jpg", testsupport::encodeJPEG(64, 48));
+    files.write(name + "/thumbs/one.jpg", testsupport::encodeJPEG(32, 24));
+    files.write(name + "/pics/two.jpg", "not a picture");
+    auto album = [](int id, const char* albumName, const std::string& keys) {
+        return "<dict><key>AlbumId</key><integer>" + std::to_string(id) +
+               "</integer><key>AlbumName</key><string>" + albumName +
+               "</string><key>KeyList</key><array>" + keys + "</array></dict>";
+    };
+    files.write(name + "/AlbumData.xml",
+                "<plist><dict><key>List of Albums</key><array>" +
+                    album(10, "Summer", "<string>1</string><string>2</string>") +
+                    album(11, "Winter", "<string>1</string>") + album(12, "Winter", "") +
+                    album(2007, "10", "") + "</array><key>Master Image List</key><dict>" +
+                    photoEntry(1, folder + "/pics/one.jpg", folder + "/thumbs/one.jpg") +
+                    photoEntry(2, folder + "/pics/two.jpg", folder + "/thumbs/two.jpg") +
+                    "</dict></dict></plist>");
+    return folder;
+}
+
+class Tessellanctl : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        runtime = files.sub("run");
+        chmod(runtime.c_str(), 0700);
+        prefs = files.path("config/prefs.plist");
+    }
+    CtlRun ctl(std::vector<std::string> arguments, const std::string& input = "",
+               bool asNobody = false) {
+        arguments.insert(arguments.begin(), {"--prefs", prefs});
+        return runCtl(arguments,
+                      {{"XDG_RUNTIME_DIR", runtime}, {"XDG_DATA_HOME", files.path("data")}}, input,
+                      asNobody);
+    }
+    CFDictionary_t prefsRoot() { return readPropertyList(prefs); }
+    std::vector<int> published(int library) {
+        auto libraries = prefsRoot().get<CFArray_t<CFDictionary_t>>(CFSTR("libraries"));
+        for (CFIndex i = 0; i < libraries.count(); ++i) {
+            CFDictionary_t entry = libraries.elem(i);
+            if (int(entry.get<CFNumber_t>(CFSTR("id"))) != library) continue;
+            NumArray albums = entry.get<NumArray>(CFSTR("albums"));
+            std::vector<int> ids;
+            for (CFIndex a = 0; a < albums.count(); ++a)
+                ids.push_back(int(albums.elem(a)));
+            return ids;
+        }
+        return {};
+    }
+    TempFolder files;
+    std::string runtime, prefs;
+};
+
+int lines(const std::string& text) {
+    return int(std::count(text.begin(), text.end(), '\n'));
+}
+
+TEST_F(Tessellanctl, BadInputGetsOneLineAndLeavesEveryFileAsItWas) {
+    std::string library = writeLibrary(files, "Old Library");
+    ASSERT_EQ(ctl({"library", "add", library}).status, 0);
+    std::string added = readFile(prefs);
+    files.sub("empty");
+    files.write("notplist/AlbumData.xml", "<plist><dict><key>x</key></plist>");
+    struct Case {
+        const char* name; // what would be wrong if it failed
+        std::vector<std::string> arguments;
+        std::function<void()> setUp;
+        int status;
+        const char* message;
+        bool asNobody = false;
+    } cases[] = {
+        {"folder without album file",
+         {"library", "add", files.path("empty")},
+         {},
+         1,
+         "no album file in"},
+        {"album file not a property list",
+         {"library", "add", files.path("notplist")},
+         {},
+         1,
+         "is not a readable album file ("},
+        {"unknown album id", {"publish", "1", "999"}, {}, 1, "no album '999' in library 1"},
+        {"ambiguous album name", {"publish", "1", "Winter"}, {}, 1, "(ids 11, 12)"},
+        {"unknown library", {"albums", "7"}, {}, 1, "there is no library 7"},
+        {"library id not a number", {"albums", "one"}, {}, 1, "library id 'one' is not a number"},
+        {"library id taken",
+         {"library", "add", files.path("other"), "--id", "1"},
+         [&] {
+             files.write("other/AlbumData.xml", "<plist><dict><key>List of Albums</key><array/>"
+                                                "</dict></plist>");
+         },
+         1,
+         "library id 1 is taken"},
+        {"folder already published", {"library", "add", library}, {}, 1, "is already library 1"},
+        {"port not a number", {"set", "port", "eighty"}, {}, 1, "port 'eighty' is not a number"},
+        {"port above 65535", {"set", "port", "65536"}, {}, 1, "port 65536 is above 65535"},
+        {"unknown layout", {"set", "layout", "Nowhere"}, {}, 1, "no layout 'Nowhere'"},
+        {"layout climbing out", {"set", "layout", ".."}, {}, 1, "layout name '..' is not usable"},
+        {"layout with a slash", {"set", "layout", "Default/x"}, {}, 1, "is not usable"},
+        {"quality out of range",
+         {"set", "image-quality", "3"},
+         {},
+         1,
+         "image-quality takes low, medium, high or 0, 1, 2"},
+        {"empty password", {"password", "ana"}, {}, 1, "no password on standard input"},
+        {"user name with a colon", {"password", "a:b"}, {}, 1, "may not hold ':'"},
+        {"no running server", {"status"}, {}, 1, "tessellan is not running with"},
+        {"unknown command", {"frobnicate"}, {}, 2, "unknown command 'frobnicate'"},
+        {"unknown setting", {"set", "colour", "red"}, {}, 2, "unknown setting 'colour'"},
+        {"publish without albums", {"publish", "1"}, {}, 2, "too few arguments for publish"},
+        {"--all with albums", {"publish", "1", "Summer", "--all"}, {}, 2, "too many arguments"},
+        {"unknown option",
+         {"library", "add", library, "--colour"},
+         {},
+         2,
+         "unknown option '--colour'"},
+        {"option without value",
+         {"library", "add", library, "--name"},
+         {},
+         2,
+         "--name needs a value"},
+        {"preferences file that cannot be parsed",
+         {"set", "title", "New"},
+         [&] { files.write("config/prefs.plist", "<plist><dict><key>title</key>"); },
+         1,
+         "cannot be read (",
+         false},
+        {"read-only preferences folder",
+         {"set", "title", "New"},
+         [&] {
+             chmod(files.path().c_str(), 0755);
+             chmod(files.path("config").c_str(), 0555);
+             chmod(prefs.c_str(), 0644);
+         },
+         1,
+         "could not be written (mkstemp in",
+         true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        files.write("config/prefs.plist", added);
+        if (c.setUp) c.setUp();
+        std::string before = readFile(prefs);
+        auto entriesBefore = std::distance(fs::directory_iterator(files.path("config")), {});
+        CtlRun run = ctl(c.arguments, "", c.asNobody);
+        chmod(files.path("config").c_str(), 0700);
+        EXPECT_EQ(run.status, c.status) << run.err;
+        EXPECT_EQ(lines(run.err), 1) << run.err;
+        EXPECT_EQ(run.err.rfind("tessellanctl: ", 0), 0u) << run.err;
+        EXPECT_NE(run.err.find(c.message), std::string::npos) << run.err;
+        EXPECT_EQ(readFile(prefs), before) << "the preferences file changed";
+        EXPECT_EQ(std::distance(fs::directory_iterator(files.path("config")), {}), entriesBefore)
+            << "a file was left beside the preferences";
+    }
+}
+
+TEST_F(Tessellanctl, PublishesAlbumsByIdByNameAndAll) {
+    std::string library = writeLibrary(files, "Bibliothèque de Ana");
+    CtlRun add = ctl({"library", "add", library + "/", "--full-size-download", "yes"});
+    ASSERT_EQ(add.status, 0) << add.err;
+    EXPECT_NE(add.out.find("added library 1 \"Bibliothèque de Ana\""), std::string::npos)
+        << add.out;
+    EXPECT_NE(add.out.find("Summer"), std::string::npos) << "the albums found are listed";
+    auto entry = prefsRoot().get<CFArray_t<CFDictionary_t>>(CFSTR("libraries")).elem(0);
+    EXPECT_EQ(text(entry, CFSTR("path")), library) << "absolute, without the trailing slash";
+    EXPECT_TRUE(CFBooleanGetValue(entry.get<CFBoolean_t>(CFSTR("FullSizeDownload"))));
+    EXPECT_TRUE(published(1).empty());
+
+    struct Step {
+        std::vector<std::string> arguments;
+        std::vector<int> expected;
+        const char* rule;
+    } steps[] = {
+        {{"publish", "1", "Summer"}, {10}, "an album named by its name"},
+        {{"publish", "1", "12", "10"}, {10, 12}, "ids are added in order, once each"},
+        {{"publish", "1", "2007"}, {10, 12, 2007}, "digits are an id when the library has it"},
+        {{"unpublish", "1", "Summer"}, {12, 2007}, "unpublishing by name"},
+        {{"publish", "1", "--all"}, {12, 2007, 10, 11}, "--all adds the rest in file order"},
+        {{"unpublish", "1", "--all"}, {}, "--all removes every album"},
+    };
+    for (const Step& step : steps) {
+        CtlRun run = ctl(step.arguments);
+        EXPECT_EQ(run.status, 0) << step.rule << ": " << run.err;
+        EXPECT_EQ(published(1), step.expected) << step.rule;
+    }
+    CtlRun second = ctl({"library", "add", writeLibrary(files, "Second"), "--name", "Zweite"});
+    EXPECT_EQ(second.status, 0) << second.err;
+    EXPECT_NE(second.out.find("added library 2 \"Zweite\""), std::string::npos) << second.out;
+    CtlRun list = ctl({"library", "list"});
+    EXPECT_EQ(lines(list.out), 2) << list.out;
+    EXPECT_EQ(ctl({"library", "remove", "1"}).status, 0);
+    list = ctl({"library", "list"});
+    EXPECT_EQ(list.out.find("Bibliothèque"), std::string::npos) << list.out;
+    EXPECT_TRUE(fs::exists(library + "/AlbumData.xml")) << "removing never touches the library";
+}
+
+TEST_F(Tessellanctl, SettingsAreStoredAsTheServerReadsThem) {
+    files.write("data/Tessellan/layouts/Mine/index.html", "<html></html>");
+    struct Case {
+        std::vector<std::string> arguments;
+        const char* key;
+        std::string expected; // the stored value as text
+    } cases[] = {
+        {{"set", "title", "Ana's pictures"}, "title", "Ana's pictures"},
+        {{"set", "port", "0"}, "port", "0"},
+        {{"set", "port", "65535"}, "port", "65535"},
+        {{"set", "layout", "Default"}, "siteLayout", "Default"},
+        {{"set", "layout", "Mine"}, "siteLayout", "Mine"},
+        {{"set", "thumbnail-quality", "high"}, "ThumbnailQuality", "2"},
+        {{"set", "image-quality", "0"}, "ImageQuality", "0"},
+        {{"set", "image-quality", "medium"}, "ImageQuality", "1"},
+    };
+    for (const Case& c : cases) {
+        CtlRun run = ctl(c.arguments);
+        ASSERT_EQ(run.status, 0) << c.arguments[1] << ": " << run.err;
+        CFDictionary_t root = prefsRoot();
+        CFTypeRef value = CFDictionaryGetValue(root, makeString(c.key));
+        ASSERT_NE(value, nullptr) << c.key;
+        std::string stored = CFGetTypeID(value) == CFStringGetTypeID()
+                                 ? CFStringGetUTF8(static_cast<CFStringRef>(value))
+                                 : std::to_string(int(CFNumber_t(value, CFNumber_t::Get)));
+        EXPECT_EQ(stored, c.expected) << c.arguments[1] << " " << c.arguments[2];
+    }
+    EXPECT_EQ(text(prefsRoot(), CFSTR("title")), "Ana's pictures") << "other keys are kept";
+}
+
+TEST_F(Tessellanctl, PasswordKeepsThePreferencesFileOwnerOnly) {
+    files.write("config/prefs.plist",
+                "<plist><dict><key>title</key><string>T</string></dict></plist>");
+    chmod(prefs.c_str(), 0644);
+    CtlRun run = ctl({"password", "ana"}, "s3cret pass\n");
+    ASSERT_EQ(run.status, 0) << run.err;
+    CFDictionary_t root = prefsRoot();
+    EXPECT_TRUE(CFBooleanGetValue(root.get<CFBoolean_t>(CFSTR("auth"))));
+    EXPECT_EQ(text(root, CFSTR("user")), "ana");
+    EXPECT_EQ(text(root, CFSTR("pass")), "s3cret pass") << "the whole line, without its end";
+    EXPECT_EQ(text(root, CFSTR("title")), "T");
+    struct stat info;
+    ASSERT_EQ(stat(prefs.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 07777, 0600u);
+    EXPECT_EQ(ctl({"set", "title", "U"}).status, 0);
+    ASSERT_EQ(stat(prefs.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 07777, 0600u) << "a later write keeps the password private";
+
+    ASSERT_EQ(ctl({"password", "--off"}).status, 0);
+    root = prefsRoot();
+    EXPECT_FALSE(CFBooleanGetValue(root.get<CFBoolean_t>(CFSTR("auth"))));
+    EXPECT_EQ(CFDictionaryGetValue(root, CFSTR("pass")), nullptr) << "the password is dropped";
+}
+
+TEST_F(Tessellanctl, CheckCountsFoundMissingAndUnreadableFiles) {
+    std::string library = writeLibrary(files, "lib");
+    ASSERT_EQ(ctl({"library", "add", library}).status, 0);
+    ASSERT_EQ(ctl({"publish", "1", "Summer", "11"}).status, 0);
+    CtlRun run = ctl({"check", "1"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.out.find("2 photos"), std::string::npos) << "photo 1 in two albums counts once\n"
+                                                           << run.out;
+    EXPECT_NE(run.out.find("pictures: 1 found, 0 missing, 1 not readable as pictures\n"
+                           "  not readable: " +
+                           library + "/pics/two.jpg\n"),
+              std::string::npos)
+        << run.out;
+    EXPECT_NE(run.out.find("thumbnails: 1 found, 1 missing, 0 not readable as pictures\n"
+                           "  missing: " +
+                           library + "/thumbs/two.jpg\n"),
+              std::string::npos)
+        << run.out;
+    EXPECT_EQ(run.err, "tessellanctl: library 1: 2 problems found\n");
+
+    ASSERT_EQ(ctl({"unpublish", "1", "Summer"}).status, 0);
+    run = ctl({"check", "1"});
+    EXPECT_EQ(run.status, 0) << run.out << run.err;
+}
+
+TEST_F(Tessellanctl, RunningServerSeesAPublishWithinASecond) {
+    const DemoLibrary& demo = demoLibrary();
+    int port = testsupport::freePort();
+    ASSERT_EQ(ctl({"set", "port", std::to_string(port)}).status, 0);
+    ASSERT_EQ(ctl({"library", "add", demo.folder, "--name", "Demo"}).status, 0);
+    testsupport::ServerProcess server;
+    ASSERT_TRUE(server.start({"--prefs", prefs, "--resources", TESSELLAN_SOURCE_DIR "/resources"},
+                             {{"XDG_RUNTIME_DIR", runtime}}, port));
+
+    CtlRun status = ctl({"status"});
+    EXPECT_EQ(status.status, 0) << status.err;
+    EXPECT_NE(status.out.find("tessellan is running"), std::string::npos) << status.out;
+    EXPECT_NE(status.out.find(":" + std::to_string(port) + "/"), std::string::npos) << status.out;
+    EXPECT_NE(status.out.find("library 1 \"Demo\": 0 albums published"), std::string::npos)
+        << status.out;
+    EXPECT_EQ(testsupport::bodyOf(testsupport::get(port, "/json/getalbums?l=1")).find("Tess"),
+              std::string::npos);
+
+    CtlRun publish = ctl({"publish", "1", "Tessellations"});
+    ASSERT_EQ(publish.status, 0) << publish.err;
+    EXPECT_NE(publish.out.find("reads the change now"), std::string::npos) << publish.out;
+    auto start = std::chrono::steady_clock::now();
+    std::string albums;
+    while (std::chrono::steady_clock::now() - start < std::chrono::seconds(1)) {
+        albums = testsupport::bodyOf(testsupport::get(port, "/json/getalbums?l=1"));
+        if (albums.find("Tessellations") != std::string::npos) break;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    EXPECT_NE(albums.find("\"Tessellations\""), std::string::npos) << albums;
+
+    CtlRun port2 = ctl({"set", "port", std::to_string(port + 1)});
+    EXPECT_NE(port2.out.find("listens on port " + std::to_string(port) + " until it restarts"),
+              std::string::npos)
+        << port2.out;
+
+    server.stop();
+    EXPECT_TRUE(fs::is_empty(runtime + "/tessellan")) << "a clean stop removes the record";
+    EXPECT_EQ(ctl({"status"}).status, 1);
+}
+
+TEST_F(Tessellanctl, HelpAndVersion) {
+    CtlRun help = ctl({"--help"});
+    EXPECT_EQ(help.status, 0);
+    for (const char* command : {"status", "library add FOLDER", "albums ID", "publish ID",
+                                "set port", "password USER", "check ID"})
+        EXPECT_NE(help.out.find(command), std::string::npos) << command;
+    CtlRun version = ctl({"--version"});
+    EXPECT_EQ(version.out, "tessellanctl " TESSELLAN_TEST_VERSION "\n");
+}
+
+} // namespace
