@@ -6,6 +6,7 @@
 #include "cf/CFReadStream.h"
 #include "cf/CFURL.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -49,6 +50,9 @@ struct Store {
     std::map<std::string, Held> pending; // set since the last write; null values remove
 };
 
+// Moves on with every change to what the store answers.
+std::atomic<uint64_t> changes{1};
+
 Store& store() {
     static Store* instance = new Store(CFPreferencesDefaultPath());
     return *instance;
@@ -91,6 +95,7 @@ void load(Store& s) {
     Held root;
     std::string why;
     s.loaded = true;
+    ++changes;
     if (readFile(s.path, root, why)) {
         if (!s.readable)
             s.pending.clear(); // values set while unreadable were never meant for this file
@@ -155,6 +160,7 @@ std::string CFPreferencesDefaultPath() {
 void CFPreferencesSetPath(const std::string& path) {
     Store& s = store();
     s = Store(path);
+    ++changes;
 }
 
 const std::string& CFPreferencesGetPath() {
@@ -178,6 +184,11 @@ void CFPreferencesSetAppValue(CFStringRef key, CFTypeRef value, CFStringRef) {
     Store& s = store();
     if (!s.loaded) load(s);
     s.pending[keyText(key)] = Held(value ? CFRetain(value) : nullptr);
+    ++changes;
+}
+
+uint64_t CFPreferencesChangeCount() {
+    return changes.load();
 }
 
 bool CFPreferencesAppSynchronize(CFStringRef) {

@@ -11,6 +11,7 @@
 #include "cf/CFBase.h"
 #include "cf/CFString.h"
 
+#include <cstdint>
 #include <string>
 
 // The preferences domain of this application.
@@ -30,3 +31,7 @@ void CFPreferencesSetAppValue(CFStringRef key, CFTypeRef value, CFStringRef appl
 // Writes pending values (when the file could be read) and reads the file again. False when
 // the file could not be read or written.
 bool CFPreferencesAppSynchronize(CFStringRef applicationID);
+// A number that moves on whenever what CFPreferencesCopyAppValue answers may have changed (the
+// file was read, a value was set, the store was pointed elsewhere), so readers can keep what
+// they derived from the preferences until it does. Never goes back; safe from any thread.
+uint64_t CFPreferencesChangeCount();
