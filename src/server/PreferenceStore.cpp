@@ -95,17 +95,18 @@ void load(Store& s) {
     Held root;
     std::string why;
     s.loaded = true;
-    ++changes;
     if (readFile(s.path, root, why)) {
         if (!s.readable)
             s.pending.clear(); // values set while unreadable were never meant for this file
         s.readable = true;
         s.lastError.clear();
         s.file = root;
+        ++changes; // after the new values are in place, so no reader keeps the old ones
         return;
     }
     s.readable = false;
     s.file = Held();
+    ++changes;
     std::string line =
         "preferences file " + s.path + " could not be read (" + why + "); using defaults";
     if (line != s.lastError) puts(line.c_str());
