@@ -246,6 +246,7 @@ struct Lookups {
 // The lookups of one request each, against album 999000 of library id (photos of it).
 Lookups timeLookups(unsigned id, size_t photos) {
     const unsigned album = 999000;
+    libGetAlbumPhotos(id, album); // loads the album file
     Lookups result;
     result.page = perCall([&](int i) {
         std::optional<AlbumPhotos> list = libGetAlbumPhotos(id, album);

@@ -45,15 +45,29 @@ CFStringRef archivePathOf(CFDictionaryRef root) {
     return isA(value, kCFStringTypeID) ? static_cast<CFStringRef>(value) : nullptr;
 }
 
+// The last component of a POSIX path as a file URL names it: trailing slashes are not part of
+// it, and a path of slashes only answers "/".
 CFString_t lastPathComponent(const CFString_t& path) {
-    CFURL_t url(CFURLCreateWithFileSystemPath(path, kCFURLPOSIXPathStyle, false), CFURL_t::Create);
-    return CFString_t(CFURLCopyLastPathComponent(url), CFString_t::Create);
+    CFIndex end = CFStringGetLength(path);
+    while (end > 1 && CFStringGetCharacterAtIndex(path, end - 1) == '/')
+        --end;
+    CFIndex start = end;
+    while (start > 0 && CFStringGetCharacterAtIndex(path, start - 1) != '/')
+        --start;
+    if (start == end && end > 0) return CFString_t("/");
+    if (const uint8_t* narrow = CFStringGetLatin1Ptr(path))
+        return CFString_t(
+            CFStringCreateWithBytes(narrow + start, end - start, kCFStringEncodingISOLatin1),
+            CFString_t::Create);
+    return CFString_t(
+        CFStringCreateWithCharacters(CFStringGetCharactersPtr(path) + start, end - start),
+        CFString_t::Create);
 }
 
 // The record of a photo whose every listed key is present with its type, else null. Agrees
 // with AlbumSnapshot::makeRecord, which throws exactly when this answers null.
-std::unique_ptr<PhotoInfo> completeRecord(CFStringRef key, CFDictionaryRef photo,
-                                          const PathRemap& paths) {
+std::optional<PhotoInfo> completeRecord(CFStringRef key, CFDictionaryRef photo,
+                                        const PathRemap& paths) {
     CFTypeRef image = valueOf(photo, CFSTR("ImagePath")),
               original = valueOf(photo, CFSTR("OriginalPath")),
               thumb = valueOf(photo, CFSTR("ThumbPath")),
@@ -68,12 +82,12 @@ std::unique_ptr<PhotoInfo> completeRecord(CFStringRef key, CFDictionaryRef photo
         !isA(modDate, kCFNumberTypeID) || !isA(metaModDate, kCFNumberTypeID) ||
         !isA(mediaType, kCFStringTypeID) || !isA(caption, kCFStringTypeID) ||
         !isA(comment, kCFStringTypeID))
-        return nullptr;
+        return std::nullopt;
     CFString_t imagePath = paths.resolve(static_cast<CFStringRef>(image));
     CFString_t originalPath =
         original ? paths.resolve(static_cast<CFStringRef>(original)) : imagePath;
     CFString_t thumbPath = paths.resolve(static_cast<CFStringRef>(thumb));
-    auto info = std::make_unique<PhotoInfo>(thumbPath, imagePath, originalPath);
+    std::optional<PhotoInfo> info(std::in_place, thumbPath, imagePath, originalPath);
     info->id = CFStringGetIntValue(key);
     info->date = CFNumber_t(date, CFNumber_t::Get);
     info->modDate = CFNumber_t(modDate, CFNumber_t::Get);
@@ -108,6 +122,12 @@ AlbumSnapshot::AlbumSnapshot(CFDictionaryRef root, const std::string& folder)
     if (isA(master, kCFDictionaryTypeID)) master_ = static_cast<CFDictionaryRef>(master);
     indexAlbums();
     std::unordered_map<CFDictionaryRef, uint32_t> numbers;
+    if (master_) {
+        // Records never move once made: room for every photo is reserved up front (a photo
+        // dictionary is found under one key only, so there are never more records).
+        records_.reserve(size_t(CFDictionaryGetCount(master_)));
+        numbers.reserve(records_.capacity());
+    }
     for (Album& album : albums_)
         indexKeys(album, numbers);
 }

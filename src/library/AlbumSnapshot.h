@@ -18,6 +18,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -92,8 +93,8 @@ class AlbumSnapshot {
     friend class AlbumPhotos;
     struct Album;
     struct Record {
-        CFDictionaryRef dict;            // the photo dictionary, borrowed
-        std::unique_ptr<PhotoInfo> info; // null when a key the listing needs is missing
+        CFDictionaryRef dict;          // the photo dictionary, borrowed
+        std::optional<PhotoInfo> info; // empty when a key the listing needs is missing
     };
 
     const Album& findAlbum(unsigned long album) const;
