@@ -9,10 +9,14 @@
 #include <vector>
 
 inline constexpr int kAlbums = 200;
+// Where the album files say their library was on the computer that wrote them.
+inline constexpr const char* kOldHome = "/home/ana/Pictures/Old Library";
 
 // Writes the album file the way the photo application lays it out (tab-indented, one element a
-// line), streaming so that the generating process stays small.
-inline void writeAlbumFile(const std::string& file, int photos) {
+// line), streaming so that the generating process stays small. Stored paths are under kOldHome;
+// archivePath is what the file records as its library folder.
+inline void writeAlbumFile(const std::string& file, int photos,
+                           const char* archivePath = kOldHome) {
     FILE* out = fopen(file.c_str(), "w");
     if (!out) {
         perror(file.c_str());
@@ -26,14 +30,14 @@ inline void writeAlbumFile(const std::string& file, int photos) {
         "School play",       "New house"};
     static const char* words[] = {"sunset", "family", "beach", "dog",     "mountain",
                                   "party",  "snow",   "lake",  "grandma", "bike"};
-    const char* home = "/home/ana/Pictures/Old Library";
+    const char* home = kOldHome;
 
     fprintf(out,
             "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n"
             "\t<key>Application Version</key>\n\t<string>6.0.5 (316)</string>\n"
             "\t<key>Archive Path</key>\n\t<string>%s</string>\n"
             "\t<key>List of Albums</key>\n\t<array>\n",
-            home);
+            archivePath);
     const int firstKey = 1000;
     for (int album = 0; album < kAlbums; ++album) {
         std::vector<int> keys;

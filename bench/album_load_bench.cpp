@@ -1,20 +1,32 @@
-// album_load_bench.cpp - time and peak memory of loading a large album file, against expat alone.
+// album_load_bench.cpp - loading a large album file, and looking things up in it, against
+// references from the same run.
 //
-// Writes an AlbumData.xml of 50,000 photos and 200 albums into a temporary folder, then
-// measures in forked children (so each peak RSS is the child's own): (a) expat walking the
-// file with empty callbacks, (b) PhotoLibrary loading it and answering one getPhotoList for
-// the album holding every photo. Targets: (b) within 2.5x the time of (a), and its peak memory
-// above the process's baseline within 2x the file size.
+// Writes AlbumData.xml files of 50,000 photos and 200 albums into temporary folders, then
+// measures in forked children (so each peak RSS is the child's own):
+//   (a) expat walking the file with empty callbacks;
+//   (b) PhotoLibrary loading it, every stored path under its "Archive Path" (so every path is
+//       resolved against the library folder), and listing the album holding every photo;
+//   (c) the same file whose "Archive Path" matches no stored path (nothing resolved).
+// Targets: (b) within 2.5x the time of (a), and its peak memory above the process's baseline
+// within 2x the file size; (b) at most 1.05x (c).
+// Then, in this process, the lookups of each request against the 50,000-photo album and a
+// 23-photo one through the registry: a page of 24 records (getpics), one record (getpicinfo),
+// a thumbnail path (/thumbnail/) and a picture's record (/image/). Target: each at most 1.5x
+// its cost on the small album.
 //
 // Usage: album_load_bench [photos] [runs]
 #include "AlbumFileWriter.h"
+#include "library/LibraryRegistry.h"
 #include "library/PhotoLibrary.h"
+#include "settings/PreferenceStore.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <expat.h>
+#include <optional>
 #include <random>
 #include <string>
 #include <sys/resource.h>
@@ -57,7 +69,7 @@ bool walkWithExpat(const std::string& file) {
     return ok;
 }
 
-// (b): the store loading the file and listing the album of every photo.
+// (b), (c): the store loading the file and listing the album of every photo.
 bool loadLibrary(const std::string& folder, size_t photos) {
     PhotoLibrary* library = PhotoLibrary::getLibrary(folder);
     if (!library) return false;
@@ -96,20 +108,80 @@ double childrenPeak() {
     return double(usage.ru_maxrss) * 1024.0;
 }
 
+// Seconds per call of op(i), over enough calls to take about a fifth of a second.
+template <class Op> double perCall(Op op) {
+    int calls = 1;
+    for (;;) {
+        double start = now();
+        for (int i = 0; i < calls; ++i)
+            op(i);
+        double elapsed = now() - start;
+        if (elapsed > 0.2) return elapsed / calls;
+        calls *= 2;
+    }
+}
+
+volatile size_t sink; // keeps the lookups from being optimised away
+
+struct Lookups {
+    double page, record, thumbnail, picture, copiedList;
+};
+
+// The lookups of one request each, against album 999000 of library id (photos of it).
+Lookups timeLookups(unsigned id, size_t photos) {
+    const unsigned album = 999000;
+    libGetAlbumPhotos(id, album); // loads the album file
+    Lookups result;
+    result.page = perCall([&](int i) {
+        std::optional<AlbumPhotos> list = libGetAlbumPhotos(id, album);
+        size_t first = size_t(i) * 7 % list->size(), end = std::min(first + 24, list->size());
+        for (size_t k = first; k < end; ++k)
+            sink = sink + size_t((*list)[k].id) + size_t(CFStringGetLength((*list)[k].caption));
+    });
+    result.record = perCall([&](int i) {
+        std::optional<AlbumPhotos> list = libGetAlbumPhotos(id, album);
+        const PhotoInfo& photo = (*list)[size_t(i) % list->size()];
+        sink = sink + size_t(CFStringGetLength(photo.imagePath)) + size_t(photo.date);
+    });
+    result.thumbnail = perCall([&](int i) {
+        CFString_t path = libGetImagePath(id, album, unsigned(1000 + size_t(i) % photos), true);
+        sink = sink + size_t(CFStringGetLength(path));
+    });
+    result.picture = perCall([&](int i) {
+        std::optional<AlbumPhotos> list = libGetAlbumPhotos(id, album);
+        sink = sink + size_t(CFStringGetLength((*list)[size_t(i) % list->size()].imagePath));
+    });
+    result.copiedList = perCall([&](int) {
+        std::vector<PhotoInfo> list;
+        libGetPhotoList(id, album, list);
+        sink = sink + list.size();
+    });
+    return result;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     int photos = argc > 1 ? atoi(argv[1]) : 50000;
     int runs = argc > 2 ? atoi(argv[2]) : 3;
+    const int smallPhotos = 23;
     char folderName[] = "/tmp/tessellan-benchXXXXXX";
     if (!mkdtemp(folderName)) {
         perror("mkdtemp");
         return 1;
     }
-    std::string folder = folderName, file = folder + "/AlbumData.xml";
-    writeAlbumFile(file, photos);
+    std::string folder = folderName;
+    std::string moved = folder + "/Old Library \xC3\xA9t\xC3\xA9", kept = folder + "/Kept",
+                small = folder + "/Small";
+    for (const std::string& f : {moved, kept, small})
+        mkdir(f.c_str(), 0755);
+    // The same file twice but for its archive path, which in (c) differs from every stored
+    // path at its fifth character.
+    writeAlbumFile(moved + "/AlbumData.xml", photos, kOldHome);
+    writeAlbumFile(kept + "/AlbumData.xml", photos, "/hom_/ana/Pictures/Old Library");
+    writeAlbumFile(small + "/AlbumData.xml", smallPhotos, kOldHome);
     struct stat info;
-    stat(file.c_str(), &info);
+    stat((moved + "/AlbumData.xml").c_str(), &info);
     double size = double(info.st_size);
     printf("album file: %d photos, %d albums, %.1f MiB\n", photos, kAlbums, size / 1048576);
 
@@ -117,9 +189,9 @@ int main(int argc, char** argv) {
     timeInChild([] { return true; });
     double baseline = childrenPeak();
 
-    double expat = 1e9, store = 1e9;
+    double expat = 1e9, store = 1e9, plain = 1e9;
     for (int i = 0; i < runs; ++i) {
-        double t = timeInChild([&] { return walkWithExpat(file); });
+        double t = timeInChild([&] { return walkWithExpat(moved + "/AlbumData.xml"); });
         if (t < 0) {
             fprintf(stderr, "expat failed\n");
             return 1;
@@ -127,24 +199,57 @@ int main(int argc, char** argv) {
         expat = std::min(expat, t);
     }
     double expatPeak = childrenPeak();
+    double storePeak = 0;
     for (int i = 0; i < runs; ++i) {
-        double t = timeInChild([&] { return loadLibrary(folder, size_t(photos)); });
-        if (t < 0) {
+        // Interleaved, so both see the same machine.
+        double with = timeInChild([&] { return loadLibrary(moved, size_t(photos)); });
+        storePeak = childrenPeak();
+        double without = timeInChild([&] { return loadLibrary(kept, size_t(photos)); });
+        if (with < 0 || without < 0) {
             fprintf(stderr, "PhotoLibrary load or listing failed\n");
             return 1;
         }
-        store = std::min(store, t);
+        store = std::min(store, with);
+        plain = std::min(plain, without);
     }
-    double storePeak = childrenPeak();
+
+    // The lookups, through the registry as the responders make them.
+    std::string prefs = folder + "/prefs.plist";
+    FILE* out = fopen(prefs.c_str(), "w");
+    fprintf(out,
+            "<plist><dict><key>libraries</key><array>"
+            "<dict><key>id</key><integer>1</integer><key>name</key><string>Big</string>"
+            "<key>path</key><string>%s</string><key>albums</key><array><integer>999000</integer>"
+            "</array></dict>"
+            "<dict><key>id</key><integer>2</integer><key>name</key><string>Small</string>"
+            "<key>path</key><string>%s</string><key>albums</key><array><integer>999000</integer>"
+            "</array></dict></array></dict></plist>\n",
+            moved.c_str(), small.c_str());
+    fclose(out);
+    CFPreferencesSetPath(prefs);
+    Lookups big = timeLookups(1, size_t(photos)), few = timeLookups(2, smallPhotos);
 
     std::string command = "rm -rf '" + folder + "'";
     if (system(command.c_str()) != 0) fprintf(stderr, "could not remove %s\n", folder.c_str());
 
-    printf("(a) expat, empty callbacks:        %8.1f ms   peak +%.1f MiB\n", expat * 1e3,
+    printf("(a) expat, empty callbacks:               %8.1f ms   peak +%.1f MiB\n", expat * 1e3,
            (expatPeak - baseline) / 1048576);
-    printf("(b) PhotoLibrary + getPhotoList:   %8.1f ms   peak +%.1f MiB\n", store * 1e3,
+    printf("(b) PhotoLibrary + getPhotoList:          %8.1f ms   peak +%.1f MiB\n", store * 1e3,
            (storePeak - baseline) / 1048576);
+    printf("(c) the same, no path resolved:           %8.1f ms\n", plain * 1e3);
     printf("time ratio (b)/(a):   %.2fx (target <= 2.5x)\n", store / expat);
     printf("memory / file size:   %.2fx (target <= 2x)\n", (storePeak - baseline) / size);
+    printf("resolving paths (b)/(c): %.3fx (target <= 1.05x)\n", store / plain);
+    printf("per request, %d photos vs %d photos (target <= 1.5x):\n", photos, smallPhotos);
+    auto row = [](const char* what, double large, double tiny, bool target) {
+        printf("  %-44s %9.2f us %9.2f us  %6.2fx%s\n", what, large * 1e6, tiny * 1e6, large / tiny,
+               target ? "" : "  (no target)");
+    };
+    row("getpics: libGetAlbumPhotos + 24 records", big.page, few.page, true);
+    row("getpicinfo: libGetAlbumPhotos + 1 record", big.record, few.record, true);
+    row("/thumbnail/: libGetImagePath", big.thumbnail, few.thumbnail, true);
+    row("/image/: libGetAlbumPhotos + 1 record", big.picture, few.picture, true);
+    row("libGetPhotoList (copies every record)", big.copiedList, few.copiedList, false);
+    printf("(figures from a shared machine: expect noise of several per cent)\n");
     return 0;
 }

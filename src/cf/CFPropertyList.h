@@ -13,11 +13,24 @@
 #include <string>
 #include <string_view>
 
+// Why a document was refused, and where: line and column (both from 1, the column counted in
+// characters) of the point where reading stopped.
+struct CFPropertyListError {
+    unsigned long line = 0;
+    unsigned long column = 0;
+    std::string reason; // e.g. "not well-formed (invalid token)", "unknown element <foo>"
+    // "REASON at line L, column C".
+    std::string text() const;
+};
+
 // Reads an XML property list from an open stream to its end. Returns the root value, which the
 // caller must release, or null when the bytes are not a valid property list; then *error (when
-// given) says why, with the line number.
+// given) says why and where.
+CFTypeRef CFPropertyListCreateFromStream(CFReadStreamRef stream, CFPropertyListError* error);
+// The same with the error as one line of text (CFPropertyListError::text).
 CFTypeRef CFPropertyListCreateFromStream(CFReadStreamRef stream, std::string* error = nullptr);
 // The same for bytes in memory.
+CFTypeRef CFPropertyListCreateFromXMLData(std::string_view xml, CFPropertyListError* error);
 CFTypeRef CFPropertyListCreateFromXMLData(std::string_view xml, std::string* error = nullptr);
 
 // The XML property-list document for value: strings, numbers, booleans, dates, data, arrays

@@ -66,7 +66,7 @@ class Reader {
             void* buffer = XML_GetBuffer(parser_, int(readSize));
             if (!buffer) return fail("out of memory");
             CFIndex n = CFReadStreamRead(stream, static_cast<uint8_t*>(buffer), CFIndex(readSize));
-            if (n < 0) return fail("read error");
+            if (n < 0) return fail(std::string("read error: ") + strerror(errno));
             events_ = 0;
             if (!parse(size_t(n), n == 0)) return false;
             if (n == 0) return true;
@@ -75,9 +75,9 @@ class Reader {
     }
 
     // The root value once the whole document has been fed, or null. The caller must release.
-    CFTypeRef takeRoot(std::string* error) {
-        if (error_.empty() && !root_) error_ = "no property list value in the document";
-        if (!error_.empty()) {
+    CFTypeRef takeRoot(CFPropertyListError* error) {
+        if (error_.reason.empty() && !root_) fail("no property list value in the document");
+        if (!error_.reason.empty()) {
             if (error) *error = error_;
             return nullptr;
         }
@@ -88,17 +88,19 @@ class Reader {
 
   private:
     bool parse(size_t length, bool final) {
-        if (!error_.empty()) return false;
+        if (!error_.reason.empty()) return false;
         if (XML_ParseBuffer(parser_, int(length), final) == XML_STATUS_ERROR) {
-            if (error_.empty()) fail(XML_ErrorString(XML_GetErrorCode(parser_)));
+            if (error_.reason.empty()) fail(XML_ErrorString(XML_GetErrorCode(parser_)));
             return false;
         }
-        return error_.empty();
+        return error_.reason.empty();
     }
 
     bool fail(const std::string& why) {
-        if (error_.empty()) {
-            error_ = why + " at line " + std::to_string(XML_GetCurrentLineNumber(parser_));
+        if (error_.reason.empty()) {
+            error_.reason = why;
+            error_.line = XML_GetCurrentLineNumber(parser_);
+            error_.column = XML_GetCurrentColumnNumber(parser_) + 1;
             XML_StopParser(parser_, XML_FALSE);
         }
         return false;
@@ -121,7 +123,7 @@ class Reader {
 
     void startElement(const char* name) {
         ++events_;
-        if (!error_.empty()) return;
+        if (!error_.reason.empty()) return;
         if (leaf_ != Leaf::None) return void(fail("element inside a text element"));
         if (strcmp(name, "plist") == 0) {
             if (!frames_.empty() || root_ || sawPlist_) return void(fail("misplaced <plist>"));
@@ -163,7 +165,7 @@ class Reader {
 
     void endElement(const char* name) {
         ++events_;
-        if (!error_.empty()) return;
+        if (!error_.reason.empty()) return;
         if (leaf_ != Leaf::None) {
             Leaf leaf = leaf_;
             leaf_ = Leaf::None;
@@ -358,19 +360,37 @@ class Reader {
     CFTypeRef root_ = nullptr;
     bool sawPlist_ = false;
     size_t events_ = 0; // parser events during the current read
-    std::string error_;
+    CFPropertyListError error_;
 };
 
 } // namespace
 
-CFTypeRef CFPropertyListCreateFromStream(CFReadStreamRef stream, std::string* error) {
+std::string CFPropertyListError::text() const {
+    return reason + " at line " + std::to_string(line) + ", column " + std::to_string(column);
+}
+
+CFTypeRef CFPropertyListCreateFromStream(CFReadStreamRef stream, CFPropertyListError* error) {
     Reader reader;
     reader.feedFromStream(stream);
     return reader.takeRoot(error);
 }
 
-CFTypeRef CFPropertyListCreateFromXMLData(std::string_view xml, std::string* error) {
+CFTypeRef CFPropertyListCreateFromStream(CFReadStreamRef stream, std::string* error) {
+    CFPropertyListError why;
+    CFTypeRef root = CFPropertyListCreateFromStream(stream, &why);
+    if (!root && error) *error = why.text();
+    return root;
+}
+
+CFTypeRef CFPropertyListCreateFromXMLData(std::string_view xml, CFPropertyListError* error) {
     Reader reader;
     reader.feed(xml.data(), xml.size(), true);
     return reader.takeRoot(error);
+}
+
+CFTypeRef CFPropertyListCreateFromXMLData(std::string_view xml, std::string* error) {
+    CFPropertyListError why;
+    CFTypeRef root = CFPropertyListCreateFromXMLData(xml, &why);
+    if (!root && error) *error = why.text();
+    return root;
 }

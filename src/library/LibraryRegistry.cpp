@@ -1,9 +1,58 @@
 // LibraryRegistry.cpp - the library registry and its facade.
 #include "library/LibraryRegistry.h"
 
+#include "library/LibraryEntries.h"
 #include "settings/PreferenceStore.h"
 
 #include <cstdio>
+
+namespace {
+
+// The cached library of the entry's "path"; null when it has no loadable album file.
+PhotoLibrary* libraryOf(const LibraryEntry& entry) {
+    if (entry.hasPath) return PhotoLibrary::getLibrary(entry.path);
+    PhotoLibrary* library = nullptr;
+    getPL(entry.dict, library); // throws what reading "path" throws
+    return library;
+}
+
+// The snapshot of the entry's library when album is one of its published albums, else null
+// (after "Couldn't find library" when the library has no album file). Throws what collecting
+// the published albums throws, as getAIL does.
+std::shared_ptr<const AlbumSnapshot> publishedSnapshot(const LibraryEntry& entry, unsigned album) {
+    if (!entry.hasPath || !entry.hasAlbums) {
+        std::vector<CFDictionary_t> albums;
+        getAIL(entry.dict, albums); // throws, or prints and finds no library
+        return nullptr;
+    }
+    PhotoLibrary* library = PhotoLibrary::getLibrary(entry.path);
+    if (!library) {
+        printf("Couldn't find library '%s'\n", entry.path.c_str());
+        return nullptr;
+    }
+    std::shared_ptr<const AlbumSnapshot> snapshot = library->snapshot();
+    for (unsigned published : entry.albums)
+        snapshot->requireAlbum(published);
+    return entry.publishes(album) ? snapshot : nullptr;
+}
+
+// The snapshot of the library of entry after checking that album is published (an unpublished
+// album throws what a missing one throws); null after the "doesn't exist" line when the
+// library has no album file.
+std::shared_ptr<const AlbumSnapshot> listedSnapshot(unsigned long id, unsigned album) {
+    std::shared_ptr<const LibraryEntries> entries = LibraryEntries::current();
+    const LibraryEntry& entry = entries->find(id);
+    PhotoLibrary* library = libraryOf(entry);
+    if (!library) {
+        printf("Library %d doesn't exist! URL must have been invalid", int(id));
+        return nullptr;
+    }
+    std::shared_ptr<const AlbumSnapshot> snapshot = library->snapshot();
+    if (!entry.publishes(album)) snapshot->throwMissingAlbum(album);
+    return snapshot;
+}
+
+} // namespace
 
 bool libInit() {
     return true;
@@ -16,8 +65,11 @@ bool libSync() {
 }
 
 CFArray_t<CFDictionary_t> getLibArray() {
-    return CFArray_t<CFDictionary_t>(CFPreferencesCopyAppValue(CFSTR("libraries"), appID),
-                                     CFArray_t<CFDictionary_t>::Create);
+    return LibraryEntries::current()->array();
+}
+
+CFDictionary_t libraryEntry(unsigned long id) {
+    return LibraryEntries::current()->find(id).dict;
 }
 
 void getLD(CFDictionary_t entry, std::optional<CFDictionary_t>& details) {
@@ -39,21 +91,19 @@ void getAIL(CFDictionary_t entry, std::vector<CFDictionary_t>& albums) {
         printf("Couldn't find library '%s'\n", path.c_str());
         return;
     }
+    std::shared_ptr<const AlbumSnapshot> snapshot = library->snapshot();
     NumArray published = entry.get<NumArray>(CFSTR("albums"));
     for (CFIndex i = 0; i < published.count(); ++i)
-        albums.push_back(library->getAlbumInfo(unsigned(published.elem(i))));
+        albums.push_back(snapshot->albumInfo(unsigned(published.elem(i))));
 }
 
 PhotoLibrary* PhotoLibrary::getLibrary(unsigned long id) {
-    PhotoLibrary* library = nullptr;
-    withLibrary_do(id, getPL, library);
-    return library;
+    std::shared_ptr<const LibraryEntries> entries = LibraryEntries::current();
+    return libraryOf(entries->find(id));
 }
 
 CFDictionary_t getLibraryDetails(unsigned long library) {
-    std::optional<CFDictionary_t> details;
-    withLibrary_do(library, getLD, details);
-    return *details;
+    return libraryEntry(library);
 }
 
 void libGetLibraryInfo(std::vector<LibraryInfo>& list) {
@@ -73,7 +123,17 @@ void libGetLibraryInfo(std::vector<LibraryInfo>& list) {
 
 void libGetAlbumsInLibrary(unsigned long library, std::vector<CFDictionary_t>& albums) {
     albums.clear();
-    withLibrary_do(library, getAIL, albums);
+    std::shared_ptr<const LibraryEntries> entries = LibraryEntries::current();
+    const LibraryEntry& entry = entries->find(library);
+    if (!entry.hasPath || !entry.hasAlbums) return getAIL(entry.dict, albums);
+    PhotoLibrary* photos = PhotoLibrary::getLibrary(entry.path);
+    if (!photos) {
+        printf("Couldn't find library '%s'\n", entry.path.c_str());
+        return;
+    }
+    std::shared_ptr<const AlbumSnapshot> snapshot = photos->snapshot();
+    for (unsigned album : entry.albums)
+        albums.push_back(snapshot->albumInfo(album));
 }
 
 bool libFullSizeDownload(unsigned long library) {
@@ -83,47 +143,44 @@ bool libFullSizeDownload(unsigned long library) {
 }
 
 CFString_t libGetAlbumName(unsigned long library, unsigned album) {
-    PhotoLibrary* photos = PhotoLibrary::getLibrary(library);
+    std::shared_ptr<const LibraryEntries> entries = LibraryEntries::current();
+    const LibraryEntry& entry = entries->find(library);
+    PhotoLibrary* photos = libraryOf(entry);
     if (!photos) return CFString_t("");
-    return photos->getAlbumName(album);
-}
-
-// The library object when album is one of the library's published albums, else null.
-static PhotoLibrary* _publishedLibrary(unsigned long library, unsigned album) {
-    std::vector<CFDictionary_t> albums;
-    libGetAlbumsInLibrary(library, albums);
-    PhotoLibrary* photos = nullptr;
-    for (const CFDictionary_t& info : albums) {
-        if (unsigned(info.get<CFNumber_t>(CFSTR("AlbumId"))) != album) continue;
-        withLibrary_do(library, getPL, photos);
-        if (photos) break;
-    }
-    return photos;
+    std::shared_ptr<const AlbumSnapshot> snapshot = photos->snapshot();
+    if (!entry.publishes(album)) snapshot->throwMissingAlbum(album);
+    return snapshot->albumInfo(album).get<CFString_t>(CFSTR("AlbumName"));
 }
 
 CFString_t libGetImagePath(unsigned long library, unsigned album, unsigned photo, bool thumbnail) {
-    PhotoLibrary* photos = _publishedLibrary(library, album);
-    if (!photos) return CFString_t("");
-    CFDictionary_t info = photos->getPhotoInfo(album, photo);
-    return info.get<CFString_t>(thumbnail ? CFSTR("ThumbPath") : CFSTR("ImagePath"));
+    std::shared_ptr<const LibraryEntries> entries = LibraryEntries::current();
+    std::shared_ptr<const AlbumSnapshot> snapshot =
+        publishedSnapshot(entries->find(library), album);
+    if (!snapshot) return CFString_t("");
+    return snapshot->photoPath(album, photo, thumbnail);
 }
 
 CFString_t libGetMediaType(unsigned long library, unsigned album, unsigned photo) {
-    PhotoLibrary* photos = _publishedLibrary(library, album);
-    if (!photos) throwRTE("libGetMediaType", "couldn't find album with id %u", album);
-    return photos->getPhotoInfo(album, photo).get<CFString_t>(CFSTR("MediaType"));
+    std::shared_ptr<const LibraryEntries> entries = LibraryEntries::current();
+    std::shared_ptr<const AlbumSnapshot> snapshot =
+        publishedSnapshot(entries->find(library), album);
+    if (!snapshot) throwRTE("libGetMediaType", "couldn't find album with id %u", album);
+    return snapshot->mediaType(album, photo);
 }
 
 void libGetPhotoList(unsigned long library, unsigned album, std::vector<PhotoInfo>& list) {
-    PhotoLibrary* photos = PhotoLibrary::getLibrary(library);
-    if (!photos) {
-        printf("Library %d doesn't exist! URL must have been invalid", int(library));
-        return;
-    }
-    photos->getPhotoList(album, list);
+    std::shared_ptr<const AlbumSnapshot> snapshot = listedSnapshot(library, album);
+    if (snapshot) snapshot->appendPhotoList(album, list);
+}
+
+std::optional<AlbumPhotos> libGetAlbumPhotos(unsigned long library, unsigned album) {
+    std::shared_ptr<const AlbumSnapshot> snapshot = listedSnapshot(library, album);
+    if (!snapshot) return std::nullopt;
+    return AlbumSnapshot::photos(snapshot, album);
 }
 
 unsigned libGetMajorVersion(unsigned long library) {
-    PhotoLibrary* photos = PhotoLibrary::getLibrary(library);
+    std::shared_ptr<const LibraryEntries> entries = LibraryEntries::current();
+    PhotoLibrary* photos = libraryOf(entries->find(library));
     return photos ? photos->majorVersion() : 0;
 }

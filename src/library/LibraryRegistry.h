@@ -1,14 +1,19 @@
 // LibraryRegistry.h - which photo libraries are published, and the lib... facade over them.
 //
-// The registry keeps nothing: every call copies the "libraries" preference again (an array of
-// entry dictionaries with "id", "name", "path", "albums", "FullSizeDownload", "albumConfig")
-// and finds the entry by its "id" number, never by position; when two entries share an id the
-// first wins. Errors are std::runtime_error from throwRTE: no preference gives the array
-// wrapper's null message, an unknown id "(In withLibrary_do) : couldn't find library with id
-// N", a missing required key "dictionary doesn't have key '...'".
+// The "libraries" preference is an array of entry dictionaries with "id", "name", "path",
+// "albums", "FullSizeDownload", "albumConfig". Entries are found by their "id" number, never by
+// position; when two entries share an id the first wins. The parsed preference is cached until
+// the preferences change (see LibraryEntries). Errors are std::runtime_error from throwRTE: no
+// preference gives the array wrapper's null message, an unknown id "(In withLibrary_do) :
+// couldn't find library with id N", a missing required key "dictionary doesn't have key '...'".
 //
-// Access rule: thumbnail paths and media types are served only for albums listed in the
-// entry's "albums"; photo lists and album names for any album of the library.
+// Access rule: the facade sees only the albums listed in the entry's "albums". An album that is
+// not published is answered exactly as an album the library does not have: photo lists, album
+// names and the records of libGetAlbumPhotos throw what a missing album throws, paths are
+// empty and media types throw "couldn't find album with id %u".
+//
+// Threads: every function may be called from any thread at once, also while another thread
+// re-reads the preferences or an album file reloads.
 #pragma once
 
 #include "cf/cftempl.h"
@@ -36,23 +41,17 @@ void libTerm();
 // Re-reads the preferences domain (after a SIGHUP). Returns whether it could be read.
 bool libSync();
 
-// A fresh copy of the "libraries" preference.
+// The "libraries" preference.
 CFArray_t<CFDictionary_t> getLibArray();
 
-// Calls callback(copy of the entry, output) for the first entry whose "id" is id. An entry
-// before it without "id" throws that key's message; no such entry throws "couldn't find
-// library with id %u".
+// The first entry whose "id" is id (a copy the caller keeps). An entry before it without "id"
+// throws that key's message; no such entry throws "couldn't find library with id %u".
+CFDictionary_t libraryEntry(unsigned long id);
+
+// Calls callback(libraryEntry(id), output).
 template <class Callback, class Output>
 void withLibrary_do(unsigned long id, Callback callback, Output& output) {
-    CFArray_t<CFDictionary_t> libraries = getLibArray();
-    for (CFIndex i = 0; i < libraries.count(); ++i) {
-        CFDictionary_t entry = libraries.elem(i);
-        if (unsigned(entry.get<CFNumber_t>(CFSTR("id"))) == id) {
-            callback(entry, output);
-            return;
-        }
-    }
-    throwRTE("withLibrary_do", "couldn't find library with id %u", unsigned(id));
+    callback(libraryEntry(id), output);
 }
 
 // The callbacks of withLibrary_do.
@@ -76,17 +75,23 @@ void libGetLibraryInfo(std::vector<LibraryInfo>& list);
 void libGetAlbumsInLibrary(unsigned long library, std::vector<CFDictionary_t>& albums);
 // The entry's "FullSizeDownload"; throws when the key is absent.
 bool libFullSizeDownload(unsigned long library);
-// The album's "AlbumName", published or not; empty when the library has no album file.
+// The published album's "AlbumName"; empty when the library has no album file.
 CFString_t libGetAlbumName(unsigned long library, unsigned album);
-// The photo's "ThumbPath" (thumbnail) or "ImagePath"; empty when the album is not published
-// or the library has no album file.
+// The photo's "ThumbPath" (thumbnail) or "ImagePath", resolved (see PathRemap); empty when the
+// album is not published or the library has no album file (after printing "Couldn't find
+// library '<path>'\n").
 CFString_t libGetImagePath(unsigned long library, unsigned album, unsigned photo, bool thumbnail);
 // The photo's "MediaType". Throws "(In libGetMediaType) : couldn't find album with id %u" when
 // the album is not published or the library has no album file.
 CFString_t libGetMediaType(unsigned long library, unsigned album, unsigned photo);
-// Appends the album's records (any album of the library; the list is not cleared). When the
-// library has no album file, prints "Library <id> doesn't exist! URL must have been invalid"
-// (no line end) and leaves the list alone.
+// Appends the published album's records (the list is not cleared). When the library has no
+// album file, prints "Library <id> doesn't exist! URL must have been invalid" (no line end)
+// and leaves the list alone.
 void libGetPhotoList(unsigned long library, unsigned album, std::vector<PhotoInfo>& list);
+// The published album's records without copying them: what libGetPhotoList would append, with
+// the same errors and the same printed line (then nullopt) when the library has no album
+// file. Costs the same for 20 photos as for 50,000; the records stay valid while the result
+// lives, whatever reloads happen meanwhile.
+std::optional<AlbumPhotos> libGetAlbumPhotos(unsigned long library, unsigned album);
 // The library's major version; 0 when it has no album file.
 unsigned libGetMajorVersion(unsigned long library);

@@ -1,41 +1,70 @@
-// PhotoLibrary.cpp - the album data store: loading, the settling reload rule, album and photo
-// lookups.
+// PhotoLibrary.cpp - the album data store: the library cache, loading, the settling reload rule.
 #include "library/PhotoLibrary.h"
 
 #include "cf/CFPropertyList.h"
 
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <sys/stat.h>
 
 const char* const PhotoLibrary::baseName = "/AlbumData.xml";
 
-std::map<std::string, PhotoLibrary> PhotoLibrary::libMap;
+std::map<std::string, std::unique_ptr<PhotoLibrary>> PhotoLibrary::libMap;
 
-PhotoInfo::PhotoInfo(CFStringRef thumb, CFStringRef image, CFStringRef original)
-    : id(0), thumbPath(thumb, CFString_t::Get), mediaType(""), imagePath(image, CFString_t::Get),
-      fileName(""), originalPath(original, CFString_t::Get), caption(""), comment(""), date(0),
-      modDate(0), metaModDate(0) {}
+namespace {
 
-PhotoLibrary::PhotoLibrary(const std::string& path)
-    : path_(path), state_(Unloaded), modTime_{0, 0}, propList_(nullptr), majorVersion_(0) {
+std::mutex& libMapMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
+} // namespace
+
+PhotoLibrary::PhotoLibrary(const std::string& path, Deferred)
+    : path_(path), state_(Unloaded), modTime_{0, 0}, failed_(false), failedFile_{{0, 0}, 0},
+      loadsStarted_(0), newestInstalled_(0) {}
+
+PhotoLibrary::PhotoLibrary(const std::string& path) : PhotoLibrary(path, Deferred{}) {
     sync();
 }
 
-PhotoLibrary::PhotoLibrary(const PhotoLibrary& other)
-    : path_(other.path_), state_(other.state_), modTime_(other.modTime_),
-      propList_(other.propList_), majorVersion_(other.majorVersion_) {
-    if (propList_) CFRetain(propList_);
+PhotoLibrary::PhotoLibrary(const PhotoLibrary& other) : PhotoLibrary(other.path_, Deferred{}) {
+    std::lock_guard lock(other.mutex_);
+    state_ = other.state_;
+    modTime_ = other.modTime_;
+    snapshot_ = other.snapshot_;
+    failed_ = other.failed_;
+    failedFile_ = other.failedFile_;
+    failure_ = other.failure_;
+    loadsStarted_ = newestInstalled_ = other.newestInstalled_;
 }
 
-PhotoLibrary::~PhotoLibrary() {
-    if (propList_) CFRelease(propList_);
-}
+PhotoLibrary::~PhotoLibrary() = default;
 
 PhotoLibrary* PhotoLibrary::getLibrary(const std::string& path) {
-    auto found = libMap.find(path);
-    if (found != libMap.end()) return &found->second;
-    PhotoLibrary library(path);
-    if (!library.hasTree()) return nullptr;
-    return &libMap.emplace(path, library).first->second;
+    PhotoLibrary* library;
+    {
+        std::lock_guard lock(libMapMutex());
+        std::unique_ptr<PhotoLibrary>& entry = libMap[path];
+        if (!entry) entry.reset(new PhotoLibrary(path, Deferred{}));
+        library = entry.get();
+    }
+    // Only a library that has never loaded is looked at here; loaded ones sync on each query.
+    if (!library->hasTree()) library->sync();
+    return library->hasTree() ? library : nullptr;
+}
+
+std::string PhotoLibrary::loadFailure(const std::string& path) {
+    PhotoLibrary* library;
+    {
+        std::lock_guard lock(libMapMutex());
+        auto found = libMap.find(path);
+        if (found == libMap.end()) return "";
+        library = found->second.get();
+    }
+    std::lock_guard lock(library->mutex_);
+    return library->failed_ ? library->failure_ : "";
 }
 
 CFURL_t PhotoLibrary::getLibraryUrl() const {
@@ -49,120 +78,176 @@ CFURL_t PhotoLibrary::getLibraryUrl() const {
 
 CFDictionary_t PhotoLibrary::getPropList() const {
     CFReadStream_t stream(CFReadStreamCreateWithFile(getLibraryUrl()), CFReadStream_t::Create);
-    return readPropList(stream);
+    CFPropertyListError error;
+    CFTypeRef root = CFPropertyListCreateFromStream(stream, &error);
+    if (!root) throwRTE("getPropList", "%s%s: %s", path_.c_str(), baseName, error.text().c_str());
+    return CFDictionary_t(root, CFDictionary_t::Create);
 }
 
 CFDictionary_t PhotoLibrary::readPropList(const CFReadStream_t& stream) {
-    // Why a document was refused is not reported: the caller sees the wrapper's null message.
     return CFDictionary_t(CFPropertyListCreateFromStream(stream), CFDictionary_t::Create);
 }
 
-int PhotoLibrary::getModTime(timespec& time) {
-    std::string file = path_ + baseName;
-    struct stat info;
-    if (stat(file.c_str(), &info) != 0) return -1;
-    time = info.st_mtim;
+int PhotoLibrary::getModTime(timespec& time) const {
+    FileIdentity file;
+    if (!statFile(file)) return -1;
+    time = file.time;
     return 0;
 }
 
+bool PhotoLibrary::statFile(FileIdentity& identity) const {
+    std::string file = path_ + baseName;
+    struct stat info;
+    if (stat(file.c_str(), &info) != 0) return false;
+    identity = FileIdentity{info.st_mtim, info.st_size};
+    return true;
+}
+
+std::shared_ptr<const AlbumSnapshot> PhotoLibrary::readSnapshot(std::string& why) const {
+    std::string file = path_ + baseName;
+    CFReadStreamRef stream = CFReadStreamCreateWithFile(getLibraryUrl());
+    errno = 0;
+    if (!CFReadStreamOpen(stream)) {
+        struct stat info;
+        why = stat(file.c_str(), &info) == 0 && !S_ISREG(info.st_mode) ? "not a regular file"
+                                                                       : strerror(errno);
+        CFRelease(stream);
+        return nullptr;
+    }
+    CFPropertyListError error;
+    CFTypeRef root = CFPropertyListCreateFromStream(stream, &error);
+    CFRelease(stream);
+    if (!root) {
+        why = error.text();
+        return nullptr;
+    }
+    if (CFGetTypeID(root) != CFDictionaryGetTypeID()) {
+        CFRelease(root);
+        why = "the property list is not a dictionary";
+        return nullptr;
+    }
+    return std::make_shared<const AlbumSnapshot>(static_cast<CFDictionaryRef>(root), path_);
+}
+
 void PhotoLibrary::sync() {
-    timespec now;
-    if (getModTime(now) != 0) return;
+    FileIdentity file;
+    if (!statFile(file)) return;
+    std::unique_lock lock(mutex_);
     switch (state_) {
     case Unloaded:
-        break;
+        lock.unlock();
+        return firstLoad(file);
     case Current:
-        if (now.tv_sec == modTime_.tv_sec && now.tv_nsec == modTime_.tv_nsec) return;
+        if (file.time.tv_sec == modTime_.tv_sec && file.time.tv_nsec == modTime_.tv_nsec) return;
         state_ = Changed;
         return;
     case Changed:
         // Measured from the last load, not from when the change was noticed.
-        if (now.tv_sec - modTime_.tv_sec <= 5) return;
+        if (file.time.tv_sec - modTime_.tv_sec <= 5) return;
         state_ = Current;
         break;
     }
-    load(now);
-}
-
-void PhotoLibrary::load(const timespec& time) {
-    modTime_ = time;
-    CFDictionary_t root = getPropList();
-    if (propList_) CFRelease(propList_);
-    propList_ = static_cast<CFDictionaryRef>(CFRetain(root));
-    state_ = Current;
-    majorVersion_ = 0;
-    // A version that is not a string counts as absent rather than making the library unusable.
-    CFTypeRef version = rootValue(CFSTR("Application Version"));
-    if (!version || CFGetTypeID(version) != CFStringGetTypeID()) return;
-    auto text = static_cast<CFStringRef>(version);
-    CFIndex length = CFStringGetLength(text);
-    for (CFIndex i = 0; i < length; ++i) {
-        UniChar c = CFStringGetCharacterAtIndex(text, i);
-        if (c < '0' || c > '9') break;
-        majorVersion_ = majorVersion_ * 10 + uint32_t(c - '0');
+    // From here on the new time counts as loaded: other queries answer from the old snapshot
+    // while this one parses, and do not start a load of their own.
+    modTime_ = file.time;
+    uint64_t load = ++loadsStarted_;
+    lock.unlock();
+    std::string why;
+    std::shared_ptr<const AlbumSnapshot> fresh = readSnapshot(why);
+    if (!fresh) {
+        printf("album file %s%s could not be read (%s); the version loaded before stays in "
+               "service\n",
+               path_.c_str(), baseName, why.c_str());
+        return;
     }
+    lock.lock();
+    if (load > newestInstalled_) {
+        newestInstalled_ = load;
+        snapshot_.swap(fresh); // the old snapshot goes when fresh does, after the unlock
+    }
+    lock.unlock();
 }
 
-CFTypeRef PhotoLibrary::rootValue(CFStringRef key) const {
-    return propList_ ? CFDictionaryGetValue(propList_, key) : nullptr;
+void PhotoLibrary::firstLoad(const FileIdentity& file) {
+    std::lock_guard once(firstLoad_);
+    {
+        std::lock_guard lock(mutex_);
+        if (state_ != Unloaded) return; // another thread loaded it meanwhile
+        if (failed_ && failedFile_ == file) return;
+        modTime_ = file.time;
+    }
+    std::string why;
+    std::shared_ptr<const AlbumSnapshot> fresh = readSnapshot(why);
+    std::lock_guard lock(mutex_);
+    if (!fresh) {
+        printf("album file %s%s could not be read (%s); its library stays unavailable until the "
+               "file changes\n",
+               path_.c_str(), baseName, why.c_str());
+        failed_ = true;
+        failedFile_ = file;
+        failure_ = why;
+        return;
+    }
+    failed_ = false;
+    failure_.clear();
+    snapshot_ = fresh;
+    state_ = Current;
+    newestInstalled_ = ++loadsStarted_;
+}
+
+std::shared_ptr<const AlbumSnapshot> PhotoLibrary::currentSnapshot() const {
+    std::lock_guard lock(mutex_);
+    return snapshot_ ? snapshot_ : AlbumSnapshot::empty();
+}
+
+std::shared_ptr<const AlbumSnapshot> PhotoLibrary::snapshot() {
+    sync();
+    return currentSnapshot();
+}
+
+PhotoLibrary::SyncState PhotoLibrary::state() const {
+    std::lock_guard lock(mutex_);
+    return state_;
+}
+
+timespec PhotoLibrary::modTime() const {
+    std::lock_guard lock(mutex_);
+    return modTime_;
+}
+
+bool PhotoLibrary::hasTree() const {
+    std::lock_guard lock(mutex_);
+    return snapshot_ != nullptr;
 }
 
 CFArray_t<CFDictionary_t> PhotoLibrary::getAlbumList() {
-    sync();
-    return CFArray_t<CFDictionary_t>(rootValue(CFSTR("List of Albums")),
-                                     CFArray_t<CFDictionary_t>::Get);
+    return snapshot()->albumList();
 }
 
 CFDictionary_t PhotoLibrary::getAlbumInfo(unsigned long album) {
-    CFArray_t<CFDictionary_t> albums = getAlbumList();
-    for (CFIndex i = 0; i < albums.count(); ++i) {
-        CFDictionary_t info = albums.elem(i);
-        if (unsigned(info.get<CFNumber_t>(CFSTR("AlbumId"))) == album) return info;
-    }
-    throwRTE("getAlbumInfo", "couldn't find album with id %u", unsigned(album));
+    return snapshot()->albumInfo(album);
 }
 
 StrArray PhotoLibrary::getPhotoListFromAlbum(unsigned album) {
-    return getAlbumInfo(album).get<StrArray>(CFSTR("KeyList"));
+    return snapshot()->keyList(album);
 }
 
 CFDictionary_t PhotoLibrary::getPhotoInfo(unsigned album, unsigned photo) {
-    StrArray keys = getPhotoListFromAlbum(album);
-    for (CFIndex i = 0; i < keys.count(); ++i) {
-        CFString_t key = keys.elem(i);
-        if (unsigned(CFStringGetIntValue(key)) == photo) return getPictureInfo(key);
-    }
-    throwRTE("getPhotoInfo", "couldn't find photo with id %u", photo);
+    return snapshot()->photoInfo(album, photo);
 }
 
 CFDictionary_t PhotoLibrary::getPictureInfo(CFStringRef key) {
-    CFDictionary_t images(rootValue(CFSTR("Master Image List")), CFDictionary_t::Get);
-    return images.get<CFDictionary_t>(key);
+    return currentSnapshot()->pictureInfo(key);
 }
 
 void PhotoLibrary::getPhotoList(unsigned album, std::vector<PhotoInfo>& list) {
-    StrArray keys = getPhotoListFromAlbum(album);
-    for (CFIndex i = 0; i < keys.count(); ++i) {
-        CFString_t key = keys.elem(i);
-        CFDictionary_t photo = getPictureInfo(key);
-        CFString_t imagePath = photo.get<CFString_t>(CFSTR("ImagePath"));
-        CFURL_t url(CFURLCreateWithFileSystemPath(imagePath, kCFURLPOSIXPathStyle, false),
-                    CFURL_t::Create);
-        CFString_t originalPath = photo.get(CFSTR("OriginalPath"), imagePath);
-        CFString_t thumbPath = photo.get<CFString_t>(CFSTR("ThumbPath"));
-        PhotoInfo info(thumbPath, imagePath, originalPath);
-        info.id = CFStringGetIntValue(key);
-        info.date = photo.get<CFNumber_t>(CFSTR("DateAsTimerInterval"));
-        info.modDate = photo.get<CFNumber_t>(CFSTR("ModDateAsTimerInterval"));
-        info.metaModDate = photo.get<CFNumber_t>(CFSTR("MetaModDateAsTimerInterval"));
-        info.fileName = CFString_t(CFURLCopyLastPathComponent(url), CFString_t::Create);
-        info.mediaType = photo.get<CFString_t>(CFSTR("MediaType"));
-        info.caption = photo.get<CFString_t>(CFSTR("Caption"));
-        info.comment = photo.get<CFString_t>(CFSTR("Comment"));
-        list.push_back(info);
-    }
+    snapshot()->appendPhotoList(album, list);
+}
+
+AlbumPhotos PhotoLibrary::getAlbumPhotos(unsigned album) {
+    return AlbumSnapshot::photos(snapshot(), album);
 }
 
 CFString_t PhotoLibrary::getAlbumName(unsigned long album) {
-    return getAlbumInfo(album).get<CFString_t>(CFSTR("AlbumName"));
+    return snapshot()->albumInfo(album).get<CFString_t>(CFSTR("AlbumName"));
 }

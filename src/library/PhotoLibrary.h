@@ -1,38 +1,35 @@
-// PhotoLibrary.h - one photo library folder: its parsed AlbumData.xml, the reload rule, and the
-// album and photo queries over it.
+// PhotoLibrary.h - one photo library folder: its album file, the reload rule, and the album and
+// photo queries over it.
 //
 // Library objects are made on first use and cached by folder path for the life of the process.
-// Every album query first stats the album file (sync) and may reload it under the settling
-// rule below; the parsed tree is shared by all queries. Errors are std::runtime_error from
-// throwRTE; a missing required key reads "dictionary doesn't have key '...'".
+// Each successful load of the album file makes an immutable AlbumSnapshot (tree, indexes,
+// records with resolved paths); queries answer from the snapshot current when they start.
+// Every album query first stats the album file and may reload it under the settling rule below.
+// Errors are std::runtime_error from throwRTE; a missing required key reads "dictionary doesn't
+// have key '...'".
+//
+// A file that cannot be read or parsed is not a crash: the load logs one line naming the file
+// and, for a broken document, the line and column where it breaks ("album file F could not be
+// read (not well-formed (invalid token) at line 3, column 14)"). A library whose first load
+// failed answers like a missing library and is not read again until the file's size or
+// modification time changes; a reload that fails keeps the previous snapshot in service.
+//
+// Threads: every member may be called from any thread at once. A reload parses outside the
+// library's lock, so queries meanwhile answer from the previous snapshot; a first load makes
+// the others asking for the same library wait for it.
 #pragma once
 
-#include "cf/cftempl.h"
+#include "library/AlbumSnapshot.h"
+#include "library/PhotoInfo.h"
 
 #include <cstdint>
 #include <ctime>
 #include <map>
+#include <memory>
+#include <mutex>
 #include <string>
+#include <sys/types.h>
 #include <vector>
-
-// One photo of an album, as getPhotoList lists it.
-struct PhotoInfo {
-    // thumbPath, imagePath and originalPath wrap the given strings (retained); the other
-    // strings start empty and id and the dates at 0. REQUIRES: the three strings are non-null.
-    PhotoInfo(CFStringRef thumb, CFStringRef image, CFStringRef original);
-
-    int32_t id;              // the integer value of the photo's key
-    CFString_t thumbPath;    // "ThumbPath"
-    CFString_t mediaType;    // "MediaType"
-    CFString_t imagePath;    // "ImagePath"
-    CFString_t fileName;     // last path component of imagePath
-    CFString_t originalPath; // "OriginalPath", or "ImagePath" when absent
-    CFString_t caption;      // "Caption"
-    CFString_t comment;      // "Comment"
-    double date;             // "DateAsTimerInterval"
-    double modDate;          // "ModDateAsTimerInterval"
-    double metaModDate;      // "MetaModDateAsTimerInterval"
-};
 
 class PhotoLibrary {
   public:
@@ -42,37 +39,47 @@ class PhotoLibrary {
     static const char* const baseName;
 
     // Stores the folder path (no trailing slash expected) and loads the album file once
-    // through sync. A file that cannot be stat'ed leaves the object without a tree (hasTree()
-    // false); one that is present but unreadable or not a property list throws.
+    // through sync. Without a file that can be stat'ed, or when the load fails, the object has
+    // no snapshot (hasTree() false); loadFailure() then says why a load failed.
     explicit PhotoLibrary(const std::string& path);
-    // Copies every member; the tree is shared (retained).
+    // Copies every member; the snapshot is shared.
     PhotoLibrary(const PhotoLibrary& other);
     PhotoLibrary& operator=(const PhotoLibrary&) = delete;
     ~PhotoLibrary();
 
     // The cached object of the folder, made and loaded on first use. The address stays valid
-    // for the life of the process. Null (and nothing cached, so the next call tries again)
-    // when the folder's AlbumData.xml cannot be stat'ed; load errors propagate.
+    // for the life of the process. Null when the folder's AlbumData.xml cannot be stat'ed (the
+    // next call tries again) or could not be loaded (the next call tries again only once the
+    // file's size or modification time has changed).
     static PhotoLibrary* getLibrary(const std::string& path);
     // The cached object of the library entry with this "id" in the "libraries" preference
-    // (defined with the registry). Null when its folder has no album file.
+    // (defined with the registry). Null when its folder has no loadable album file.
     static PhotoLibrary* getLibrary(unsigned long id);
+    // Why the last load of the folder's album file failed (one line, without the file name);
+    // empty when it has not failed or the folder was never asked for.
+    static std::string loadFailure(const std::string& path);
 
     // The file URL of path + baseName, made from the path's bytes as they are.
     CFURL_t getLibraryUrl() const;
     // Opens and parses the album file. Throws "couldn't open read stream (file not found?)",
-    // or the null message of the dictionary wrapper when the file is not a property list.
+    // or "FILE: REASON at line L, column C" when the file is not a property list.
     CFDictionary_t getPropList() const;
     // Parses a property list from an open stream to its end; the root must be a dictionary.
+    // A document that is not a property list throws the dictionary wrapper's null message.
     static CFDictionary_t readPropList(const CFReadStream_t& stream);
     // 0 with the album file's modification time, or -1 (time untouched) when stat fails.
-    int getModTime(timespec& time);
+    int getModTime(timespec& time) const;
 
-    // The reload rule. Does nothing when the file cannot be stat'ed. A changed modification
-    // time is first only noticed (Changed); the file is reloaded on a later call once its time
-    // is 6 or more whole seconds past the time recorded at the last load. A reload that throws
-    // keeps the old tree in service, counted as current at the new time.
+    // The reload rule. Does nothing when the file cannot be stat'ed. Unloaded: loads (unless the
+    // last load failed on a file of the same size and time). A changed modification time is
+    // first only noticed (Changed); the file is reloaded on a later call once its time is 6 or
+    // more whole seconds past the time recorded at the last load. A reload that fails logs its
+    // line and keeps the old snapshot in service, counted as current at the new time.
     void sync();
+    // sync, then the current snapshot; never null (an empty one when nothing is loaded).
+    std::shared_ptr<const AlbumSnapshot> snapshot();
+    // The current snapshot without sync.
+    std::shared_ptr<const AlbumSnapshot> currentSnapshot() const;
 
     // The root's "List of Albums" (after sync).
     CFArray_t<CFDictionary_t> getAlbumList();
@@ -83,33 +90,53 @@ class PhotoLibrary {
     // The photo dictionary of the first key in the album's "KeyList" whose integer value is
     // photo ("0042" and "42" both answer 42). Throws "couldn't find photo with id %u".
     CFDictionary_t getPhotoInfo(unsigned album, unsigned photo);
-    // The "Master Image List" entry for key, from the tree as it stands (no sync).
+    // The "Master Image List" entry for key, from the snapshot as it stands (no sync).
     CFDictionary_t getPictureInfo(CFStringRef key);
-    // Appends one record per key of the album's "KeyList". A photo missing a required key
-    // ends the call with that key's message; records appended before it stay.
+    // Appends one record per key of the album's "KeyList", paths resolved. A photo missing a
+    // required key ends the call with that key's message; records appended before it stay.
     void getPhotoList(unsigned album, std::vector<PhotoInfo>& list);
+    // The same records without copying them (after sync); throws what getPhotoList throws.
+    AlbumPhotos getAlbumPhotos(unsigned album);
     // The album's "AlbumName".
     CFString_t getAlbumName(unsigned long album);
 
     const std::string& path() const { return path_; }
-    SyncState state() const { return state_; }
+    SyncState state() const;
     // The modification time recorded at the last load.
-    const timespec& modTime() const { return modTime_; }
-    bool hasTree() const { return propList_ != nullptr; }
+    timespec modTime() const;
+    bool hasTree() const;
     // The leading decimal digits of "Application Version"; 0 when the key is absent.
-    uint32_t majorVersion() const { return majorVersion_; }
+    uint32_t majorVersion() const { return currentSnapshot()->majorVersion(); }
 
   private:
-    void load(const timespec& time);
-    // The root's value for key, borrowed, or null (also before the first load).
-    CFTypeRef rootValue(CFStringRef key) const;
+    struct FileIdentity {
+        timespec time;
+        off_t size;
+        bool operator==(const FileIdentity& other) const {
+            return time.tv_sec == other.time.tv_sec && time.tv_nsec == other.time.tv_nsec &&
+                   size == other.size;
+        }
+    };
+    struct Deferred {};
+    // An object that has not tried to load yet (for the cache).
+    PhotoLibrary(const std::string& path, Deferred);
+
+    bool statFile(FileIdentity& identity) const;
+    void firstLoad(const FileIdentity& file);
+    // Reads the file into a snapshot, or null after logging why not (see loadFailure).
+    std::shared_ptr<const AlbumSnapshot> readSnapshot(std::string& why) const;
 
     std::string path_;
+    mutable std::mutex mutex_; // guards the members below
+    std::mutex firstLoad_;     // held through a first load, so one thread does it
     SyncState state_;
     timespec modTime_;
-    CFDictionaryRef propList_; // owned; null until the first successful load
-    uint32_t majorVersion_;
+    std::shared_ptr<const AlbumSnapshot> snapshot_; // null until the first successful load
+    bool failed_;                                   // the last load attempt failed
+    FileIdentity failedFile_;                       // the file as it was then
+    std::string failure_;                           // and why
+    uint64_t loadsStarted_, newestInstalled_;       // so a slower, older load never wins
 
-    // Every library object ever loaded, by folder path as given.
-    static std::map<std::string, PhotoLibrary> libMap;
+    // Every library object ever asked for, by folder path as given; entries are never removed.
+    static std::map<std::string, std::unique_ptr<PhotoLibrary>> libMap;
 };

@@ -6,6 +6,7 @@
 #include "cf/CFReadStream.h"
 #include "cf/CFURL.h"
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -51,6 +52,9 @@ struct Store {
     Held file;                           // the file's root dictionary, or null
     std::map<std::string, Held> pending; // set since the last write; null values remove
 };
+
+// Moves on with every change to what the store answers.
+std::atomic<uint64_t> changes{1};
 
 Store& store() {
     static Store* instance = new Store(CFPreferencesDefaultPath());
@@ -131,10 +135,12 @@ void load(Store& s) {
         s.readable = true;
         s.lastError.clear();
         s.file = root;
+        ++changes; // after the new values are in place, so no reader keeps the old ones
         return;
     }
     s.readable = false;
     s.file = Held();
+    ++changes;
     std::string line =
         "preferences file " + s.path + " could not be read (" + why + "); using defaults";
     if (line != s.lastError) puts(line.c_str());
@@ -247,6 +253,7 @@ void CFPreferencesSetPath(const std::string& path) {
     std::lock_guard<std::mutex> hold(storeLock());
     Store& s = store();
     s = Store(path);
+    ++changes;
 }
 
 const std::string& CFPreferencesGetPath() {
@@ -272,6 +279,11 @@ void CFPreferencesSetAppValue(CFStringRef key, CFTypeRef value, CFStringRef) {
     Store& s = store();
     if (!s.loaded) load(s);
     s.pending[keyText(key)] = Held(value ? CFRetain(value) : nullptr);
+    ++changes;
+}
+
+uint64_t CFPreferencesChangeCount() {
+    return changes.load();
 }
 
 bool CFPreferencesAppSynchronize(CFStringRef) {

@@ -12,6 +12,7 @@
 #include "cf/CFBase.h"
 #include "cf/CFString.h"
 
+#include <cstdint>
 #include <string>
 
 // The preferences domain of this application.
@@ -42,3 +43,8 @@ std::string PreferencesTemporaryPrefix(const std::string& path);
 // error, a removed left-over) to report instead of standard output. A failed write leaves
 // the old file as it was.
 void CFPreferencesSetReporter(void (*report)(const std::string& line));
+
+// A number that moves on whenever what CFPreferencesCopyAppValue answers may have changed (the
+// file was read, a value was set, the store was pointed elsewhere), so readers can keep what
+// they derived from the preferences until it does. Never goes back; safe from any thread.
+uint64_t CFPreferencesChangeCount();

@@ -3,8 +3,11 @@
 #include "library/LibraryRegistry.h"
 
 #include "album_fixture.h"
+#include "cf/CFPropertyList.h"
 #include "settings/PreferenceStore.h"
 #include "support/ThrownText.h"
+
+#include <functional>
 
 using namespace fixture;
 
@@ -132,22 +135,90 @@ TEST_F(RegistryTest, PublishedAlbumsComeInTheEntrysOrder) {
               "(In getAlbumInfo) : couldn't find album with id 9");
 }
 
-TEST_F(RegistryTest, UnpublishedAlbumsServeListsButNotPathsOrMediaTypes) {
-    setLibraries(entry("1", "Main", library, albumIds({1})));
-    // Album 1 (photos 10, 11) is published, album 2 (photo 12) is not.
+TEST_F(RegistryTest, UnpublishedAlbumsAnswerExactlyLikeMissingOnes) {
+    setLibraries(entry("1", "Main", library, albumIds({1})) + entry("2", "Bare", library));
+    // Album 1 (photos 10, 11) is published, album 2 (photo 12) exists but is not, album 9 does
+    // not exist; library 2 publishes nothing ("albums" absent).
     EXPECT_EQ(utf8(libGetImagePath(1, 1, 11, true)), "/photos/Thumbs/11.jpg");
     EXPECT_EQ(utf8(libGetImagePath(1, 1, 11, false)), "/photos/2009/img_11.jpg");
     EXPECT_EQ(utf8(libGetMediaType(1, 1, 10)), "Image");
-    EXPECT_EQ(utf8(libGetImagePath(1, 2, 12, true)), "");
+    EXPECT_EQ(utf8(libGetAlbumName(1, 1)), "Summer");
+    EXPECT_EQ(thrownText([] { libGetImagePath(1, 1, 12, true); }),
+              "(In getPhotoInfo) : couldn't find photo with id 12");
+
+    // Each call for the hidden album must answer what it answers for the missing one.
+    struct Case {
+        const char* name;
+        std::function<std::string(unsigned library, unsigned album)> call;
+    } cases[] = {
+        {"thumbnail path",
+         [](unsigned l, unsigned a) {
+             std::string path;
+             return thrownText([&] { path = utf8(libGetImagePath(l, a, 12, true)); }) + path;
+         }},
+        {"media type",
+         [](unsigned l, unsigned a) { return thrownText([&] { libGetMediaType(l, a, 12); }); }},
+        {"photo list",
+         [](unsigned l, unsigned a) {
+             std::vector<PhotoInfo> list;
+             std::string error = thrownText([&] { libGetPhotoList(l, a, list); });
+             return error + " / " + std::to_string(list.size()) + " records";
+         }},
+        {"records without copies",
+         [](unsigned l, unsigned a) { return thrownText([&] { libGetAlbumPhotos(l, a); }); }},
+        {"album name",
+         [](unsigned l, unsigned a) { return thrownText([&] { libGetAlbumName(l, a); }); }},
+    };
+    // The answer with the album's own id written as N.
+    auto answer = [](const Case& c, unsigned library, unsigned album) {
+        std::string text = c.call(library, album), id = "with id " + std::to_string(album);
+        size_t at = text.find(id);
+        return at == std::string::npos ? text : text.replace(at, id.size(), "with id N");
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(answer(c, 1, 2), answer(c, 1, 9)) << "an unpublished album reveals itself";
+        EXPECT_EQ(answer(c, 2, 1), answer(c, 2, 9))
+            << "a library without \"albums\" publishes nothing";
+    }
     EXPECT_EQ(thrownText([] { libGetMediaType(1, 2, 12); }),
               "(In libGetMediaType) : couldn't find album with id 2");
     std::vector<PhotoInfo> list;
-    libGetPhotoList(1, 2, list);
-    ASSERT_EQ(list.size(), 1u);
-    EXPECT_EQ(list[0].id, 12);
-    EXPECT_EQ(utf8(libGetAlbumName(1, 2)), "Winter");
-    EXPECT_EQ(thrownText([] { libGetImagePath(1, 1, 12, true); }),
-              "(In getPhotoInfo) : couldn't find photo with id 12");
+    EXPECT_EQ(thrownText([&] { libGetPhotoList(1, 2, list); }),
+              "(In getAlbumInfo) : couldn't find album with id 2");
+}
+
+TEST_F(RegistryTest, RecordsWithoutCopiesMatchTheList) {
+    setLibraries(entry("1", "Main", library, albumIds({1, 2})) + entry("3", "Empty", missing));
+    for (unsigned album : {1u, 2u}) {
+        std::vector<PhotoInfo> list;
+        libGetPhotoList(1, album, list);
+        std::optional<AlbumPhotos> photos = libGetAlbumPhotos(1, album);
+        ASSERT_TRUE(photos);
+        ASSERT_EQ(photos->size(), list.size());
+        for (size_t i = 0; i < list.size(); ++i) {
+            EXPECT_EQ((*photos)[i].id, list[i].id);
+            EXPECT_EQ(utf8((*photos)[i].thumbPath), utf8(list[i].thumbPath));
+        }
+    }
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(libGetAlbumPhotos(3, 1));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Library 3 doesn't exist! URL must have been invalid");
+}
+
+TEST_F(RegistryTest, PreferenceChangesReachTheCachedEntries) {
+    setLibraries(entry("1", "Main", library, albumIds({1})));
+    EXPECT_EQ(libGetMajorVersion(1), 6u);
+    // A value set in memory (no file, no synchronisation) is what the store answers now.
+    CFTypeRef entries = CFPropertyListCreateFromXMLData(
+        "<array>" + entry("1", "Other", other, albumIds({2})) + "</array>");
+    ASSERT_NE(entries, nullptr);
+    CFPreferencesSetAppValue(CFSTR("libraries"), entries, appID);
+    CFRelease(entries);
+    EXPECT_EQ(libGetMajorVersion(1), 11u);
+    EXPECT_EQ(utf8(libGetImagePath(1, 2, 12, true)), "/photos/Thumbs/12.jpg");
+    EXPECT_EQ(utf8(libGetImagePath(1, 1, 10, true)), "");
 }
 
 TEST_F(RegistryTest, PhotoListsAppend) {

@@ -1,9 +1,6 @@
 // AlbumFile.cpp - the only place tessellanctl uses the album data store (PhotoLibrary).
 #include "ctl/AlbumFile.h"
 
-#include "cf/CFPropertyList.h"
-#include "cf/CFReadStream.h"
-#include "cf/CFURL.h"
 #include "ctl/Failure.h"
 #include "library/PhotoLibrary.h"
 
@@ -16,41 +13,16 @@ namespace ctl {
 
 namespace {
 
-// Why the property-list reader refuses the file (asked only once the store has failed).
-std::string parseError(const std::string& file) {
-    CFURLRef url =
-        CFURLCreateFromFileSystemRepresentation(file.data(), CFIndex(file.size()), false);
-    CFReadStreamRef stream = CFReadStreamCreateWithFile(url);
-    CFRelease(url);
-    std::string why;
-    if (CFReadStreamOpen(stream)) {
-        CFTypeRef root = CFPropertyListCreateFromStream(stream, &why);
-        if (root) {
-            why = CFGetTypeID(root) == CFDictionaryGetTypeID() ? "" : "not a dictionary";
-            CFRelease(root);
-        }
-    }
-    CFRelease(stream);
-    return why;
-}
-
 PhotoLibrary* load(const std::string& folder) {
     std::string file = albumFilePath(folder);
     int fd = open(file.c_str(), O_RDONLY | O_NONBLOCK);
     if (fd < 0)
         throw Refused("no album file in " + folder + " (" + file + ": " + strerror(errno) + ")");
     close(fd);
-    try {
-        PhotoLibrary* library = PhotoLibrary::getLibrary(folder);
-        if (library) return library;
-        throw Refused("no album file in " + folder + " (" + file + ")");
-    } catch (const Refused&) {
-        throw;
-    } catch (const std::exception& error) {
-        std::string why = parseError(file);
-        throw Refused(file + " is not a readable album file (" +
-                      (why.empty() ? error.what() : why) + ")");
-    }
+    if (PhotoLibrary* library = PhotoLibrary::getLibrary(folder)) return library;
+    std::string why = PhotoLibrary::loadFailure(folder);
+    if (why.empty()) throw Refused("no album file in " + folder + " (" + file + ")");
+    throw Refused(file + " is not a readable album file (" + why + ")");
 }
 
 template <class Work> auto reading(const std::string& folder, Work work) {
