@@ -23,7 +23,7 @@ std::string encodePng(const Canvas& canvas);
 // the canvas holds more than 256 distinct colours.
 std::string encodeGif(const Canvas& canvas);
 
-// The canvas as a 24-bit Windows BMP (bottom-up rows, padded to 4 bytes).
+// The canvas as a 24-bit BMP (bottom-up rows, padded to 4 bytes).
 std::string encodeBmp(const Canvas& canvas);
 
 // A small MPEG-4 file with the boxes a player looks at first ("ftyp", an empty "mdat" and a
