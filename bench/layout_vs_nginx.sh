@@ -41,6 +41,7 @@ for _ in $(seq 50); do curl -s -o /dev/null "http://127.0.0.1:$tport/" && break;
 # nginx serves the JSON reply's bytes from a file, and a thumbnail file of the same library.
 curl -s "http://127.0.0.1:$tport/json/getsite" >"$layout/getsite.json"
 album=$(curl -s "http://127.0.0.1:$tport/json/getalbums?l=0" | grep -o '"id":[0-9]*' | head -1 | cut -d: -f2)
+photo=$(curl -s "http://127.0.0.1:$tport/json/getpics?l=0&a=$album&i=0&c=1" | grep -o '"id":[0-9]*' | head -1 | cut -d: -f2)
 thumbnail=$(find "$work/library/Thumbnails" -name '*.jpg' | sort | head -1)
 cp "$thumbnail" "$layout/thumbnail.jpg"
 
@@ -109,7 +110,7 @@ row index.html /index.html /index.html
 row two-k.js /two-k.js /two-k.js
 row "app.js gzip" /app.js /app.js "Accept-Encoding: gzip" "Accept-Encoding: gzip"
 row "json getsite" /json/getsite /getsite.json
-thumb="/thumbnail/?l=0&a=$album&p=0"
+thumb="/thumbnail/?l=0&a=$album&p=$photo"
 ttag=$(etag "http://127.0.0.1:$tport$thumb")
 ntag=$(etag "http://127.0.0.1:$nport/thumbnail.jpg")
 if [ -n "$ttag" ] && [ "$(status "http://127.0.0.1:$tport$thumb" "If-None-Match: $ttag")" = 304 ]; then
