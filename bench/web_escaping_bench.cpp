@@ -40,7 +40,7 @@ int main() {
     }
 
     std::string one = "GET /json/getpics?lib=1&album=42 HTTP/1.1\r\nHost: photos.local:8080\r\n"
-                      "User-Agent: Mozilla/5.0 (X11; Linux x86_64)\r\nAccept: */*\r\n"
+                      "User-Agent: gallery-viewer/5.0 (X11; Linux x86_64)\r\nAccept: */*\r\n"
                       "Cookie: theme=dark; sid=0123456789abcdef\r\n\r\n";
     std::string many;
     for (int i = 0; i < 1000; ++i)

@@ -153,9 +153,8 @@ void appendValue(std::string& out, CFTypeRef value, int depth) {
 } // namespace
 
 std::string CFPropertyListCreateXMLText(CFTypeRef value) {
+    // Readers need no document type line: the root element says what the document is.
     std::string out = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                      "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-                      "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
                       "<plist version=\"1.0\">\n";
     appendValue(out, value, 0);
     out += "</plist>\n";

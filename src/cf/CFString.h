@@ -15,7 +15,7 @@ typedef CFString* CFMutableStringRef;
 
 typedef uint32_t CFStringEncoding;
 enum : CFStringEncoding {
-    kCFStringEncodingMacRoman = 0,
+    kCFStringEncodingLegacy8Bit = 0, // the platform's legacy single-byte encoding
     kCFStringEncodingISOLatin1 = 0x0201,
     kCFStringEncodingASCII = 0x0600,
     kCFStringEncodingUTF8 = 0x08000100,
@@ -28,7 +28,7 @@ CFTypeID CFStringGetTypeID();
 CFStringRef __CFStringMakeConstantString(const char* text);
 #define CFSTR(text)                                                                                \
     ([]() -> CFStringRef {                                                                         \
-        static const CFStringRef constant = __CFStringMakeConstantString("" text "");             \
+        static const CFStringRef constant = __CFStringMakeConstantString("" text "");              \
         return constant;                                                                           \
     }())
 

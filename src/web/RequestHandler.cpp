@@ -2,7 +2,9 @@
 #include "web/RequestHandler.h"
 
 #include "settings/Preferences.h"
+#include "web/Gzip.h"
 #include "web/PageFrame.h"
+#include "web/Ranges.h"
 #include "web/Validators.h"
 #include "web/base64.h"
 #include "web/utility.h"
@@ -74,6 +76,25 @@ void respond(Responder responder, std::unique_ptr<HttpReply>& reply, const CFStr
     }
 }
 
+// What HTTP asks of every reply once its responder is done: the encoding is chosen first (a
+// compressed variant has a tag of its own), then a reply the client already holds becomes a 304,
+// then the body is compressed or narrowed to the requested range. A 304 has no
+// "Content-Length": it would have to be the length of the representation the client holds.
+void finishReply(const HttpRequest& request, std::unique_ptr<HttpReply>& reply) {
+    bool gzip = PrepareGzip(request, *reply);
+    FinishConditional(request, reply);
+    if (reply->status() == 304) {
+        reply->clearBody();
+        reply->removeHeader("Content-Length");
+        return;
+    }
+    if (gzip)
+        CompressReply(*reply, SharedGzipCache());
+    else
+        ApplyRange(request, *reply);
+    reply->setHeader("Content-Length", std::to_string(reply->bodyLength()));
+}
+
 } // namespace
 
 std::unique_ptr<HttpReply> HandleRequest(const HttpRequest& request) {
@@ -128,7 +149,7 @@ std::unique_ptr<HttpReply> HandleRequest(const HttpRequest& request) {
     std::string body = std::move(out).str();
     if (!body.empty() || (!reply->fileBody() && reply->bodyLength() == 0))
         reply->setBody(std::move(body));
-    reply->setHeader("Content-Length", std::to_string(reply->bodyLength()));
+    finishReply(request, reply);
     CurrentRequestEnd();
     return reply;
 }

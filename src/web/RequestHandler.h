@@ -5,6 +5,10 @@
 // them (refusing with the 401 page), and lets the responder registered for the directory part
 // build the reply. Nothing a client sends ends the process: an unknown path, a URL that is not
 // ASCII, a failing responder or one that leaves no reply is answered with the error page.
+//
+// Then the reply is finished as HTTP asks: text is gzip-compressed when the client accepts it
+// (Gzip.h), a reply the client already holds becomes a 304 (Validators.h), and a file body is
+// narrowed to a requested byte range (Ranges.h). May run on several threads at once.
 #pragma once
 
 #include "cf/cftempl.h"
@@ -18,5 +22,5 @@
 typedef std::map<CFString_t, Responder, CFStringCmp> ResponderMap;
 extern ResponderMap rmap;
 
-// The reply to request, with its body and "Content-Length" set. Never null.
+// The reply to request, with its body and "Content-Length" set (none for a 304). Never null.
 std::unique_ptr<HttpReply> HandleRequest(const HttpRequest& request);

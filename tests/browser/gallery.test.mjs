@@ -8,7 +8,8 @@
 // CHROMIUM               the browser (default: /usr/bin/chromium)
 //
 // The expected values come from the server's own JSON API, so any published library will do as
-// long as one album holds a JPEG with a camera make in its EXIF data that is not its last photo.
+// long as one album holds a JPEG with a camera make in its EXIF data that is not its last photo,
+// and one holds a film.
 
 import { test, before, after } from 'node:test';
 import assert from 'node:assert/strict';
@@ -68,6 +69,19 @@ async function findTarget(base) {
         if (info && info.mediaType !== 'Movie' && info.exif && info.exif.cameraMake.trim() && info.captureDate.string) {
           return { lib, album, index: i, info };
         }
+      }
+    }
+  }
+  return null;
+}
+
+/** The first published film: its library id, album id and position. */
+async function findFilm(base) {
+  for (const lib of await api(base, 'getlibs')) {
+    for (const album of await api(base, `getalbums?l=${lib.id}`)) {
+      for (let i = 0; i < Math.min(album.size, 200); i++) {
+        const info = await tryApi(base, `getpicinfo?l=${lib.id}&a=${album.id}&i=${i}`);
+        if (info && info.mediaType === 'Movie') return { lib: lib.id, album: album.id, index: i };
       }
     }
   }
@@ -223,6 +237,60 @@ for (const size of SIZES) {
     }
   });
 }
+
+test('a film plays in a <video> element through byte ranges', { skip: skipAll, timeout: 60000 }, async () => {
+  const film = await findFilm(BASE);
+  assert.ok(film, 'no published album holds a film');
+  const src = `/image/?l=${film.lib}&a=${film.album}&i=${film.index}`;
+  const { context, page, problems } = await openPage(SIZES[1], BASE);
+  const answers = [];
+  page.on('response', async (res) => {
+    if (!res.url().includes(src)) return;
+    const asked = await res.request().allHeaders();
+    answers.push({ status: res.status(), range: asked.range, contentRange: res.headers()['content-range'] });
+  });
+  try {
+    await page.goto(BASE); // the film is asked for from the server's own origin
+    const state = await page.evaluate((address) => new Promise((resolve) => {
+      const video = document.createElement('video');
+      video.muted = true;
+      video.preload = 'auto';
+      const report = (why) => resolve({
+        why, readyState: video.readyState, width: video.videoWidth, height: video.videoHeight,
+        duration: video.duration, error: video.error && video.error.message,
+      });
+      video.addEventListener('loadeddata', () => report('loadeddata'), { once: true });
+      video.addEventListener('error', () => report('error'), { once: true });
+      setTimeout(() => report('timeout'), 15000);
+      video.src = address;
+      document.body.append(video);
+    }), src);
+    assert.equal(state.why, 'loadeddata', `the film did not load: ${JSON.stringify(state)}`);
+    assert.ok(state.readyState >= 2, `readyState ${state.readyState}`);
+    assert.ok(state.width > 0 && state.height > 0, `no picture: ${state.width}x${state.height}`);
+    assert.ok(state.duration > 0, `duration ${state.duration}`);
+
+    // It plays on: the current time moves.
+    const played = await page.evaluate(async () => {
+      const video = document.querySelector('video');
+      await video.play();
+      await new Promise((resolve) => setTimeout(resolve, 1200));
+      return video.currentTime;
+    });
+    assert.ok(played > 0.3, `current time ${played} after playing for a while`);
+
+    const partial = answers.filter((a) => a.status === 206);
+    assert.ok(partial.length > 0, `no range was answered 206: ${JSON.stringify(answers)}`);
+    for (const a of partial) {
+      assert.ok(a.range && /^bytes=\d*-\d*$/.test(a.range), `206 to a request without a single range: ${JSON.stringify(a)}`);
+      assert.match(a.contentRange || '', /^bytes \d+-\d+\/\d+$/);
+    }
+    await page.screenshot({ path: path.join(SHOTS, 'film-desktop.png') });
+    assert.deepEqual(problems, []);
+  } finally {
+    await context.close();
+  }
+});
 
 const skipAuth = skipAll || (AUTH_BASE && USER != null && PASS != null ? false : 'TESSELLAN_AUTH_URL, TESSELLAN_USER or TESSELLAN_PASS is not set');
 

@@ -7,9 +7,7 @@
 
 namespace {
 
-const char* kHeader = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                      "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-                      "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n";
+const char* kHeader = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
 
 CFDictionary_t parseDict(const std::string& body) {
     std::string error;
@@ -115,6 +113,18 @@ TEST(PropertyListWriter, RoundTripsThroughTheReader) {
               "Caf\xC3\xA9 <&> \xF0\x9F\x98\x80");
     EXPECT_DOUBLE_EQ(double(copy.get<CFNumber_t>(CFSTR("real"))), 0.1);
     EXPECT_NE(text.find("<key>auth</key>\n\t<true/>"), std::string::npos);
+    EXPECT_EQ(
+        text.rfind("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n", 0), 0u)
+        << "the declaration, then the root element: no document type line";
+}
+
+TEST(PropertyListReader, ADocumentTypeLineFromAnotherWriterIsAccepted) {
+    CFTypeRef root = CFPropertyListCreateFromXMLData(
+        std::string(kHeader) + "<!DOCTYPE plist SYSTEM \"file://localhost/plist.dtd\">\n"
+                               "<plist version=\"1.0\"><string>ok</string></plist>");
+    ASSERT_NE(root, nullptr);
+    EXPECT_EQ(CFStringGetUTF8(static_cast<CFStringRef>(root)), "ok");
+    CFRelease(root);
 }
 
 } // namespace

@@ -286,7 +286,7 @@ TEST(DemoPictures, OtherPicturesProbeAsTheirTypes) {
     }
 }
 
-TEST(DemoPictures, TheMovieIsAnMp4WithAJpegStill) {
+TEST(DemoPictures, TheMovieIsAnH264Mp4WithAJpegStill) {
     std::vector<Photo> movies;
     for (const Photo& photo : photos())
         if (photo.mediaType == "Movie") movies.push_back(photo);
@@ -302,6 +302,14 @@ TEST(DemoPictures, TheMovieIsAnMp4WithAJpegStill) {
     }
     EXPECT_EQ(at, b.size()) << "the boxes fill the file";
     EXPECT_EQ(boxes.count("moov"), 1u);
+    // Browsers play it: one H.264 track whose samples fill the media data box, the first of
+    // them a key frame (an IDR slice after its four-byte length).
+    size_t mdat = b.rfind("mdat") - 4;
+    EXPECT_LT(b.find("moov"), mdat) << "the index comes first, so playing starts at once";
+    EXPECT_NE(b.find("avc1"), std::string::npos);
+    EXPECT_NE(b.find("avcC"), std::string::npos);
+    ASSERT_GT(be32(b, mdat), 8u + 4 + 1);
+    EXPECT_EQ(uint8_t(b[mdat + 8 + 4]) & 0x1F, 5) << "an IDR slice first";
     EXPECT_EQ(jpegLayout(readFile(movies[0].thumbnail)).valid, true);
 }
 

@@ -1,4 +1,4 @@
-// Bmp.cpp - 24-bit Windows bitmaps.
+// Bmp.cpp - 24-bit BMP bitmaps.
 #include "demo/Bytes.h"
 #include "demo/Encoders.h"
 

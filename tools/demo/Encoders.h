@@ -1,5 +1,5 @@
 // Encoders.h - the picture files of the demo library, as bytes: JPEG (libjpeg) with an
-// optional EXIF block, PNG, GIF and BMP written by hand, and a stand-in movie file.
+// optional EXIF block, PNG, GIF and BMP written by hand, and a short film.
 #pragma once
 
 #include "demo/Canvas.h"
@@ -23,12 +23,12 @@ std::string encodePng(const Canvas& canvas);
 // the canvas holds more than 256 distinct colours.
 std::string encodeGif(const Canvas& canvas);
 
-// The canvas as a 24-bit Windows BMP (bottom-up rows, padded to 4 bytes).
+// The canvas as a 24-bit BMP (bottom-up rows, padded to 4 bytes).
 std::string encodeBmp(const Canvas& canvas);
 
-// A small MPEG-4 file with the boxes a player looks at first ("ftyp", an empty "mdat" and a
-// "moov" holding only a movie header of the given length and frame size): a file that stands
-// for a film, with no frames.
-std::string movieFile(int seconds, int width, int height);
+// A film of the given length in seconds showing the still (halved in each direction): an
+// MPEG-4 file ("ftyp", "moov", then "mdat") with one H.264 video track that browsers play.
+// Throws std::runtime_error when the still is smaller than 32 x 32.
+std::string movieFile(const Canvas& still, int seconds);
 
 } // namespace demo

@@ -55,7 +55,7 @@ std::string encode(const PhotoSpec& photo, const Canvas& canvas) {
     case Format::Bmp:
         return encodeBmp(canvas);
     case Format::Movie:
-        return movieFile(10, canvas.width(), canvas.height());
+        return movieFile(canvas, 10);
     }
     return std::string();
 }

@@ -1,0 +1,171 @@
+// Gzip_test.cpp - Accept-Encoding negotiation, compressible types, the compressed bytes and the
+// bounded cache of compressed bodies.
+#include "web/Gzip.h"
+
+#include <gtest/gtest.h>
+#include <thread>
+#include <vector>
+#include <zlib.h>
+
+namespace {
+
+std::string inflateAll(const std::string& gzip) {
+    z_stream stream = {};
+    EXPECT_EQ(inflateInit2(&stream, 15 + 16), Z_OK);
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(gzip.data()));
+    stream.avail_in = uInt(gzip.size());
+    std::string out;
+    char buffer[16384];
+    int status;
+    do {
+        stream.next_out = reinterpret_cast<Bytef*>(buffer);
+        stream.avail_out = sizeof buffer;
+        status = inflate(&stream, Z_NO_FLUSH);
+        out.append(buffer, sizeof buffer - stream.avail_out);
+    } while (status == Z_OK);
+    EXPECT_EQ(status, Z_STREAM_END) << "a whole gzip member";
+    EXPECT_EQ(stream.avail_in, 0u) << "nothing after it";
+    inflateEnd(&stream);
+    return out;
+}
+
+std::string text(size_t bytes, unsigned seed = 1) {
+    std::string out;
+    while (out.size() < bytes)
+        out += "{\"name\":\"picture " + std::to_string(seed++ * 7919 % 10007) + "\"},\n";
+    out.resize(bytes);
+    return out;
+}
+
+TEST(Gzip, AcceptEncodingTable) {
+    struct Case {
+        const char* name;
+        const char* header;
+        bool accepts;
+    } cases[] = {
+        {"plain", "gzip", true},
+        {"in a list", "deflate, gzip, br", true},
+        {"browser default", "gzip, deflate, br, zstd", true},
+        {"upper case", "GZIP", true},
+        {"old name", "x-gzip", true},
+        {"q above zero", "gzip;q=0.5", true},
+        {"q with spaces", "gzip ; Q = 0.001", true},
+        {"q zero refuses", "gzip;q=0", false},
+        {"q zero with decimals refuses", "gzip;q=0.000", false},
+        {"star", "*", true},
+        {"star refused", "*;q=0", false},
+        {"gzip refused beats star", "*, gzip;q=0", false},
+        {"gzip allowed beats refused star", "gzip, *;q=0", true},
+        {"only other codings", "deflate, br", false},
+        {"identity only", "identity", false},
+        {"empty", "", false},
+        {"q above one is malformed: member ignored", "gzip;q=2", false},
+        {"q garbage: member ignored", "gzip;q=abc", false},
+        {"q garbage on gzip, star still counts", "gzip;q=x, *", true},
+        {"prefix of the name", "gzipped", false},
+        {"empty members", ",, gzip ,", true},
+        {"other parameter", "gzip;level=9", true},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(AcceptsGzip(c.header), c.accepts) << c.name << ": " << c.header;
+}
+
+TEST(Gzip, CompressibleTypeTable) {
+    struct Case {
+        const char* type;
+        bool compressible;
+    } cases[] = {
+        {"text/html", true},
+        {"text/css", true},
+        {"text/javascript; charset=UTF-8", true},
+        {"application/x-javascript", true},
+        {"application/json", true},
+        {"Application/JSON ; charset=utf-8", true},
+        {"image/svg+xml", true},
+        {"text/plain", true},
+        {"image/jpeg", false},
+        {"video/mp4", false},
+        {"image/png", false},
+        {"application/octet-stream", false},
+        {"text/", false},
+        {"", false},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(IsCompressibleType(c.type), c.compressible) << c.type;
+}
+
+TEST(Gzip, CompressedBytesInflateToTheOriginal) {
+    for (size_t size : {size_t(0), size_t(1), size_t(300), size_t(65536), size_t(3 << 20)}) {
+        std::string original = text(size, unsigned(size));
+        std::string gzip = GzipCompress(original);
+        ASSERT_GE(gzip.size(), 18u);
+        EXPECT_EQ(gzip.substr(0, 2), "\x1f\x8b") << "gzip magic";
+        EXPECT_EQ(gzip.substr(4, 4), std::string(4, '\0')) << "no time: the same on every run";
+        EXPECT_EQ(inflateAll(gzip), original) << size;
+        if (size >= 65536) {
+            EXPECT_LT(gzip.size(), size / 2) << size;
+        }
+    }
+}
+
+TEST(Gzip, CacheKeepsItsBoundDroppingTheLeastRecentlyUsed) {
+    GzipCache cache(64 * 1024);
+    auto body = std::make_shared<const std::string>(std::string(1000, 'z'));
+    for (int i = 0; i < 200; ++i) {
+        cache.store("\"t" + std::to_string(i) + "\"", 5000, "text/css", body);
+        EXPECT_LE(cache.bytes(), 64u * 1024) << i;
+        // The first entry is used all along and must survive.
+        EXPECT_NE(cache.find("\"t0\"", 5000, "text/css"), nullptr) << i;
+    }
+    EXPECT_GT(cache.entries(), 40u);
+    EXPECT_EQ(cache.find("\"t1\"", 5000, "text/css"), nullptr) << "least recently used went first";
+    EXPECT_NE(cache.find("\"t199\"", 5000, "text/css"), nullptr);
+}
+
+TEST(Gzip, CacheKeysTellVersionsApart) {
+    GzipCache cache(1 << 20);
+    auto a = std::make_shared<const std::string>("a");
+    cache.store("\"v1\"", 300, "text/css", a);
+    EXPECT_EQ(cache.find("\"v1\"", 300, "text/css"), a);
+    EXPECT_EQ(cache.find("\"v2\"", 300, "text/css"), nullptr) << "other tag";
+    EXPECT_EQ(cache.find("\"v1\"", 301, "text/css"), nullptr) << "other length";
+    EXPECT_EQ(cache.find("\"v1\"", 300, "text/html"), nullptr) << "other type";
+
+    std::string one = text(1000, 1), other = text(1000, 2);
+    cache.store(one, a);
+    EXPECT_EQ(cache.find(one), a);
+    EXPECT_EQ(cache.find(other), nullptr) << "other bytes of the same length";
+    std::string changed = one;
+    changed[500] ^= 1;
+    EXPECT_EQ(cache.find(changed), nullptr) << "one bit changed";
+}
+
+TEST(Gzip, CacheKeepsNoEntryTooBigForIt) {
+    GzipCache cache(80 * 1024);
+    cache.store("\"big\"", 1, "text/css", std::make_shared<const std::string>(20000, 'x'));
+    EXPECT_EQ(cache.entries(), 0u) << "over an eighth of the capacity";
+    EXPECT_EQ(cache.bytes(), 0u);
+}
+
+TEST(Gzip, CacheServesSeveralThreadsAtOnce) {
+    GzipCache cache(256 * 1024);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&cache, t] {
+            for (int i = 0; i < 2000; ++i) {
+                std::string tag = "\"" + std::to_string((i * 7 + t) % 300) + "\"";
+                auto found = cache.find(tag, 1, "text/css");
+                if (found) {
+                    EXPECT_EQ(*found, tag);
+                } else {
+                    cache.store(tag, 1, "text/css", std::make_shared<const std::string>(tag));
+                }
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_LE(cache.bytes(), 256u * 1024);
+}
+
+} // namespace

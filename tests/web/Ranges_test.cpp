@@ -1,0 +1,238 @@
+// Ranges_test.cpp - Range header parsing, If-Range, and narrowing file replies to 206 or 416.
+#include "web/Ranges.h"
+
+#include "support/TempFolder.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr uint64_t kGiB = 1ull << 30;
+constexpr uint64_t kMax = ~0ull;
+
+std::unique_ptr<HttpRequest> requestWith(const std::string& headers) {
+    auto request = std::make_unique<HttpRequest>();
+    std::string bytes = "GET /f HTTP/1.1\r\nHost: x\r\n" + headers + "\r\n";
+    request->append(bytes.data(), bytes.size());
+    EXPECT_TRUE(request->isHeaderComplete()) << headers;
+    return request;
+}
+
+TEST(Ranges, ParseTable) {
+    using K = RangeRequest;
+    struct Case {
+        const char* name;
+        const char* header;
+        uint64_t length;
+        RangeRequest::Kind kind;
+        uint64_t first, last;
+    } cases[] = {
+        {"closed range", "bytes=0-99", 1000, K::Single, 0, 99},
+        {"open range runs to the end", "bytes=500-", 1000, K::Single, 500, 999},
+        {"suffix takes the last bytes", "bytes=-100", 1000, K::Single, 900, 999},
+        {"suffix longer than the file takes it all", "bytes=-5000", 1000, K::Single, 0, 999},
+        {"last past the end is clipped", "bytes=990-2000", 1000, K::Single, 990, 999},
+        {"one byte", "bytes=7-7", 1000, K::Single, 7, 7},
+        {"last byte", "bytes=999-999", 1000, K::Single, 999, 999},
+        {"unit in any case, whitespace around", "  BYTES=1-2 ", 10, K::Single, 1, 2},
+        {"empty members are allowed", "bytes=,1-2,", 10, K::Single, 1, 2},
+        {"first at the end is unsatisfiable", "bytes=1000-", 1000, K::Unsatisfiable, 0, 0},
+        {"first past the end", "bytes=5000-6000", 1000, K::Unsatisfiable, 0, 0},
+        {"zero suffix", "bytes=-0", 1000, K::Unsatisfiable, 0, 0},
+        {"empty file", "bytes=0-", 0, K::Unsatisfiable, 0, 0},
+        {"suffix of an empty file", "bytes=-10", 0, K::Unsatisfiable, 0, 0},
+        {"several ranges get the whole", "bytes=0-1,5-6", 1000, K::Several, 0, 0},
+        {"several, one satisfiable", "bytes=0-1, 5000-", 1000, K::Several, 0, 0},
+        {"several, none satisfiable", "bytes=2000-,3000-", 1000, K::Unsatisfiable, 0, 0},
+        {"reversed range is invalid", "bytes=9-5", 1000, K::Whole, 0, 0},
+        {"other unit", "items=0-5", 1000, K::Whole, 0, 0},
+        {"no equals sign", "bytes 0-5", 1000, K::Whole, 0, 0},
+        {"empty set", "bytes=", 1000, K::Whole, 0, 0},
+        {"only commas", "bytes=, ,", 1000, K::Whole, 0, 0},
+        {"missing dash", "bytes=5", 1000, K::Whole, 0, 0},
+        {"lone dash", "bytes=-", 1000, K::Whole, 0, 0},
+        {"letters in a number", "bytes=1a-5", 1000, K::Whole, 0, 0},
+        {"negative last", "bytes=1--5", 1000, K::Whole, 0, 0},
+        {"plus sign", "bytes=+1-5", 1000, K::Whole, 0, 0},
+        {"garbage after a member", "bytes=0-5 x", 1000, K::Whole, 0, 0},
+        {"one bad member spoils the set", "bytes=0-5,x", 1000, K::Whole, 0, 0},
+        {"huge first is unsatisfiable", "bytes=99999999999999999999999-", 1000, K::Unsatisfiable, 0,
+         0},
+        {"huge last is clipped", "bytes=10-99999999999999999999999", 1000, K::Single, 10, 999},
+        {"huge suffix is the whole", "bytes=-99999999999999999999999", 1000, K::Single, 0, 999},
+        {"2^63 and past", "bytes=9223372036854775808-18446744073709551616", kMax, K::Single,
+         9223372036854775808ull, kMax - 1},
+        {"near the end of 5 GiB", "bytes=5368709100-", 5 * kGiB, K::Single, 5368709100ull,
+         5 * kGiB - 1},
+        {"suffix of 5 GiB", "bytes=-20", 5 * kGiB, K::Single, 5 * kGiB - 20, 5 * kGiB - 1},
+        {"past 4 GiB in the middle", "bytes=4294967296-4294967305", 5 * kGiB, K::Single,
+         4294967296ull, 4294967305ull},
+    };
+    for (const Case& c : cases) {
+        RangeRequest r = ParseRange(c.header, c.length);
+        EXPECT_EQ(r.kind, c.kind) << c.name << ": " << c.header;
+        if (r.kind == K::Single && c.kind == K::Single) {
+            EXPECT_EQ(r.range.first, c.first) << c.name;
+            EXPECT_EQ(r.range.last, c.last) << c.name;
+        }
+    }
+}
+
+TEST(Ranges, AbsurdlyManyRangesAreIgnored) {
+    std::string many = "bytes=0-0";
+    for (size_t i = 1; i < 10000; ++i)
+        many += "," + std::to_string(i) + "-" + std::to_string(i);
+    EXPECT_EQ(ParseRange(many, 100000).kind, RangeRequest::Whole);
+    std::string justEnough = "bytes=0-0";
+    for (size_t i = 1; i < kMaxRangeSpecs; ++i)
+        justEnough += "," + std::to_string(i) + "-" + std::to_string(i);
+    EXPECT_EQ(ParseRange(justEnough, 100000).kind, RangeRequest::Several);
+}
+
+TEST(Ranges, IfRangeTable) {
+    std::string etag = "\"abc\"", weak = "W/\"abc\"";
+    std::string date = "Sun, 06 Nov 1994 08:49:37 GMT";
+    struct Case {
+        const char* name;
+        std::string ifRange;
+        const std::string* etag;
+        const std::string* lastModified;
+        bool matches;
+    } cases[] = {
+        {"same strong tag", "\"abc\"", &etag, &date, true},
+        {"other tag", "\"abd\"", &etag, &date, false},
+        {"weak tag given", "W/\"abc\"", &etag, &date, false},
+        {"reply's tag is weak", "\"abc\"", &weak, &date, false},
+        {"tag but reply has none", "\"abc\"", nullptr, &date, false},
+        {"same date", date, &etag, &date, true},
+        {"same date in the old form", "Sunday, 06-Nov-94 08:49:37 GMT", &etag, &date, true},
+        {"other date", "Sun, 06 Nov 1994 08:49:38 GMT", &etag, &date, false},
+        {"date but reply has none", date, &etag, nullptr, false},
+        {"garbage", "yesterday", &etag, &date, false},
+        {"empty", "", &etag, &date, false},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(IfRangeMatches(c.ifRange, c.etag, c.lastModified), c.matches) << c.name;
+}
+
+// A file of the given size whose last ten bytes are "0123456789"; sparse when big.
+class RangeFileTest : public ::testing::Test {
+  protected:
+    int openFile(uint64_t size) {
+        std::string path = files.path("film.mp4");
+        int fd = open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600);
+        EXPECT_GE(fd, 0);
+        EXPECT_EQ(ftruncate(fd, off_t(size)), 0);
+        EXPECT_EQ(pwrite(fd, "0123456789", 10, off_t(size - 10)), 10);
+        return fd;
+    }
+    std::unique_ptr<HttpReply> fileReply(uint64_t size) {
+        auto reply = std::make_unique<HttpReply>(200);
+        reply->setHeader("Content-Type", "video/mp4");
+        reply->setHeader("ETag", "\"v1\"");
+        reply->setHeader("Last-Modified", "Sun, 06 Nov 1994 08:49:37 GMT");
+        reply->setHeader("Cache-Control", "max-age=86400");
+        reply->setFileBody(openFile(size), 0, size);
+        return reply;
+    }
+    static std::string sliceBytes(const HttpReply& reply) {
+        const HttpReply::FileSlice* slice = reply.fileBody();
+        if (!slice || slice->length > 4096) return "?";
+        std::string bytes(slice->length, '\0');
+        ssize_t n = pread(slice->fd, bytes.data(), bytes.size(), off_t(slice->offset));
+        return n == ssize_t(bytes.size()) ? bytes : "?";
+    }
+    testsupport::TempFolder files;
+};
+
+TEST_F(RangeFileTest, FileRepliesAreNarrowedOrRefused) {
+    const uint64_t big = 5 * kGiB;
+    struct Case {
+        const char* name;
+        uint64_t size;
+        std::string headers;
+        int status;
+        std::string contentRange;
+        uint64_t offset, length;
+        std::string bytes; // checked when the slice is small
+    } cases[] = {
+        {"no Range", 100, "", 200, "", 0, 100, ""},
+        {"suffix of 5 GiB", big, "Range: bytes=-4\r\n", 206,
+         "bytes 5368709116-5368709119/5368709120", big - 4, 4, "6789"},
+        {"open range near the end of 5 GiB", big, "Range: bytes=5368709115-\r\n", 206,
+         "bytes 5368709115-5368709119/5368709120", big - 5, 5, "56789"},
+        {"closed range past 4 GiB", big, "Range: bytes=5368709110-5368709112\r\n", 206,
+         "bytes 5368709110-5368709112/5368709120", big - 10, 3, "012"},
+        {"range of a small file", 100, "Range: bytes=90-91\r\n", 206, "bytes 90-91/100", 90, 2,
+         "01"},
+        {"past the end", 100, "Range: bytes=100-\r\n", 416, "bytes */100", 0, 0, ""},
+        {"past the end of 5 GiB", big, "Range: bytes=5368709120-\r\n", 416, "bytes */5368709120", 0,
+         0, ""},
+        {"several ranges: whole", 100, "Range: bytes=0-1,5-6\r\n", 200, "", 0, 100, ""},
+        {"garbage: whole", 100, "Range: bytes=abc\r\n", 200, "", 0, 100, ""},
+        {"If-Range matches", 100, "Range: bytes=95-\r\nIf-Range: \"v1\"\r\n", 206,
+         "bytes 95-99/100", 95, 5, "56789"},
+        {"If-Range by date matches", 100,
+         "Range: bytes=95-\r\nIf-Range: Sun, 06 Nov 1994 08:49:37 GMT\r\n", 206, "bytes 95-99/100",
+         95, 5, "56789"},
+        {"If-Range is an old version: whole", 100, "Range: bytes=95-\r\nIf-Range: \"v0\"\r\n", 200,
+         "", 0, 100, ""},
+    };
+    for (const Case& c : cases) {
+        auto request = requestWith(c.headers);
+        auto reply = fileReply(c.size);
+        ApplyRange(*request, *reply);
+        EXPECT_EQ(reply->status(), c.status) << c.name;
+        const std::string* accept = reply->header("Accept-Ranges");
+        EXPECT_TRUE(accept && *accept == "bytes") << c.name;
+        const std::string* range = reply->header("Content-Range");
+        EXPECT_EQ(range ? *range : "", c.contentRange) << c.name;
+        if (c.status == 416) {
+            EXPECT_EQ(reply->fileBody(), nullptr) << c.name << ": a 416 has no body";
+            EXPECT_EQ(reply->bodyLength(), 0u) << c.name;
+            EXPECT_EQ(reply->header("Cache-Control"), nullptr) << c.name << ": never kept";
+            continue;
+        }
+        ASSERT_NE(reply->fileBody(), nullptr) << c.name;
+        EXPECT_EQ(reply->fileBody()->offset, c.offset) << c.name;
+        EXPECT_EQ(reply->fileBody()->length, c.length) << c.name;
+        if (!c.bytes.empty()) {
+            EXPECT_EQ(sliceBytes(*reply), c.bytes) << c.name;
+        }
+    }
+}
+
+TEST_F(RangeFileTest, OnlyPlainFileRepliesTakeRanges) {
+    auto request = requestWith("Range: bytes=0-1\r\n");
+    HttpReply memory(200);
+    memory.setBody("0123456789");
+    ApplyRange(*request, memory);
+    EXPECT_EQ(memory.status(), 200) << "bytes in memory are sent whole";
+    EXPECT_EQ(memory.header("Accept-Ranges"), nullptr);
+
+    auto notFound = fileReply(100);
+    notFound->setStatus(404);
+    ApplyRange(*request, *notFound);
+    EXPECT_EQ(notFound->status(), 404) << "only a 200 is narrowed";
+
+    auto encoded = fileReply(100);
+    encoded->setHeader("Content-Encoding", "gzip");
+    ApplyRange(*request, *encoded);
+    EXPECT_EQ(encoded->status(), 200) << "ranges of an encoded body are not served";
+}
+
+TEST_F(RangeFileTest, TheNarrowedSliceKeepsTheFileOpenAndOffsetWithinIt) {
+    auto request = requestWith("Range: bytes=2-3\r\n");
+    auto reply = std::make_unique<HttpReply>(200);
+    int fd = openFile(100);
+    reply->setFileBody(fd, 90, 10); // a slice of a bigger file: "0123456789"
+    ApplyRange(*request, *reply);
+    ASSERT_EQ(reply->status(), 206);
+    EXPECT_EQ(reply->fileBody()->fd, fd);
+    EXPECT_EQ(sliceBytes(*reply), "23");
+    EXPECT_EQ(*reply->header("Content-Range"), "bytes 2-3/10");
+}
+
+} // namespace

@@ -1,0 +1,222 @@
+// RequestStepHttp_test.cpp - the end of the request step through HandleRequest: gzip, 304 and
+// byte ranges together, as responders' replies meet them.
+#include "settings/PreferenceStore.h"
+#include "support/TempFolder.h"
+#include "web/Gzip.h"
+#include "web/RequestHandler.h"
+#include "web/Validators.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zlib.h>
+
+namespace {
+
+std::string gFilePath; // what /t/file/ serves
+std::string gFileType; // with this type
+std::string gText;     // what /t/text/ and /t/early/ serve, as text/css
+std::string gTextETag; // with this tag, when not empty
+int gEarlyChecks = 0;  // how often /t/early/ found the client's copy current
+
+void fileResponder(std::unique_ptr<HttpReply>& reply, const CFString_t&, const VarMap&,
+                   std::ostream&) {
+    int fd = open(gFilePath.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat info;
+    if (fd < 0 || fstat(fd, &info) != 0) throw std::runtime_error("cannot open " + gFilePath);
+    reply = std::make_unique<HttpReply>(200);
+    reply->setHeader("Content-Type", gFileType);
+    SetValidator(*reply, FileValidator(info, ""), CachePolicy::Revalidate);
+    reply->setFileBody(fd, 0, uint64_t(info.st_size));
+}
+
+void textResponder(std::unique_ptr<HttpReply>& reply, const CFString_t&, const VarMap&,
+                   std::ostream& out) {
+    reply = std::make_unique<HttpReply>(200);
+    reply->setHeader("Content-Type", "text/css");
+    if (!gTextETag.empty()) SetValidator(*reply, {gTextETag, 0}, CachePolicy::Revalidate);
+    out << gText;
+}
+
+void earlyResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, const VarMap& vars,
+                    std::ostream& out) {
+    Validator validator{gTextETag, 0};
+    if (NotModified(validator)) {
+        ++gEarlyChecks;
+        return ReplyNotModified(reply, validator, CachePolicy::Revalidate);
+    }
+    textResponder(reply, path, vars, out);
+}
+
+std::string inflateAll(std::string_view gzip) {
+    z_stream stream = {};
+    inflateInit2(&stream, 15 + 16);
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(gzip.data()));
+    stream.avail_in = uInt(gzip.size());
+    std::string out(1 << 20, '\0');
+    stream.next_out = reinterpret_cast<Bytef*>(out.data());
+    stream.avail_out = uInt(out.size());
+    int status = inflate(&stream, Z_FINISH);
+    out.resize(stream.total_out);
+    inflateEnd(&stream);
+    return status == Z_STREAM_END ? out : "(broken)";
+}
+
+class RequestStepHttpTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        CFPreferencesSetPath(files.path("none.plist"));
+        rmap[CFString_t("/t/file/")] = fileResponder;
+        rmap[CFString_t("/t/text/")] = textResponder;
+        rmap[CFString_t("/t/early/")] = earlyResponder;
+        gFilePath = files.write("site.css", std::string(4000, 'c') + "0123456789");
+        gFileType = "text/css";
+        gText = std::string(1000, 't');
+        gTextETag = "\"text1\"";
+        gEarlyChecks = 0;
+    }
+    void TearDown() override {
+        rmap.erase(CFString_t("/t/file/"));
+        rmap.erase(CFString_t("/t/text/"));
+        rmap.erase(CFString_t("/t/early/"));
+    }
+    std::unique_ptr<HttpReply> ask(const std::string& target, const std::string& headers = "",
+                                   const char* method = "GET") {
+        request = std::make_unique<HttpRequest>();
+        std::string bytes =
+            std::string(method) + " " + target + " HTTP/1.1\r\nHost: x\r\n" + headers + "\r\n";
+        request->append(bytes.data(), bytes.size());
+        EXPECT_TRUE(request->isHeaderComplete());
+        return HandleRequest(*request);
+    }
+    static std::string header(const HttpReply& reply, const char* name) {
+        const std::string* value = reply.header(name);
+        return value ? *value : "(none)";
+    }
+    static std::string fileBytes(const HttpReply& reply) {
+        const HttpReply::FileSlice* slice = reply.fileBody();
+        if (!slice) return std::string(reply.body());
+        std::string bytes(slice->length, '\0');
+        return pread(slice->fd, bytes.data(), bytes.size(), off_t(slice->offset)) ==
+                       ssize_t(bytes.size())
+                   ? bytes
+                   : "(unreadable)";
+    }
+    testsupport::TempFolder files;
+    std::unique_ptr<HttpRequest> request;
+};
+
+TEST_F(RequestStepHttpTest, RepliesAsBrowsersExpect) {
+    struct Case {
+        const char* name;
+        const char* target;
+        std::string headers;
+        int status;
+        const char* encoding; // Content-Encoding, "(none)" when absent
+        const char* vary;
+        bool gzipTag;       // the ETag names the compressed variant
+        std::string length; // Content-Length, "(none)" when absent
+        const char* acceptRanges;
+    } cases[] = {
+        {"text file as it is", "/t/file/", "", 200, "(none)", "Accept-Encoding", false, "4010",
+         "bytes"},
+        {"text file compressed", "/t/file/", "Accept-Encoding: gzip, br\r\n", 200, "gzip",
+         "Accept-Encoding", true, "", "(none)"},
+        {"gzip refused by q=0", "/t/file/", "Accept-Encoding: gzip;q=0, br\r\n", 200, "(none)",
+         "Accept-Encoding", false, "4010", "bytes"},
+        {"range of the plain file", "/t/file/", "Range: bytes=-10\r\n", 206, "(none)",
+         "Accept-Encoding", false, "10", "bytes"},
+        {"no range of the compressed variant", "/t/file/",
+         "Range: bytes=-10\r\nAccept-Encoding: gzip\r\n", 200, "gzip", "Accept-Encoding", true, "",
+         "(none)"},
+        {"unsatisfiable range", "/t/file/", "Range: bytes=5000-\r\n", 416, "(none)",
+         "Accept-Encoding", false, "0", "bytes"},
+        {"text in memory compressed", "/t/text/", "Accept-Encoding: gzip\r\n", 200, "gzip",
+         "Accept-Encoding", true, "", "(none)"},
+        {"text in memory takes no range", "/t/text/", "Range: bytes=0-1\r\n", 200, "(none)",
+         "Accept-Encoding", false, "1000", "(none)"},
+        {"held text: 304 without length", "/t/text/", "If-None-Match: \"text1\"\r\n", 304, "(none)",
+         "Accept-Encoding", false, "(none)", "(none)"},
+        {"held compressed text", "/t/text/",
+         "If-None-Match: \"text1-gz\"\r\nAccept-Encoding: gzip\r\n", 304, "(none)",
+         "Accept-Encoding", true, "(none)", "(none)"},
+        {"plain tag held, gzip now accepted: the compressed variant is sent", "/t/text/",
+         "If-None-Match: \"text1\"\r\nAccept-Encoding: gzip\r\n", 200, "gzip", "Accept-Encoding",
+         true, "", "(none)"},
+        {"early 304 with the compressed tag", "/t/early/",
+         "If-None-Match: \"text1-gz\"\r\nAccept-Encoding: gzip\r\n", 304, "(none)",
+         "Accept-Encoding", true, "(none)", "(none)"},
+        {"unknown path keeps its 404", "/t/none/", "Accept-Encoding: gzip\r\n", 404, "(none)",
+         "(none)", false, "", "(none)"},
+    };
+    for (const Case& c : cases) {
+        auto reply = ask(c.target, c.headers);
+        EXPECT_EQ(reply->status(), c.status) << c.name;
+        EXPECT_EQ(header(*reply, "Content-Encoding"), c.encoding) << c.name;
+        EXPECT_EQ(header(*reply, "Vary"), c.vary) << c.name;
+        EXPECT_EQ(header(*reply, "Accept-Ranges"), c.acceptRanges) << c.name;
+        std::string etag = header(*reply, "ETag");
+        if (c.status != 404) {
+            EXPECT_EQ(etag.size() > 4 && etag.compare(etag.size() - 4, 4, "-gz\"") == 0, c.gzipTag)
+                << c.name << ": " << etag;
+        }
+        std::string length = c.length.empty() ? std::to_string(reply->bodyLength()) : c.length;
+        EXPECT_EQ(header(*reply, "Content-Length"), length) << c.name;
+        if (c.status == 304) {
+            EXPECT_EQ(reply->bodyLength(), 0u) << c.name;
+        }
+        if (std::string(c.encoding) == "gzip") {
+            std::string plain =
+                std::string(c.target) == "/t/file/" ? std::string(4000, 'c') + "0123456789" : gText;
+            EXPECT_EQ(inflateAll(reply->body()), plain) << c.name;
+        }
+    }
+    EXPECT_EQ(gEarlyChecks, 1) << "the responder answered 304 before doing its work";
+}
+
+TEST_F(RequestStepHttpTest, RangeBytesComeFromTheFile) {
+    auto reply = ask("/t/file/", "Range: bytes=4005-\r\n");
+    ASSERT_EQ(reply->status(), 206);
+    EXPECT_EQ(header(*reply, "Content-Range"), "bytes 4005-4009/4010");
+    EXPECT_EQ(fileBytes(*reply), "56789");
+}
+
+TEST_F(RequestStepHttpTest, SmallAndNonTextRepliesAreNotCompressed) {
+    gText = std::string(kGzipMinBytes - 1, 's');
+    auto small = ask("/t/text/", "Accept-Encoding: gzip\r\n");
+    EXPECT_EQ(header(*small, "Content-Encoding"), "(none)");
+    EXPECT_EQ(header(*small, "Vary"), "(none)") << "never compressed, so never varies";
+
+    gFileType = "video/mp4";
+    auto film = ask("/t/file/", "Accept-Encoding: gzip\r\n");
+    EXPECT_EQ(header(*film, "Content-Encoding"), "(none)");
+    EXPECT_EQ(header(*film, "Vary"), "(none)");
+    EXPECT_EQ(header(*film, "Accept-Ranges"), "bytes");
+}
+
+TEST_F(RequestStepHttpTest, HeadAnswersWithTheHeadersOfGet) {
+    for (const char* headers : {"", "Accept-Encoding: gzip\r\n", "Range: bytes=0-9\r\n"}) {
+        auto get = ask("/t/file/", headers);
+        auto head = ask("/t/file/", headers, "HEAD");
+        EXPECT_EQ(head->status(), get->status()) << headers;
+        EXPECT_EQ(head->headers(), get->headers()) << headers;
+    }
+}
+
+TEST_F(RequestStepHttpTest, AVersionIsCompressedOnce) {
+    gText = std::string(3000, 'q');
+    gTextETag = "\"once\"";
+    auto first = ask("/t/text/", "Accept-Encoding: gzip\r\n");
+    auto second = ask("/t/text/", "Accept-Encoding: gzip\r\n");
+    EXPECT_EQ(first->body().data(), second->body().data()) << "the same shared bytes";
+    gTextETag.clear();
+    auto untagged = ask("/t/text/", "Accept-Encoding: gzip\r\n");
+    auto again = ask("/t/text/", "Accept-Encoding: gzip\r\n");
+    EXPECT_EQ(untagged->body().data(), again->body().data()) << "found by its bytes";
+    gText[10] = 'x';
+    auto changed = ask("/t/text/", "Accept-Encoding: gzip\r\n");
+    EXPECT_EQ(inflateAll(changed->body()), gText) << "changed bytes are compressed anew";
+}
+
+} // namespace

@@ -1,0 +1,200 @@
+// Validators_test.cpp - HTTP-dates, entity-tag lists, If-None-Match and If-Modified-Since, and
+// replies turned into 304.
+#include "web/Validators.h"
+
+#include <gtest/gtest.h>
+#include <thread>
+
+namespace {
+
+std::unique_ptr<HttpRequest> requestWith(const std::string& headers) {
+    auto request = std::make_unique<HttpRequest>();
+    std::string bytes = "GET /f HTTP/1.1\r\nHost: x\r\n" + headers + "\r\n";
+    request->append(bytes.data(), bytes.size());
+    EXPECT_TRUE(request->isHeaderComplete()) << headers;
+    return request;
+}
+
+constexpr time_t k1994 = 784111777; // Sun, 06 Nov 1994 08:49:37 GMT
+
+TEST(Validators, HttpDateTable) {
+    struct Case {
+        const char* name;
+        const char* text;
+        time_t expected; // -1: refused
+    } cases[] = {
+        {"IMF-fixdate", "Sun, 06 Nov 1994 08:49:37 GMT", k1994},
+        {"obsolete long form", "Sunday, 06-Nov-94 08:49:37 GMT", k1994},
+        {"asctime with a padded day", "Sun Nov  6 08:49:37 1994", k1994},
+        {"asctime with two digits", "Sun Nov 06 08:49:37 1994", k1994},
+        {"surrounding whitespace", "  Sun, 06 Nov 1994 08:49:37 GMT ", k1994},
+        {"leap day", "Thu, 29 Feb 2024 00:00:00 GMT", 1709164800},
+        {"leap second names the second before", "Sat, 31 Dec 2016 23:59:60 GMT", 1483228799},
+        {"epoch", "Thu, 01 Jan 1970 00:00:00 GMT", 0},
+        {"no leap day in 2023", "Wed, 29 Feb 2023 00:00:00 GMT", -1},
+        {"day 32", "Sun, 32 Nov 1994 08:49:37 GMT", -1},
+        {"hour 24", "Sun, 06 Nov 1994 24:00:00 GMT", -1},
+        {"unknown month", "Sun, 06 Nox 1994 08:49:37 GMT", -1},
+        {"other zone", "Sun, 06 Nov 1994 08:49:37 UTC", -1},
+        {"lower-case month", "Sun, 06 nov 1994 08:49:37 GMT", -1},
+        {"unknown day name", "Xyz, 06 Nov 1994 08:49:37 GMT", -1},
+        {"trailing bytes", "Sun, 06 Nov 1994 08:49:37 GMT x", -1},
+        {"two-digit year in the short form", "Sun, 06 Nov 94 08:49:37 GMT", -1},
+        {"number", "784111777", -1},
+        {"empty", "", -1},
+        {"garbage", "yesterday at noon", -1},
+    };
+    for (const Case& c : cases) {
+        std::optional<time_t> parsed = ParseHttpDate(c.text);
+        if (c.expected < 0)
+            EXPECT_FALSE(parsed) << c.name;
+        else
+            EXPECT_EQ(parsed.value_or(-1), c.expected) << c.name;
+    }
+    EXPECT_EQ(HttpDate(k1994), "Sun, 06 Nov 1994 08:49:37 GMT");
+    EXPECT_EQ(ParseHttpDate(HttpDate(1700000000)).value_or(0), 1700000000) << "round trip";
+}
+
+TEST(Validators, ETagListTable) {
+    struct Case {
+        const char* name;
+        const char* list;
+        const char* etag;
+        bool matches;
+    } cases[] = {
+        {"same tag", "\"a1\"", "\"a1\"", true},
+        {"other tag", "\"a2\"", "\"a1\"", false},
+        {"in a list", "\"x\", \"a1\" ,\"y\"", "\"a1\"", true},
+        {"no spaces", "\"x\",\"a1\"", "\"a1\"", true},
+        {"weak given, strong held: weak comparison", "W/\"a1\"", "\"a1\"", true},
+        {"strong given, weak held", "\"a1\"", "W/\"a1\"", true},
+        {"star", "*", "\"a1\"", true},
+        {"star in a list is not a tag", "\"x\", *", "\"a1\"", false},
+        {"empty members", ", ,\"a1\",", "\"a1\"", true},
+        {"unquoted", "a1", "\"a1\"", false},
+        {"prefix of the tag", "\"a\"", "\"a1\"", false},
+        {"unterminated", "\"a1", "\"a1\"", false},
+        {"garbage before a match ends the list", "\"x\" junk, \"a1\"", "\"a1\"", false},
+        {"good members before garbage count", "\"a1\", junk", "\"a1\"", true},
+        {"lower-case weak prefix is not one", "w/\"a1\"", "\"a1\"", false},
+        {"empty", "", "\"a1\"", false},
+        {"compressed variant is another tag", "\"a1-gz\"", "\"a1\"", false},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(ETagListMatches(c.list, c.etag), c.matches) << c.name;
+    EXPECT_EQ(GzipETag("\"a1\""), "\"a1-gz\"");
+    EXPECT_EQ(GzipETag("W/\"a1\""), "W/\"a1-gz\"");
+    EXPECT_EQ(GzipETag(""), "");
+}
+
+TEST(Validators, NotModifiedTable) {
+    Validator both{"\"v1\"", k1994};
+    Validator tagOnly{"\"v1\"", 0};
+    Validator dateOnly{"", k1994};
+    struct Case {
+        const char* name;
+        std::string headers;
+        const Validator& validator;
+        bool notModified;
+    } cases[] = {
+        {"no conditional headers", "", both, false},
+        {"same tag", "If-None-Match: \"v1\"\r\n", both, true},
+        {"compressed variant of the tag", "If-None-Match: \"v1-gz\"\r\n", both, true},
+        {"other tag", "If-None-Match: \"v0\"\r\n", both, false},
+        {"star", "If-None-Match: *\r\n", both, true},
+        {"star without a tag", "If-None-Match: *\r\n", dateOnly, true},
+        {"other tag wins over a matching date",
+         "If-None-Match: \"v0\"\r\nIf-Modified-Since: Sun, 06 Nov 1994 08:49:37 GMT\r\n", both,
+         false},
+        {"date equal", "If-Modified-Since: Sun, 06 Nov 1994 08:49:37 GMT\r\n", both, true},
+        {"date later", "If-Modified-Since: Mon, 07 Nov 1994 08:49:37 GMT\r\n", dateOnly, true},
+        {"date earlier", "If-Modified-Since: Sun, 06 Nov 1994 08:49:36 GMT\r\n", both, false},
+        {"date in the asctime form", "If-Modified-Since: Sun Nov  6 08:49:37 1994\r\n", both, true},
+        {"garbage date is ignored", "If-Modified-Since: tomorrow\r\n", both, false},
+        {"date without Last-Modified", "If-Modified-Since: Sun, 06 Nov 1994 08:49:37 GMT\r\n",
+         tagOnly, false},
+        {"garbage tag list", "If-None-Match: v1\r\n", both, false},
+    };
+    for (const Case& c : cases) {
+        auto request = requestWith(c.headers);
+        EXPECT_EQ(NotModified(*request, c.validator), c.notModified) << c.name;
+    }
+}
+
+TEST(Validators, NotModifiedLooksAtTheRequestOfThisThread) {
+    Validator validator{"\"v1\"", 0};
+    EXPECT_FALSE(NotModified(validator)) << "outside a request";
+    auto request = requestWith("If-None-Match: \"v1\"\r\n");
+    CurrentRequestBegin(*request);
+    EXPECT_TRUE(NotModified(validator));
+    bool otherThread = true;
+    std::thread([&] { otherThread = NotModified(validator); }).join();
+    EXPECT_FALSE(otherThread) << "another thread answers another request";
+    CurrentRequestEnd();
+    EXPECT_FALSE(NotModified(validator));
+}
+
+std::unique_ptr<HttpReply> taggedReply() {
+    auto reply = std::make_unique<HttpReply>(200);
+    reply->setHeader("Content-Type", "text/css");
+    reply->setHeader("ETag", "\"v1\"");
+    reply->setHeader("Last-Modified", "Sun, 06 Nov 1994 08:49:37 GMT");
+    reply->setHeader("Cache-Control", "no-cache");
+    reply->setHeader("Vary", "Accept-Encoding");
+    reply->setBody("body{}");
+    return reply;
+}
+
+TEST(Validators, FinishConditionalKeepsOnlyTheValidatorHeaders) {
+    auto request = requestWith("If-None-Match: \"v1\"\r\n");
+    auto reply = taggedReply();
+    FinishConditional(*request, reply);
+    EXPECT_EQ(reply->status(), 304);
+    EXPECT_EQ(reply->bodyLength(), 0u);
+    std::vector<std::pair<std::string, std::string>> expected = {
+        {"ETag", "\"v1\""},
+        {"Last-Modified", "Sun, 06 Nov 1994 08:49:37 GMT"},
+        {"Cache-Control", "no-cache"},
+        {"Vary", "Accept-Encoding"},
+    };
+    EXPECT_EQ(reply->headers(), expected) << "no type, no length of a body not sent";
+}
+
+TEST(Validators, FinishConditionalLeavesOtherRepliesAlone) {
+    struct Case {
+        const char* name;
+        std::string headers;
+        int status;
+        bool tagged;
+    } cases[] = {
+        {"not held", "If-None-Match: \"v0\"\r\n", 200, true},
+        {"no validator", "If-None-Match: *\r\n", 200, false},
+        {"an error page", "If-None-Match: \"v1\"\r\n", 404, true},
+        {"a partial reply", "If-None-Match: \"v1\"\r\n", 206, true},
+    };
+    for (const Case& c : cases) {
+        auto request = requestWith(c.headers);
+        auto reply = c.tagged ? taggedReply() : std::make_unique<HttpReply>(200);
+        reply->setStatus(c.status);
+        FinishConditional(*request, reply);
+        EXPECT_EQ(reply->status(), c.status) << c.name;
+    }
+}
+
+TEST(Validators, EarlyNotModifiedNamesTheCompressedTagTheClientHolds) {
+    Validator validator{"\"v1\"", k1994};
+    auto request = requestWith("If-None-Match: \"v1-gz\"\r\n");
+    std::unique_ptr<HttpReply> reply;
+    ReplyNotModified(reply, validator, CachePolicy::Revalidate);
+    FinishConditional(*request, reply);
+    EXPECT_EQ(reply->status(), 304);
+    EXPECT_EQ(*reply->header("ETag"), "\"v1-gz\"");
+    EXPECT_EQ(*reply->header("Vary"), "Accept-Encoding");
+
+    auto plain = requestWith("If-None-Match: \"v1\", \"v1-gz\"\r\n");
+    ReplyNotModified(reply, validator, CachePolicy::Revalidate);
+    FinishConditional(*plain, reply);
+    EXPECT_EQ(*reply->header("ETag"), "\"v1\"") << "the plain tag is listed: keep it";
+}
+
+} // namespace
