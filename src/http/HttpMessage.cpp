@@ -381,8 +381,8 @@ std::string HttpReply::_readFileBody() {
     std::string taken(size_t(file_.length), '\0');
     size_t got = 0;
     while (got < taken.size()) {
-        ssize_t n = pread(file_.fd, taken.data() + got, taken.size() - got,
-                          off_t(file_.offset + got));
+        ssize_t n =
+            pread(file_.fd, taken.data() + got, taken.size() - got, off_t(file_.offset + got));
         if (n < 0 && errno == EINTR) continue;
         if (n <= 0) break;
         got += size_t(n);

@@ -54,24 +54,42 @@ struct Brand {
 };
 
 const Brand kBrands[] = {
-    {"heic", picture("image/heic"), false},          {"heix", picture("image/heic"), false},
-    {"heim", picture("image/heic"), false},          {"heis", picture("image/heic"), false},
-    {"hevc", picture("image/heic-sequence"), false}, {"hevx", picture("image/heic-sequence"), false},
-    {"avif", picture("image/avif"), false},          {"avis", picture("image/avif"), false},
-    {"crx ", picture("image/x-canon-cr3"), false},   {"mif1", picture("image/heif"), true},
-    {"msf1", picture("image/heif-sequence"), true},  {"qt  ", film("video/quicktime"), false},
-    {"M4V ", film("video/x-m4v"), false},            {"M4VH", film("video/x-m4v"), false},
-    {"M4VP", film("video/x-m4v"), false},            {"3gp4", film("video/3gpp"), false},
-    {"3gp5", film("video/3gpp"), false},             {"3gp6", film("video/3gpp"), false},
-    {"3gp7", film("video/3gpp"), false},             {"3gg6", film("video/3gpp"), false},
-    {"3ge6", film("video/3gpp"), false},             {"3ge7", film("video/3gpp"), false},
-    {"3g2a", film("video/3gpp2"), false},            {"3g2b", film("video/3gpp2"), false},
-    {"3g2c", film("video/3gpp2"), false},            {"isom", film("video/mp4"), true},
-    {"iso2", film("video/mp4"), true},               {"iso4", film("video/mp4"), true},
-    {"iso5", film("video/mp4"), true},               {"iso6", film("video/mp4"), true},
-    {"mp41", film("video/mp4"), true},               {"mp42", film("video/mp4"), true},
-    {"avc1", film("video/mp4"), true},               {"mmp4", film("video/mp4"), true},
-    {"dash", film("video/mp4"), true},               {"MSNV", film("video/mp4"), true},
+    {"heic", picture("image/heic"), false},
+    {"heix", picture("image/heic"), false},
+    {"heim", picture("image/heic"), false},
+    {"heis", picture("image/heic"), false},
+    {"hevc", picture("image/heic-sequence"), false},
+    {"hevx", picture("image/heic-sequence"), false},
+    {"avif", picture("image/avif"), false},
+    {"avis", picture("image/avif"), false},
+    {"crx ", picture("image/x-canon-cr3"), false},
+    {"mif1", picture("image/heif"), true},
+    {"msf1", picture("image/heif-sequence"), true},
+    {"qt  ", film("video/quicktime"), false},
+    {"M4V ", film("video/x-m4v"), false},
+    {"M4VH", film("video/x-m4v"), false},
+    {"M4VP", film("video/x-m4v"), false},
+    {"3gp4", film("video/3gpp"), false},
+    {"3gp5", film("video/3gpp"), false},
+    {"3gp6", film("video/3gpp"), false},
+    {"3gp7", film("video/3gpp"), false},
+    {"3gg6", film("video/3gpp"), false},
+    {"3ge6", film("video/3gpp"), false},
+    {"3ge7", film("video/3gpp"), false},
+    {"3g2a", film("video/3gpp2"), false},
+    {"3g2b", film("video/3gpp2"), false},
+    {"3g2c", film("video/3gpp2"), false},
+    {"isom", film("video/mp4"), true},
+    {"iso2", film("video/mp4"), true},
+    {"iso4", film("video/mp4"), true},
+    {"iso5", film("video/mp4"), true},
+    {"iso6", film("video/mp4"), true},
+    {"mp41", film("video/mp4"), true},
+    {"mp42", film("video/mp4"), true},
+    {"avc1", film("video/mp4"), true},
+    {"mmp4", film("video/mp4"), true},
+    {"dash", film("video/mp4"), true},
+    {"MSNV", film("video/mp4"), true},
     {"f4v ", film("video/mp4"), true},
 };
 
@@ -114,7 +132,8 @@ MediaType sniffISO(const uint8_t* head, size_t length, const Extension& extensio
         const Brand* brand = findBrand(head + at);
         if (!brand) continue;
         if (!brand->generic) return brand->type;
-        if (!generic || (generic->type.kind == MediaKind::Film && brand->type.kind != MediaKind::Film))
+        if (!generic ||
+            (generic->type.kind == MediaKind::Film && brand->type.kind != MediaKind::Film))
             generic = brand;
     }
     if (generic && generic->type.kind == MediaKind::Picture) return generic->type;
@@ -157,7 +176,14 @@ bool isTransportStream(const uint8_t* head, size_t length, size_t first, size_t 
 bool isBMP(const uint8_t* head, size_t length) {
     if (length < 18 || head[0] != 'B' || head[1] != 'M') return false;
     switch (le32(head + 14)) {
-    case 12: case 16: case 40: case 52: case 56: case 64: case 108: case 124:
+    case 12:
+    case 16:
+    case 40:
+    case 52:
+    case 56:
+    case 64:
+    case 108:
+    case 124:
         return true;
     default:
         return false;
@@ -207,7 +233,8 @@ MediaType sniffMediaType(const uint8_t* head, size_t length, std::string_view na
         if (contains(head, length, "matroska")) return film("video/x-matroska");
         return MediaType{};
     }
-    if (startsWith(head, length, 0, "\0\0\x01\xBA", 4) || startsWith(head, length, 0, "\0\0\x01\xB3", 4))
+    if (startsWith(head, length, 0, "\0\0\x01\xBA", 4) ||
+        startsWith(head, length, 0, "\0\0\x01\xB3", 4))
         return film("video/mpeg");
     if (isTransportStream(head, length, 0, 188) || isTransportStream(head, length, 4, 192))
         return film("video/mp2t");

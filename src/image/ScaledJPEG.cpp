@@ -179,8 +179,8 @@ bool writeScaledJPEG(const CFURL_t& url, uint32_t maxWidth, uint32_t maxHeight, 
     // leaves nothing in the reply body.
     std::ostringstream encoded;
     JSAMPLE* picked = nullptr; // the resampled row, when there is one (freed after a failure too)
-    bool done = _transcode(stream, CFURLGetPOSIXPath(url), maxWidth, maxHeight, quality,
-                           &encoded, scale, sizeLimit, &picked);
+    bool done = _transcode(stream, CFURLGetPOSIXPath(url), maxWidth, maxHeight, quality, &encoded,
+                           scale, sizeLimit, &picked);
     free(picked);
     if (!done) return false;
     std::string_view bytes = encoded.view();

@@ -111,9 +111,9 @@ std::optional<int> variable(const VarMap& vars, const char* name) {
 void sendResource(std::unique_ptr<HttpReply>& reply, const CFString_t& name) {
     std::string text = CFStringGetUTF8(name);
     const std::string& resources = BundleResourcesPath();
-    std::optional<StaticFile> file =
-        resources.empty() || !isPlainFileName(text) ? std::nullopt
-                                                    : StaticFile::open(resources + "/json", text);
+    std::optional<StaticFile> file = resources.empty() || !isPlainFileName(text)
+                                         ? std::nullopt
+                                         : StaticFile::open(resources + "/json", text);
     if (!file)
         throwRTE("JavascriptApiResponder", "no script file '%s' in the resources", text.c_str());
     Validator validator = FileValidator(file->info(), "");
@@ -124,9 +124,9 @@ void sendResource(std::unique_ptr<HttpReply>& reply, const CFString_t& name) {
 }
 
 bool isCommand(const CFString_t& path) {
-    static const CFStringRef commands[] = {CFSTR("getlibs"), CFSTR("getalbums"),
+    static const CFStringRef commands[] = {CFSTR("getlibs"),      CFSTR("getalbums"),
                                            CFSTR("getallalbums"), CFSTR("getpics"),
-                                           CFSTR("getsite"), CFSTR("getpicinfo")};
+                                           CFSTR("getsite"),      CFSTR("getpicinfo")};
     for (CFStringRef command : commands)
         if (sameText(path, command)) return true;
     return false;

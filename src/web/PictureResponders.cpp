@@ -60,9 +60,10 @@ void ThumbnailResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& pat
     MediaFile file =
         openLibraryFile(libGetImagePath(unsigned(library), unsigned(album), unsigned(photo), true));
     unsigned quality = prefGetThumbnailQuality();
-    Validator validator = FileValidator(file.info(), "t" + std::to_string(quality));
-    if (NotModified(validator))
-        return ReplyNotModified(reply, validator, CachePolicy::Keep);
+    char variant[16];
+    snprintf(variant, sizeof variant, "t%u", quality);
+    Validator validator = FileValidator(file.info(), variant);
+    if (NotModified(validator)) return ReplyNotModified(reply, validator, CachePolicy::Keep);
     if (!writeScaledJPEG(readingURL(file), 0, 0, int(quality), out, 1))
         return ErrorPageResponder(reply, path, vars, out);
     reply = jpegReply();

@@ -308,8 +308,7 @@ TEST_F(ServerTest, UnusableLayoutNamesServeTheDefaultLayout) {
     ASSERT_TRUE(startServer());
     for (const char* name : {"", ".", "..", "a/b", "../Other", "Themes/Dark"}) {
         SCOPED_TRACE(name);
-        files.write("prefs.plist", "<plist><dict><key>port</key><integer>" +
-                                       std::to_string(port) +
+        files.write("prefs.plist", "<plist><dict><key>port</key><integer>" + std::to_string(port) +
                                        "</integer><key>siteLayout</key><string>" + name +
                                        "</string></dict></plist>");
         server.signal(SIGHUP);

@@ -56,13 +56,11 @@ const Case kCases[] = {
      MediaKind::Picture},
     {"CanonRawBySignature", bytes("II*\0\x10\0\0\0CR\x02\0", 12), "a.tif", "image/x-canon-cr2",
      MediaKind::Picture},
-    {"OlympusRaw", bytes("IIRO\x08\0\0\0", 8), "a.orf", "image/x-olympus-orf",
-     MediaKind::Picture},
+    {"OlympusRaw", bytes("IIRO\x08\0\0\0", 8), "a.orf", "image/x-olympus-orf", MediaKind::Picture},
     {"FujiRaw", "FUJIFILMCCD-RAW 0201", "a.raf", "image/x-fuji-raf", MediaKind::Picture},
     {"WebP", bytes("RIFF\0\0\0\0WEBPVP8 ", 16), "a", "image/webp", MediaKind::Picture},
     {"Heic", ftyp("heic", "mif1heic"), "a.heic", "image/heic", MediaKind::Picture},
-    {"HeifGenericBrandYieldsToHeic", ftyp("mif1", "heic"), "a", "image/heic",
-     MediaKind::Picture},
+    {"HeifGenericBrandYieldsToHeic", ftyp("mif1", "heic"), "a", "image/heic", MediaKind::Picture},
     {"HeifGeneric", ftyp("mif1", "mif1"), "a", "image/heif", MediaKind::Picture},
     {"Avif", ftyp("avif", "mif1avif"), "a", "image/avif", MediaKind::Picture},
     {"Mp4", ftyp("isom", "isomiso2avc1mp41"), "a.mp4", "video/mp4", MediaKind::Film},
@@ -73,15 +71,13 @@ const Case kCases[] = {
     {"GenericBrandWithoutExtensionIsMp4", ftyp("mp42"), "clip", "video/mp4", MediaKind::Film},
     {"ThreeGpp", ftyp("3gp5", "3gp5isom"), "a.3gp", "video/3gpp", MediaKind::Film},
     {"SoundOnlyIsNotAFilm", ftyp("M4A ", "M4A mp42isom"), "a.m4a", nullptr, MediaKind::None},
-    {"QuickTimeWithoutTypeBox", bytes("\0\0\0\x08wide\0\0\0\0mdat", 16), "a.mov",
-     "video/quicktime", MediaKind::Film},
+    {"QuickTimeWithoutTypeBox", bytes("\0\0\0\x08wide\0\0\0\0mdat", 16), "a.mov", "video/quicktime",
+     MediaKind::Film},
     {"Avi", bytes("RIFF\0\0\0\0AVI LIST", 16), "a.avi", "video/x-msvideo", MediaKind::Film},
     {"WaveIsNotAFilm", bytes("RIFF\0\0\0\0WAVEfmt ", 16), "a.avi", nullptr, MediaKind::None},
-    {"MpegProgramStream", bytes("\0\0\x01\xBA\x44\0", 6), "a.mpg", "video/mpeg",
-     MediaKind::Film},
+    {"MpegProgramStream", bytes("\0\0\x01\xBA\x44\0", 6), "a.mpg", "video/mpeg", MediaKind::Film},
     {"MpegTransportStream", transportStream(), "a.mts", "video/mp2t", MediaKind::Film},
-    {"WebM", bytes("\x1A\x45\xDF\xA3\x9F\x42\x82\x84webm", 12), "a", "video/webm",
-     MediaKind::Film},
+    {"WebM", bytes("\x1A\x45\xDF\xA3\x9F\x42\x82\x84webm", 12), "a", "video/webm", MediaKind::Film},
     {"PreferencesFileIsNeither", "<?xml version=\"1.0\"?><plist><dict>", "a.jpg", nullptr,
      MediaKind::None},
     {"ExtensionAloneIsNothing", "root:x:0:0:root:/root:/bin/bash", "passwd.mp4", nullptr,
@@ -94,8 +90,8 @@ class Sniffing : public testing::TestWithParam<Case> {};
 
 TEST_P(Sniffing, FirstBytesDecideAndTheExtensionOnlyRefines) {
     const Case& c = GetParam();
-    MediaType type = sniffMediaType(reinterpret_cast<const uint8_t*>(c.head.data()),
-                                    c.head.size(), c.file);
+    MediaType type =
+        sniffMediaType(reinterpret_cast<const uint8_t*>(c.head.data()), c.head.size(), c.file);
     EXPECT_EQ(type.kind, c.kind);
     if (c.type)
         EXPECT_STREQ(type.contentType, c.type);

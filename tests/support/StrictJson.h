@@ -180,7 +180,11 @@ class StrictJson {
                 continue;
             }
             // UTF-8: a lead byte and its continuation bytes.
-            size_t extra = c < 0x80 ? 0 : c >= 0xF0 && c < 0xF5 ? 3 : c >= 0xE0 ? 2 : c >= 0xC2 ? 1 : 9;
+            size_t extra = c < 0x80                ? 0
+                           : c >= 0xF0 && c < 0xF5 ? 3
+                           : c >= 0xE0             ? 2
+                           : c >= 0xC2             ? 1
+                                                   : 9;
             if (extra == 9 || at_ + extra >= text_.size()) return fail("bad UTF-8");
             for (size_t i = 1; i <= extra; ++i)
                 if ((static_cast<unsigned char>(text_[at_ + i]) & 0xC0) != 0x80)

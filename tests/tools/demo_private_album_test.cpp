@@ -19,13 +19,13 @@ TEST(DemoPrivateAlbum, AnswersLikeAnAlbumThatDoesNotExist) {
     TempFolder folder;
     folder.write("prefs.plist", prefs);
     testsupport::ServerProcess server;
-    ASSERT_TRUE(server.start({"--prefs", folder.path("prefs.plist"), "--resources",
-                              TESSELLAN_SOURCE_DIR "/resources"},
-                             {}, port));
+    ASSERT_TRUE(server.start(
+        {"--prefs", folder.path("prefs.plist"), "--resources", TESSELLAN_SOURCE_DIR "/resources"},
+        {}, port));
     // Photo 34 is only in the private album; photo 1 is in a published one too.
     const char* routes[] = {
-        "/json/getpics?l=0&a=ALBUM",          "/json/getpics?l=0&a=ALBUM&i=0&c=2",
-        "/json/getpicinfo?l=0&a=ALBUM&i=0",   "/image/?l=0&a=ALBUM&i=0",
+        "/json/getpics?l=0&a=ALBUM",           "/json/getpics?l=0&a=ALBUM&i=0&c=2",
+        "/json/getpicinfo?l=0&a=ALBUM&i=0",    "/image/?l=0&a=ALBUM&i=0",
         "/image/?l=0&a=ALBUM&i=1&mw=64&mh=64", "/thumbnail/?l=0&a=ALBUM&p=34",
         "/thumbnail/?l=0&a=ALBUM&p=1",
     };

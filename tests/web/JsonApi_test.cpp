@@ -4,10 +4,10 @@
 #include "web/JsonApi.h"
 
 #include "JsonFixtures.h"
-#include "web/Bundle.h"
 #include "settings/PreferenceStore.h"
 #include "support/TempFolder.h"
 #include "support/ThrownText.h"
+#include "web/Bundle.h"
 
 #include <gtest/gtest.h>
 #include <sstream>
@@ -33,8 +33,8 @@ Reply call(const char* command, const std::string& query = "") {
     std::vector<std::string> names;
     for (auto& header : reply->headers())
         names.push_back(header.first);
-    EXPECT_EQ(names, (std::vector<std::string>{"Content-Type", "ETag", "Last-Modified",
-                                               "Cache-Control"}))
+    EXPECT_EQ(names,
+              (std::vector<std::string>{"Content-Type", "ETag", "Last-Modified", "Cache-Control"}))
         << "a type and a validator to revalidate";
     EXPECT_EQ(*reply->header("Cache-Control"), "no-cache");
     const std::string* type = reply->header("Content-Type");
@@ -187,11 +187,12 @@ TEST_F(JsonApiTest, GetallalbumsNestsEachLibrarysAlbumList) {
 TEST_F(JsonApiTest, GetpicsGivesThumbnailSizes) {
     Reply reply = call("getpics", "l=0&a=1");
     EXPECT_EQ(reply.contentType, "application/x-javascript");
-    EXPECT_EQ(reply.body,
-              "[\n{ \"caption\":\"Say \\u0022cheese\\u0022 \\u2014 caf\\u00e9 \\u6771 C:\\u005cpics\", "
-              "\"id\":10, \"h\":30, \"w\":40 },\n"
-              "{ \"caption\":\"Film\", \"id\":11, \"h\":16, \"w\":20 },\n"
-              "{ \"caption\":\"Gone\", \"id\":12, \"h\":0, \"w\":0 }\n]\n");
+    EXPECT_EQ(
+        reply.body,
+        "[\n{ \"caption\":\"Say \\u0022cheese\\u0022 \\u2014 caf\\u00e9 \\u6771 C:\\u005cpics\", "
+        "\"id\":10, \"h\":30, \"w\":40 },\n"
+        "{ \"caption\":\"Film\", \"id\":11, \"h\":16, \"w\":20 },\n"
+        "{ \"caption\":\"Gone\", \"id\":12, \"h\":0, \"w\":0 }\n]\n");
 }
 
 TEST_F(JsonApiTest, GetpicsPaging) {

@@ -33,9 +33,9 @@ class NotServedTest : public ::testing::Test {
         symlink("/etc/passwd", files->path("Library/passwd-link.jpg").c_str());
 
         // Photo 1 is a real picture; photo 2 is missing: every other one must answer like it.
-        const char* paths[] = {"real.jpg",      "missing.jpg", "/etc/passwd", "PREFS",
-                               "prefs-link.jpg", "passwd-link.jpg", "folder.jpg", "pipe.jpg",
-                               "notes.txt",      "/etc/shadow", "/proc/self/environ"};
+        const char* paths[] = {"real.jpg",       "missing.jpg",     "/etc/passwd",       "PREFS",
+                               "prefs-link.jpg", "passwd-link.jpg", "folder.jpg",        "pipe.jpg",
+                               "notes.txt",      "/etc/shadow",     "/proc/self/environ"};
         std::string photos, keys;
         for (size_t i = 0; i < std::size(paths); ++i) {
             std::string path = paths[i] == std::string("PREFS") ? prefs
@@ -45,8 +45,8 @@ class NotServedTest : public ::testing::Test {
             photos += key(id) + "<dict>" + string("Caption", "c") + string("Comment", "") +
                       string("ImagePath", path) + string("ThumbPath", path) +
                       string("MediaType", "Image") + real("DateAsTimerInterval", 0) +
-                      real("ModDateAsTimerInterval", 0) +
-                      integer("MetaModDateAsTimerInterval", 0) + "</dict>";
+                      real("ModDateAsTimerInterval", 0) + integer("MetaModDateAsTimerInterval", 0) +
+                      "</dict>";
             keys += "<string>" + id + "</string>";
         }
         files->write("Library/AlbumData.xml",
@@ -65,9 +65,8 @@ class NotServedTest : public ::testing::Test {
                            key("albums") + "<array><integer>1</integer></array>" +
                            boolean("FullSizeDownload", true) + "</dict></array>"));
         server = new testsupport::ServerProcess;
-        ASSERT_TRUE(server->start({"--prefs", prefs, "--resources",
-                                   TESSELLAN_SOURCE_DIR "/resources"},
-                                  {}, port));
+        ASSERT_TRUE(server->start(
+            {"--prefs", prefs, "--resources", TESSELLAN_SOURCE_DIR "/resources"}, {}, port));
     }
     static void TearDownTestSuite() {
         delete server;

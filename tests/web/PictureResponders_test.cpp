@@ -1,7 +1,7 @@
 // PictureResponders_test.cpp - thumbnails and pictures through the running server: sizes,
 // types, libraries without full-size downloads, validators and what is refused.
-#include "image/ImageFixtures.h"
 #include "cf/CFPropertyList.h"
+#include "image/ImageFixtures.h"
 #include "support/ServerProcess.h"
 #include "support/TempFolder.h"
 
@@ -225,8 +225,8 @@ TEST_F(PictureTest, FilesGoOutAsStoredWithTheirRealTypes) {
     struct Case {
         int index;
         const char* type;
-    } cases[] = {{1, "image/png"},       {2, "image/gif"},       {3, "image/bmp"},
-                 {4, "image/tiff"},      {5, "video/quicktime"}, {11, "video/x-msvideo"}};
+    } cases[] = {{1, "image/png"},  {2, "image/gif"},       {3, "image/bmp"},
+                 {4, "image/tiff"}, {5, "video/quicktime"}, {11, "video/x-msvideo"}};
     for (auto& c : cases) {
         for (const char* box : {"", "&mw=10&mh=10"}) {
             if (*box && (c.index == 5 || c.index == 11)) continue; // films in a box: their still

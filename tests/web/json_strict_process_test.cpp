@@ -33,9 +33,9 @@ TEST(JsonStrict, EveryReplyParsesAndReadsBackTheLibrarysText) {
     size_t count = std::size(kTexts);
     for (size_t i = 0; i < count; ++i) {
         std::string id = std::to_string(i + 1);
-        std::string picture = files.write("Library/" + id + ".jpg",
-                                          jpeg(40, 30, exifPayload(kCameraMake, kTexts[i], 100,
-                                                                   "2006:05:01 12:30:00")));
+        std::string picture = files.write(
+            "Library/" + id + ".jpg",
+            jpeg(40, 30, exifPayload(kCameraMake, kTexts[i], 100, "2006:05:01 12:30:00")));
         photos += key(id) + "<dict>" + string("Caption", kTexts[i]) +
                   string("Comment", kTexts[(i + 1) % count]) + string("ImagePath", picture) +
                   string("ThumbPath", picture) + string("MediaType", "Image") +
@@ -46,8 +46,8 @@ TEST(JsonStrict, EveryReplyParsesAndReadsBackTheLibrarysText) {
     std::string albums;
     for (size_t i = 0; i < count; ++i)
         albums += "<dict>" + integer("AlbumId", long(i + 1)) + string("AlbumName", kTexts[i]) +
-                  string("Comments", kTexts[(i + 2) % count]) + key("KeyList") + "<array>" +
-                  keys + "</array>" + integer("PhotoCount", long(count)) + "</dict>";
+                  string("Comments", kTexts[(i + 2) % count]) + key("KeyList") + "<array>" + keys +
+                  "</array>" + integer("PhotoCount", long(count)) + "</dict>";
     files.write("Library/AlbumData.xml",
                 plist(key("List of Albums") + "<array>" + albums + "</array>" +
                       key("Master Image List") + "<dict>" + photos + "</dict>"));
@@ -62,12 +62,12 @@ TEST(JsonStrict, EveryReplyParsesAndReadsBackTheLibrarysText) {
                       string("title", kTexts[0] + kTexts[4]) + key("libraries") + "<array><dict>" +
                       integer("id", 0) + string("name", kTexts[1]) + string("path", lib) +
                       key("albums") + "<array>" + published + "</array>" +
-                      boolean("FullSizeDownload", true) + key("albumConfig") + "<dict>" +
-                      config + "</dict></dict></array>"));
+                      boolean("FullSizeDownload", true) + key("albumConfig") + "<dict>" + config +
+                      "</dict></dict></array>"));
     testsupport::ServerProcess server;
-    ASSERT_TRUE(server.start({"--prefs", files.path("prefs.plist"), "--resources",
-                              TESSELLAN_SOURCE_DIR "/resources"},
-                             {}, port))
+    ASSERT_TRUE(server.start(
+        {"--prefs", files.path("prefs.plist"), "--resources", TESSELLAN_SOURCE_DIR "/resources"},
+        {}, port))
         << server.output();
 
     std::vector<std::string> targets = {"/json/getsite", "/json/getlibs", "/json/getalbums?l=0",
