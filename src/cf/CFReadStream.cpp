@@ -108,6 +108,10 @@ CFIndex CFReadStreamRead(CFReadStreamRef s, uint8_t* out, CFIndex length) {
     return CFIndex(given);
 }
 
+int64_t _CFReadStreamGetFileSize(CFReadStreamRef s) {
+    return s->fd >= 0 ? s->size : -1;
+}
+
 void CFReadStreamClose(CFReadStreamRef s) {
     if (s->fd >= 0) close(s->fd);
     s->fd = -1;

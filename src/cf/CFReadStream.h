@@ -23,6 +23,8 @@ bool CFReadStreamOpen(CFReadStreamRef stream);
 // the stream opened), -1 on an error (and when the stream is not open).
 CFIndex CFReadStreamRead(CFReadStreamRef stream, uint8_t* buffer, CFIndex length);
 void CFReadStreamClose(CFReadStreamRef stream);
+// The file's size when the stream opened; -1 when it is not open.
+int64_t _CFReadStreamGetFileSize(CFReadStreamRef stream);
 // Sets a property; only kCFStreamPropertyFileCurrentOffset with a number is accepted.
 bool CFReadStreamSetProperty(CFReadStreamRef stream, CFStringRef name, CFTypeRef value);
 // Copies a property: the file offset as a number, or null. The caller must release.

@@ -115,6 +115,13 @@ CFURLRef _CFURLCreateOpeningFile(const char* path, CFIndex length) {
     return url;
 }
 
+CFURLRef _CFURLCreateWithOpenFile(const char* path, CFIndex length, int fd, int64_t size) {
+    auto* url = const_cast<CFURL*>(CFURLCreateFromFileSystemRepresentation(path, length, false));
+    url->fd = fd;
+    url->size = size;
+    return url;
+}
+
 int _CFURLTakeOpenFile(CFURLRef url, int64_t* size) {
     int fd = url->fd;
     url->fd = -1;

@@ -35,5 +35,8 @@ const char* CFURLGetPOSIXPath(CFURLRef url);
 // Opens path; returns a URL carrying the descriptor, or null when path is not a regular file
 // that can be opened. The caller must release it.
 CFURLRef _CFURLCreateOpeningFile(const char* path, CFIndex length);
+// A URL for path carrying fd, an open descriptor of that regular file of size bytes, which the
+// URL owns from now on (as if _CFURLCreateOpeningFile had opened it). The caller must release it.
+CFURLRef _CFURLCreateWithOpenFile(const char* path, CFIndex length, int fd, int64_t size);
 // Hands over the carried descriptor (and the file's size), or returns -1 when there is none.
 int _CFURLTakeOpenFile(CFURLRef url, int64_t* size);

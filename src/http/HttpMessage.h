@@ -138,8 +138,8 @@ class HttpReply {
     std::string_view body() const;
     // The body's length in bytes, whatever its kind.
     uint64_t bodyLength() const;
-    // Hands an owned in-memory body out without copying it (a shared body is copied); the
-    // reply's body is empty afterwards. REQUIRES: the body is not a file.
+    // Hands an owned in-memory body out without copying it (a shared body is copied, a file
+    // body read whole); the reply's body is empty afterwards.
     std::string takeBody();
 
     // The status line, the headers and the blank line that ends them: what a HEAD request gets.
@@ -149,6 +149,8 @@ class HttpReply {
     std::string serialize() const;
 
   private:
+    std::string _readFileBody();
+
     int status_;
     std::vector<std::pair<std::string, std::string>> headers_;
     std::string body_;

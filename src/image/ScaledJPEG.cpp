@@ -3,9 +3,14 @@
 
 #include "image/JPEGStreams.h"
 
+#include <algorithm>
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <jerror.h>
 #include <sstream>
+#include <vector>
 
 // Progressive pictures are buffered whole as coefficients by the decoder. A header may claim
 // any size up to 65500 × 65500, so cap what one decode may take (a 100-megapixel progressive
@@ -13,6 +18,11 @@
 constexpr long kDecoderMemoryLimit = 1024L * 1024 * 1024;
 // Real progressive pictures have about ten scans; thousands of tiny ones only waste time.
 constexpr int kMaxScans = 1000;
+// A JPEG whose header claims more pixels than this per byte of its file is refused before
+// decoding. Huffman coding spends at least one bit on every 8 × 8 block, so even a picture of
+// one flat colour stays below 512 pixels a byte; a claim four times that comes from a forged
+// or cut header, whose decode would only turn made-up data into pixels for seconds.
+constexpr uint64_t kMaxPixelsPerByte = 2000;
 
 static void _scanLimit(j_common_ptr cinfo) {
     auto* dinfo = reinterpret_cast<j_decompress_ptr>(cinfo);
@@ -33,10 +43,44 @@ static void _chooseScale(j_decompress_ptr dinfo, uint32_t maxWidth, uint32_t max
     }
 }
 
+// The picture's output size once the decoder's reduction is chosen.
+static void _outputSize(j_decompress_ptr dinfo, JDIMENSION& width, JDIMENSION& height) {
+    jpeg_calc_output_dimensions(dinfo);
+    width = dinfo->output_width;
+    height = dinfo->output_height;
+}
+
+// Keeps the output within limit × limit: the largest of the decoder's reductions in eighths that
+// fits, else an eighth, resampled by picking rows and columns down to *width × *height (which
+// stay the decoder's output size when no resampling is needed).
+static void _applyLimit(j_decompress_ptr dinfo, uint32_t limit, JDIMENSION& width,
+                        JDIMENSION& height) {
+    _outputSize(dinfo, width, height);
+    if (limit == 0 || (width <= limit && height <= limit)) return;
+    for (unsigned eighths = 8; eighths >= 1; --eighths) {
+        dinfo->scale_num = eighths;
+        dinfo->scale_denom = 8;
+        _outputSize(dinfo, width, height);
+        if (width <= limit && height <= limit) return;
+    }
+    // Even an eighth is too large (a panorama): the longer side gets the limit.
+    uint64_t w = width, h = height;
+    if (w >= h) {
+        h = h * limit / w;
+        w = limit;
+    } else {
+        w = w * limit / h;
+        h = limit;
+    }
+    width = JDIMENSION(w ? w : 1);
+    height = JDIMENSION(h ? h : 1);
+}
+
 // Decodes from stream and encodes into encoded. Only plain C objects live in this frame: the
 // error exit longjmps back into it, past library frames only.
-static bool _transcode(CFReadStreamRef stream, uint32_t maxWidth, uint32_t maxHeight, int quality,
-                       std::ostream* encoded, int32_t scale) {
+static bool _transcode(CFReadStreamRef stream, const char* name, uint32_t maxWidth,
+                       uint32_t maxHeight, int quality, std::ostream* encoded, int32_t scale,
+                       uint32_t sizeLimit, JSAMPLE** picked) {
     struct jpeg_decompress_struct dinfo;
     struct jpeg_compress_struct cinfo;
     struct jpeg_progress_mgr progress;
@@ -60,7 +104,16 @@ static bool _transcode(CFReadStreamRef stream, uint32_t maxWidth, uint32_t maxHe
     dinfo.progress = &progress;
     jpeg_stream_src(&dinfo, stream);
     jpeg_read_header(&dinfo, TRUE);
+    uint64_t fileBytes = uint64_t(std::max<int64_t>(_CFReadStreamGetFileSize(stream), 0));
+    if (uint64_t(dinfo.image_width) * dinfo.image_height > fileBytes * kMaxPixelsPerByte) {
+        printf("picture '%s' claims %u x %u pixels in %" PRIu64 " bytes; not decoded\n", name,
+               unsigned(dinfo.image_width), unsigned(dinfo.image_height), fileBytes);
+        jpeg_destroy_decompress(&dinfo);
+        return false;
+    }
     _chooseScale(&dinfo, maxWidth, maxHeight, scale);
+    JDIMENSION width, height;
+    _applyLimit(&dinfo, sizeLimit, width, height);
     // The encoder takes three samples a pixel whatever the decoder delivers. Grey rows hold one
     // sample a pixel and would be read past their end, so the decoder expands them to RGB; every
     // other colour space keeps the library's choice (CMYK rows hold four samples a pixel, of
@@ -74,8 +127,8 @@ static bool _transcode(CFReadStreamRef stream, uint32_t maxWidth, uint32_t maxHe
     cinfo.err = jpeg_std_error(&jerr.pub);
     jerr.pub.error_exit = my_error_exit;
     jpeg_create_compress(&cinfo);
-    cinfo.image_width = dinfo.output_width;
-    cinfo.image_height = dinfo.output_height;
+    cinfo.image_width = width;
+    cinfo.image_height = height;
     jpeg_stream_dest(&cinfo, encoded);
     cinfo.input_components = 3;
     cinfo.in_color_space = JCS_RGB;
@@ -83,12 +136,36 @@ static bool _transcode(CFReadStreamRef stream, uint32_t maxWidth, uint32_t maxHe
     jpeg_set_quality(&cinfo, quality, TRUE);
     jpeg_start_compress(&cinfo, TRUE);
 
-    while (dinfo.output_scanline < dinfo.output_height) {
-        jpeg_read_scanlines(&dinfo, row, 1);
-        jpeg_write_scanlines(&cinfo, row, 1);
+    const bool resample = width != dinfo.output_width || height != dinfo.output_height;
+    if (!resample) {
+        while (dinfo.output_scanline < dinfo.output_height) {
+            jpeg_read_scanlines(&dinfo, row, 1);
+            jpeg_write_scanlines(&cinfo, row, 1);
+        }
+    } else {
+        // Nearest rows and columns: output row y is decoded row y * height_in / height.
+        unsigned components = unsigned(dinfo.output_components);
+        *picked = static_cast<JSAMPLE*>(malloc(size_t(width) * 3));
+        if (!*picked) ERREXIT1(&dinfo, JERR_OUT_OF_MEMORY, 0);
+        JSAMPROW out[1] = {*picked};
+        for (JDIMENSION y = 0; y < height; ++y) {
+            JDIMENSION wanted = JDIMENSION(uint64_t(y) * dinfo.output_height / height);
+            while (dinfo.output_scanline <= wanted)
+                jpeg_read_scanlines(&dinfo, row, 1);
+            for (JDIMENSION x = 0; x < width; ++x) {
+                const JSAMPLE* from =
+                    row[0] + size_t(uint64_t(x) * dinfo.output_width / width) * components;
+                for (unsigned c = 0; c < 3; ++c)
+                    (*picked)[size_t(x) * 3 + c] = from[c < components ? c : 0];
+            }
+            jpeg_write_scanlines(&cinfo, out, 1);
+        }
     }
 
-    jpeg_finish_decompress(&dinfo);
+    if (resample)
+        jpeg_abort_decompress(&dinfo); // the rows below the last one picked are not needed
+    else
+        jpeg_finish_decompress(&dinfo);
     jpeg_finish_compress(&cinfo);
     jpeg_destroy_decompress(&dinfo);
     jpeg_destroy_compress(&cinfo);
@@ -96,12 +173,16 @@ static bool _transcode(CFReadStreamRef stream, uint32_t maxWidth, uint32_t maxHe
 }
 
 bool writeScaledJPEG(const CFURL_t& url, uint32_t maxWidth, uint32_t maxHeight, int quality,
-                     std::ostream& out, int32_t scale) {
+                     std::ostream& out, int32_t scale, uint32_t sizeLimit) {
     CFReadStream_t stream(url);
     // The picture is encoded aside and handed over whole, so a decode that fails half-way
     // leaves nothing in the reply body.
     std::ostringstream encoded;
-    if (!_transcode(stream, maxWidth, maxHeight, quality, &encoded, scale)) return false;
+    JSAMPLE* picked = nullptr; // the resampled row, when there is one (freed after a failure too)
+    bool done = _transcode(stream, CFURLGetPOSIXPath(url), maxWidth, maxHeight, quality, &encoded,
+                           scale, sizeLimit, &picked);
+    free(picked);
+    if (!done) return false;
     std::string_view bytes = encoded.view();
     out.write(bytes.data(), std::streamsize(bytes.size()));
     return true;

@@ -22,9 +22,17 @@
 // fake end-of-image after one "Premature end of JPEG file" warning and returns true. Grey
 // pictures come out as three-component JPEGs.
 //
+// A header that claims more than 2000 pixels per byte of the file (a forged 65,500 × 65,500 on
+// a few kilobytes) is refused before decoding, with one line naming the file: false.
+//
+// sizeLimit, when not 0, bounds the output: when the reduction chosen above would leave a side
+// longer than sizeLimit, the picture is fitted inside sizeLimit × sizeLimit instead, by the
+// largest of the decoder's reductions in eighths (1/8 to 8/8) that fits, and past an eighth by
+// picking the nearest rows and columns.
+//
 // Throws std::runtime_error when the file cannot be opened.
 bool writeScaledJPEG(const CFURL_t& url, uint32_t maxWidth, uint32_t maxHeight, int quality,
-                     std::ostream& out, int32_t scale);
+                     std::ostream& out, int32_t scale, uint32_t sizeLimit = 0);
 
 // Reads the JPEG header of the file at url and stores the picture's size. Returns false, leaving
 // width and height untouched, when the file cannot be opened or its header cannot be read.

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <optional>
+#include <stdexcept>
 
 volatile sig_atomic_t syncPrefs = 0;
 
@@ -76,13 +77,20 @@ CFString_t prefGetLayout() {
     static const CFString_t def("Default");
     checkPrefSync();
     try {
-        return readPref<CFString_t>(key);
+        CFString_t layout = readPref<CFString_t>(key);
+        if (prefLayoutNameUsable(CFStringGetUTF8(layout))) return layout;
+        throw std::invalid_argument("unusable layout name");
     } catch (...) {
         puts("setting layout to default");
         CFPreferencesSetAppValue(key, def, appID);
         CFPreferencesAppSynchronize(appID);
         return def;
     }
+}
+
+bool prefLayoutNameUsable(std::string_view name) {
+    return !name.empty() && name != "." && name != ".." &&
+           name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
 }
 
 void prefGetAuthInfo(bool& enabled, std::string& user, std::string& pass) {

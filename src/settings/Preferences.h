@@ -9,6 +9,7 @@
 
 #include <csignal>
 #include <string>
+#include <string_view>
 
 // Set to 1 by the SIGHUP handler; checkPrefSync clears it.
 extern volatile sig_atomic_t syncPrefs;
@@ -26,9 +27,13 @@ unsigned prefGetImageQuality();
 int prefGetPortNumber();
 // "title"; "Tessellan - untitled" when absent, empty or not a string.
 CFString_t prefGetServerName();
-// "siteLayout", any string. When absent or not a string, prints "setting layout to default",
-// stores "Default" in the domain, writes it out, and returns "Default".
+// "siteLayout", a usable layout name (see prefLayoutNameUsable). When absent, not a string or
+// unusable, prints "setting layout to default", stores "Default" in the domain, writes it out,
+// and returns "Default".
 CFString_t prefGetLayout();
+// Whether name (UTF-8) can name a layout folder: a single path component, so not empty, not
+// "." or "..", and without "/" or a NUL byte.
+bool prefLayoutNameUsable(std::string_view name);
 // "auth", "user", "pass": enabled only when "auth" is true and both strings are present. On a
 // failure the enabled flag is false and whatever was already stored in user or pass stays.
 void prefGetAuthInfo(bool& enabled, std::string& user, std::string& pass);

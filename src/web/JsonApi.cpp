@@ -2,10 +2,13 @@
 #include "web/JsonApi.h"
 
 #include "image/ImageInfo.h"
-#include "web/MetadataEmitter.h"
 #include "library/LibraryRegistry.h"
-#include "web/Bundle.h"
 #include "settings/Preferences.h"
+#include "web/Bundle.h"
+#include "web/JsonValidator.h"
+#include "web/LibraryFiles.h"
+#include "web/MetadataEmitter.h"
+#include "web/StaticFiles.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -28,11 +31,6 @@ bool sameText(const CFString_t& text, CFStringRef literal) {
 void answer(std::unique_ptr<HttpReply>& reply, const char* contentType) {
     reply = std::make_unique<HttpReply>(200);
     reply->setHeader("Content-Type", contentType);
-}
-
-CFURL_t fileURL(const CFString_t& path) {
-    return CFURL_t(CFURLCreateWithFileSystemPath(path, kCFURLPOSIXPathStyle, false),
-                   CFURL_t::Create);
 }
 
 // The library array of getlibs and getallalbums; withAlbums adds each library's album array.
@@ -69,7 +67,7 @@ void emitPhotoPage(std::ostream& os, int library, int album, std::optional<int> 
     for (int64_t i = first; i < end; ++i) {
         const PhotoInfo& photo = photos[size_t(i)];
         ImageSize thumbnail = {0, 0};
-        getImageInfo(fileURL(photo.thumbPath), &thumbnail, nullptr);
+        probeLibraryFile(photo.thumbPath, &thumbnail, nullptr);
         if (i != first) os << ",\n";
         os << "{ \"caption\":" << JavascriptString(photo.caption)
            << ", \"id\":" << unsigned(photo.id) << ", \"h\":" << thumbnail.height
@@ -86,7 +84,7 @@ void emitPhotoDetails(std::ostream& os, const PhotoInfo& photo) {
     os << "({ ";
     ImageSize size = {0, 0};
     CFDataRef block = nullptr;
-    getImageInfo(fileURL(probed), &size, &block);
+    probeLibraryFile(probed, &size, &block);
     ExifData exif(block);
     os << "\"h\":" << size.height << ", \"w\":" << size.width;
     os << ", \"fileName\":" << JavascriptString(photo.fileName)
@@ -107,6 +105,63 @@ std::optional<int> variable(const VarMap& vars, const char* name) {
     int value = 0;
     if (!vars.getInt(name, value, 0)) return std::nullopt;
     return value;
+}
+
+// Sends the shipped script file of that name from the resources' "json" folder.
+void sendResource(std::unique_ptr<HttpReply>& reply, const CFString_t& name) {
+    std::string text = CFStringGetUTF8(name);
+    const std::string& resources = BundleResourcesPath();
+    std::optional<StaticFile> file = resources.empty() || !isPlainFileName(text)
+                                         ? std::nullopt
+                                         : StaticFile::open(resources + "/json", text);
+    if (!file)
+        throwRTE("JavascriptApiResponder", "no script file '%s' in the resources", text.c_str());
+    Validator validator = FileValidator(file->info(), "");
+    if (NotModified(validator)) return ReplyNotModified(reply, validator, CachePolicy::Revalidate);
+    answer(reply, kApplicationJavascript);
+    SetValidator(*reply, validator, CachePolicy::Revalidate);
+    file->giveTo(*reply);
+}
+
+bool isCommand(const CFString_t& path) {
+    static const CFStringRef commands[] = {CFSTR("getlibs"),      CFSTR("getalbums"),
+                                           CFSTR("getallalbums"), CFSTR("getpics"),
+                                           CFSTR("getsite"),      CFSTR("getpicinfo")};
+    for (CFStringRef command : commands)
+        if (sameText(path, command)) return true;
+    return false;
+}
+
+void answerCommand(std::unique_ptr<HttpReply>& reply, const CFString_t& path, const VarMap& vars,
+                   std::ostream& out) {
+    std::optional<int> library = variable(vars, "l");
+    std::optional<int> album = variable(vars, "a");
+    std::optional<int> index = variable(vars, "i");
+
+    if (sameText(path, CFSTR("getlibs"))) {
+        emitLibraries(out, false);
+        answer(reply, kTextJavascript);
+    } else if (sameText(path, CFSTR("getalbums"))) {
+        if (library) EmitAlbumList(out, *library);
+        answer(reply, kApplicationJavascript);
+    } else if (sameText(path, CFSTR("getallalbums"))) {
+        emitLibraries(out, true);
+        answer(reply, kTextJavascript);
+    } else if (sameText(path, CFSTR("getpics"))) {
+        if (library && album && !(index && *index < 0))
+            emitPhotoPage(out, *library, *album, index, variable(vars, "c"));
+        answer(reply, kApplicationJavascript);
+    } else if (sameText(path, CFSTR("getsite"))) {
+        out << JavascriptString(prefGetServerName());
+        answer(reply, kTextJavascriptUTF8);
+    } else if (sameText(path, CFSTR("getpicinfo"))) {
+        if (library && album && index) {
+            std::vector<PhotoInfo> photos;
+            libGetPhotoList(static_cast<unsigned long>(*library), unsigned(*album), photos);
+            if (unsigned(*index) < photos.size()) emitPhotoDetails(out, photos[unsigned(*index)]);
+        }
+        answer(reply, kTextJavascriptUTF8);
+    }
 }
 
 } // namespace
@@ -148,37 +203,11 @@ std::ostream& EmitAlbumList(std::ostream& os, int library) {
 
 void JavascriptApiResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path,
                             const VarMap& vars, std::ostream& out) {
-    std::optional<int> library = variable(vars, "l");
-    std::optional<int> album = variable(vars, "a");
-    std::optional<int> index = variable(vars, "i");
-
-    if (sameText(path, CFSTR("getlibs"))) {
-        emitLibraries(out, false);
-        answer(reply, kTextJavascript);
-    } else if (sameText(path, CFSTR("getalbums"))) {
-        if (library) EmitAlbumList(out, *library);
-        answer(reply, kApplicationJavascript);
-    } else if (sameText(path, CFSTR("getallalbums"))) {
-        emitLibraries(out, true);
-        answer(reply, kTextJavascript);
-    } else if (sameText(path, CFSTR("getpics"))) {
-        if (library && album && !(index && *index < 0))
-            emitPhotoPage(out, *library, *album, index, variable(vars, "c"));
-        answer(reply, kApplicationJavascript);
-    } else if (sameText(path, CFSTR("getsite"))) {
-        out << JavascriptString(prefGetServerName());
-        answer(reply, kTextJavascriptUTF8);
-    } else if (sameText(path, CFSTR("getpicinfo"))) {
-        if (library && album && index) {
-            std::vector<PhotoInfo> photos;
-            libGetPhotoList(static_cast<unsigned long>(*library), unsigned(*album), photos);
-            if (unsigned(*index) < photos.size()) emitPhotoDetails(out, photos[unsigned(*index)]);
-        }
-        answer(reply, kTextJavascriptUTF8);
-    } else {
-        CFURL_t url(BundleCopyResourceURL(path, CFSTR("json")), CFURL_t::Create);
-        CFReadStream_t file(url);
-        file.writeToStream(out);
-        answer(reply, kApplicationJavascript);
-    }
+    if (!isCommand(path)) return sendResource(reply, path);
+    // Every command's reply is made of the preferences and the album files: while they stay
+    // the same, a client that holds the reply gets 304 before anything is read.
+    Validator validator = JsonValidator();
+    if (NotModified(validator)) return ReplyNotModified(reply, validator, CachePolicy::Revalidate);
+    answerCommand(reply, path, vars, out);
+    SetValidator(*reply, validator, CachePolicy::Revalidate);
 }

@@ -14,7 +14,9 @@
 // that name in the resources' "json" folder. Variables: "l" library id, "a" album id, "i"
 // photo index in the album (0-based), "c" photos per page (getpics, default 24).
 //
-// Always status 200 with one "Content-Type". A missing variable a command needs, a negative
+// Always status 200 with one "Content-Type", and a validator that browsers revalidate: for the
+// commands JsonValidator's (a request that holds it is answered 304 before any work), for a
+// script file the file's own. A missing variable a command needs, a negative
 // "i" in getpics, or an "i" outside the album in getpicinfo give an empty body. Unknown
 // library or album ids, malformed library entries and a missing resource file throw
 // std::runtime_error (the caller answers the error page); what was written before stays in out.

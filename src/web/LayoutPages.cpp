@@ -4,38 +4,12 @@
 #include "settings/Preferences.h"
 #include "web/Bundle.h"
 #include "web/Globals.h"
+#include "web/StaticFiles.h"
+#include "web/Validators.h"
 
 #include <string>
 
 namespace {
-
-// A name that is a whole path component of its own: no "/", no "." or "..", no encoded slash.
-bool staysInFolder(CFStringRef name) {
-    CFIndex length = CFStringGetLength(name);
-    auto at = [name](CFIndex i) { return CFStringGetCharacterAtIndex(name, i); };
-    if ((length == 1 && at(0) == '.') || (length == 2 && at(0) == '.' && at(1) == '.'))
-        return false;
-    for (CFIndex i = 0; i < length; ++i) {
-        if (at(i) == '/') return false;
-        if (at(i) == '%' && i + 2 < length && at(i + 1) == '2' &&
-            (at(i + 2) == 'F' || at(i + 2) == 'f'))
-            return false;
-    }
-    return true;
-}
-
-// A layout name may name a nested folder ("Themes/Dark") but never climb out of "layouts".
-bool layoutStaysInFolder(CFStringRef layout) {
-    std::string text = CFStringGetUTF8(layout);
-    if (!text.empty() && text[0] == '/') return false;
-    for (size_t start = 0; start <= text.size();) {
-        size_t end = text.find('/', start);
-        if (end == std::string::npos) end = text.size();
-        if (text.compare(start, end - start, "..") == 0) return false;
-        start = end + 1;
-    }
-    return true;
-}
 
 // The user's application-support folder, found once.
 CFURLRef applicationSupportURL() {
@@ -46,6 +20,41 @@ CFURLRef applicationSupportURL() {
                                                                       CFIndex(path.size()), true);
     }();
     return known;
+}
+
+// The content type for a layout file's name: by its bare ending, first match wins.
+CFStringRef layoutContentType(const CFString_t& name) {
+    if (CFStringHasSuffix(name, CFSTR("html"))) return CFSTR("text/html");
+    if (CFStringHasSuffix(name, CFSTR("css"))) return CFSTR("text/css");
+    if (CFStringHasSuffix(name, CFSTR("js"))) return CFSTR("application/x-javascript");
+    return CFSTR("unknown");
+}
+
+// The layout's own folder in the user's application-support folder ("" when there is none).
+std::string userLayoutFolder(const std::string& layout) {
+    CFURLRef support = applicationSupportURL();
+    if (!support) return "";
+    std::string folder = CFURLGetPOSIXPath(support);
+    if (!folder.empty() && folder.back() == '/') folder.pop_back();
+    return folder + "/Tessellan/layouts/" + layout;
+}
+
+// The file of the layout: the application's own copy when there is one, else the user's.
+// Throws the missing file's error, naming the user's path, when neither is there.
+StaticFile openLayoutFile(const std::string& name, const std::string& layout) {
+    const std::string& resources = BundleResourcesPath();
+    if (!resources.empty())
+        if (auto file = StaticFile::open(resources + "/layouts/" + layout, name))
+            return std::move(*file);
+    std::string user = userLayoutFolder(layout);
+    if (user.empty())
+        throwRTE("PrimaryPageResponder", "no folder for the layout '%s'", layout.c_str());
+    if (auto file = StaticFile::open(user, name)) return std::move(*file);
+    std::string path = user + "/" + name;
+    CFURL_t url(CFURLCreateFromFileSystemRepresentation(path.data(), CFIndex(path.size()), false),
+                CFURL_t::Create);
+    throwRTE("CFReadStream_t", "couldn't open read stream URL '%s' (file not found?)",
+             toString(CFURLGetString(url)).c_str());
 }
 
 } // namespace
@@ -61,30 +70,24 @@ CFURLRef locateFile(const CFString_t& name, CFStringRef& contentType, const CFSt
                                                     false);
         if (!url) return nullptr;
     }
-    if (CFStringHasSuffix(name, CFSTR("html"))) {
-        contentType = CFSTR("text/html");
-    } else if (CFStringHasSuffix(name, CFSTR("css"))) {
-        contentType = CFSTR("text/css");
-    } else if (CFStringHasSuffix(name, CFSTR("js"))) {
-        contentType = CFSTR("application/x-javascript");
-    } else {
-        contentType = CFSTR("unknown");
-    }
+    contentType = layoutContentType(name);
     return url;
 }
 
 void PrimaryPageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, const VarMap&,
-                          std::ostream& out) {
+                          std::ostream&) {
     CFString_t name = CFStringGetLength(path) == 0 ? CFString_t("index.html") : path;
-    CFString_t layout = prefGetLayout();
-    if (!staysInFolder(name) || !layoutStaysInFolder(layout))
+    std::string nameText = CFStringGetUTF8(name);
+    std::string layout = CFStringGetUTF8(prefGetLayout());
+    if (!isPlainFileName(nameText) || !prefLayoutNameUsable(layout))
         throwRTE("PrimaryPageResponder", "'%s' in layout '%s' is outside the layout folder",
-                 toString(name).c_str(), toString(layout).c_str());
-    CFStringRef contentType = CFSTR("unknown");
-    CFURL_t url(locateFile(name, contentType, layout), CFURL_t::Create);
-    CFReadStream_t stream(url);
-    stream.writeToStream(out);
+                 nameText.c_str(), layout.c_str());
+    StaticFile file = openLayoutFile(nameText, layout);
+    Validator validator = FileValidator(file.info(), "");
+    if (NotModified(validator)) return ReplyNotModified(reply, validator, CachePolicy::Revalidate);
     reply = std::make_unique<HttpReply>(200);
-    reply->setHeader("Content-Type", CFStringGetUTF8(contentType));
+    reply->setHeader("Content-Type", CFStringGetUTF8(layoutContentType(name)));
+    SetValidator(*reply, validator, CachePolicy::Revalidate);
+    file.giveTo(*reply);
     ++stats.pageCount;
 }

@@ -218,7 +218,7 @@ std::ostream& operator<<(std::ostream& os, const JavascriptString& string) {
         _forEachBlock(string.string().get(), [&](const auto* units, CFIndex, CFIndex count) {
             for (CFIndex i = 0; i < count; ++i) {
                 unsigned unit = units[i];
-                if (unit >= 0x20 && unit <= 0x7E && unit != '"') {
+                if (unit >= 0x20 && unit <= 0x7E && unit != '"' && unit != '\\') {
                     out.put(char(unit));
                     continue;
                 }

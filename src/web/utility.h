@@ -66,10 +66,10 @@ class JavascriptString {
 // A run of ordinary text whose UTF-8 form is longer than two bytes per UTF-16 unit (text from
 // U+0800 up, such as East Asian scripts) is cut to the whole characters that fit.
 std::ostream& operator<<(std::ostream& os, const HtmlString& string);
-// Writes a double quote, each UTF-16 unit from 0x20 to 0x7E (except the double quote) as it is
-// and every other unit as "\u" with four lower-case hex digits, and a closing double quote. A
-// backslash is written as it is. After the first escape the stream's fill character stays '0'
-// and its base is decimal.
+// Writes a double quote, each UTF-16 unit from 0x20 to 0x7E (except the double quote and the
+// backslash) as it is and every other unit as "\u" with four lower-case hex digits, and a
+// closing double quote: always a valid JSON string. After the first escape the stream's fill
+// character stays '0' and its base is decimal.
 std::ostream& operator<<(std::ostream& os, const JavascriptString& string);
 
 // One step of the HTML escaper: writes the units of s from last up to current (excluded) as

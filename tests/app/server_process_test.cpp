@@ -3,6 +3,8 @@
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace testsupport;
 
@@ -45,8 +47,10 @@ TEST_F(ServerTest, AnswersSeveralRequestsOnOneConnection) {
     for (int i = 0; i < 3; ++i) {
         ASSERT_TRUE(connection.send("GET /index.html HTTP/1.1\r\nHost: x\r\n\r\n"));
         std::string reply = connection.receiveReply();
-        EXPECT_EQ(reply, "HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: "
-                         "17\r\n\r\n<html>home</html>");
+        EXPECT_EQ(statusLine(reply), "HTTP/1.1 200 OK");
+        EXPECT_EQ(headerOf(reply, "Content-Type"), "text/html");
+        EXPECT_EQ(headerOf(reply, "Content-Length"), "17");
+        EXPECT_EQ(bodyOf(reply), "<html>home</html>");
     }
 }
 
@@ -74,7 +78,9 @@ TEST_F(ServerTest, PipelinedRequestsAreAnsweredInOrder) {
     EXPECT_EQ(bodyOf(connection.receiveReply()), "body{}");
     EXPECT_EQ(bodyOf(connection.receiveReply()), "run()") << "the POST body is read and dropped";
     std::string head = connection.receiveReply(true);
-    EXPECT_EQ(head, "HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: 17\r\n\r\n");
+    EXPECT_EQ(statusLine(head), "HTTP/1.1 200 OK");
+    EXPECT_EQ(headerOf(head, "Content-Length"), "17");
+    EXPECT_EQ(head.substr(head.size() - 4), "\r\n\r\n") << "the header and no body";
     EXPECT_EQ(statusLine(connection.receiveReply()), "HTTP/1.1 404 Not Found");
 }
 
@@ -294,20 +300,61 @@ TEST_F(ServerTest, ChangedLayoutIsServedWithoutRestart) {
     server.signal(SIGHUP);
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     EXPECT_EQ(bodyOf(get(port, "/")), "<html>other</html>");
-    files.write("prefs.plist",
-                "<plist><dict><key>port</key><integer>" + std::to_string(port) +
-                    "</integer><key>siteLayout</key><string>../Other</string></dict></plist>");
-    server.signal(SIGHUP);
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    EXPECT_EQ(statusLine(get(port, "/")), "HTTP/1.1 404 Not Found")
-        << "a layout may not leave the layouts folder";
+}
+
+TEST_F(ServerTest, UnusableLayoutNamesServeTheDefaultLayout) {
+    files.write("resources/layouts/index.html", "<html>the layouts folder itself</html>");
     files.write("resources/layouts/Themes/Dark/index.html", "<html>nested</html>");
-    files.write("prefs.plist",
-                "<plist><dict><key>port</key><integer>" + std::to_string(port) +
-                    "</integer><key>siteLayout</key><string>Themes/Dark</string></dict></plist>");
-    server.signal(SIGHUP);
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    EXPECT_EQ(bodyOf(get(port, "/")), "<html>nested</html>") << "a layout may be a nested folder";
+    ASSERT_TRUE(startServer());
+    for (const char* name : {"", ".", "..", "a/b", "../Other", "Themes/Dark"}) {
+        SCOPED_TRACE(name);
+        files.write("prefs.plist", "<plist><dict><key>port</key><integer>" + std::to_string(port) +
+                                       "</integer><key>siteLayout</key><string>" + name +
+                                       "</string></dict></plist>");
+        server.signal(SIGHUP);
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        EXPECT_EQ(bodyOf(get(port, "/")), "<html>home</html>") << "treated like a missing name";
+        EXPECT_NE(readFile(prefsPath()).find("<string>Default</string>"), std::string::npos);
+    }
+}
+
+TEST_F(ServerTest, LayoutFilesNeverLeadOutOfTheLayoutFolder) {
+    ASSERT_TRUE(startServer("<key>pass</key><string>s3cret</string>"));
+    std::string layout = files.path() + "/resources/layouts/Default";
+    ASSERT_EQ(symlink(prefsPath().c_str(), (layout + "/prefs.html").c_str()), 0);
+    ASSERT_EQ(symlink("/etc/passwd", (layout + "/passwd.css").c_str()), 0);
+    ASSERT_EQ(symlink("../Other/index.html", (layout + "/other.html").c_str()), 0);
+    ASSERT_EQ(symlink("screen.css", (layout + "/alias.css").c_str()), 0);
+    files.sub("resources/layouts/Default/folder.html");
+    ASSERT_EQ(mkfifo((layout + "/pipe.js").c_str(), 0600), 0);
+    for (const char* target : {"/prefs.html", "/passwd.css", "/other.html", "/folder.html",
+                               "/pipe.js", "/..", "/.", "/%2e%2e"}) {
+        SCOPED_TRACE(target);
+        std::string reply = get(port, target);
+        EXPECT_EQ(statusLine(reply), "HTTP/1.1 404 Not Found");
+        EXPECT_EQ(reply.find("s3cret"), std::string::npos);
+        EXPECT_EQ(reply.find("root:"), std::string::npos);
+        EXPECT_EQ(reply.find("other"), std::string::npos);
+    }
+    std::string alias = get(port, "/alias.css");
+    EXPECT_EQ(bodyOf(alias), "body{}") << "a link to a file beside it stays in the folder";
+    EXPECT_EQ(headerOf(alias, "Content-Type"), "text/css");
+}
+
+TEST_F(ServerTest, LayoutFilesAreRevalidated) {
+    ASSERT_TRUE(startServer());
+    std::string first = get(port, "/screen.css");
+    std::string tag = headerOf(first, "ETag");
+    ASSERT_NE(tag, "");
+    EXPECT_EQ(headerOf(first, "Cache-Control"), "no-cache");
+    std::string again = get(port, "/screen.css", "If-None-Match: " + tag + "\r\n");
+    EXPECT_EQ(statusLine(again), "HTTP/1.1 304 Not Modified");
+    EXPECT_EQ(bodyOf(again), "");
+    files.write("resources/layouts/Default/screen.css", "body{color:red}");
+    std::string changed = get(port, "/screen.css", "If-None-Match: " + tag + "\r\n");
+    EXPECT_EQ(statusLine(changed), "HTTP/1.1 200 OK");
+    EXPECT_EQ(bodyOf(changed), "body{color:red}") << "the cache follows the file";
+    EXPECT_NE(headerOf(changed, "ETag"), tag);
 }
 
 } // namespace

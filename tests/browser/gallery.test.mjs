@@ -36,14 +36,14 @@ function withSlash(url) {
   return url.endsWith('/') ? url : `${url}/`;
 }
 
-/** Reads a JSON API reply as the gallery does: parentheses off, bare backslashes doubled. */
+/** Reads a JSON API reply as the gallery does: parentheses off, then strict JSON. */
 async function api(base, command, headers = {}) {
   const res = await fetch(new URL(`json/${command}`, base), { headers });
   assert.equal(res.status, 200, `json/${command} answered ${res.status}`);
   let body = (await res.text()).trim();
   if (!body) return null;
   if (body.startsWith('(') && body.endsWith(')')) body = body.slice(1, -1);
-  return JSON.parse(body.replace(/\\(?!u[0-9a-fA-F]{4})/g, '\\\\'));
+  return JSON.parse(body);
 }
 
 /** As api(), but null when the server cannot describe the photo (some files have no usable EXIF data). */

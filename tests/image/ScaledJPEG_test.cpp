@@ -2,6 +2,7 @@
 #include "ImageFixtures.h"
 #include "image/ScaledJPEG.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <sstream>
 
@@ -13,6 +14,7 @@ struct ScaleCase {
     uint32_t maxWidth, maxHeight;
     int32_t scale;
     int expectWidth, expectHeight;
+    uint32_t limit = 0;
 };
 
 class ScaledSize : public testing::TestWithParam<ScaleCase> {};
@@ -22,7 +24,7 @@ TEST_P(ScaledSize, DecodedSizeFollowsTheReductionRule) {
     TempDir dir;
     CFURL_t url = dir.write("in.jpg", encodeJPEG(c.width, c.height));
     std::ostringstream out;
-    ASSERT_TRUE(writeScaledJPEG(url, c.maxWidth, c.maxHeight, 75, out, c.scale));
+    ASSERT_TRUE(writeScaledJPEG(url, c.maxWidth, c.maxHeight, 75, out, c.scale, c.limit));
     int width = 0, height = 0, components = 0;
     ASSERT_TRUE(jpegHeader(out.str(), width, height, components));
     EXPECT_EQ(width, c.expectWidth);
@@ -42,8 +44,37 @@ INSTANTIATE_TEST_SUITE_P(
         ScaleCase{"ZeroBoxGivesAnEighthRoundedUp", 1001, 750, 0, 0, -1, 126, 94},
         ScaleCase{"ScaleOneIgnoresTheBox", 1200, 900, 10, 10, 1, 1200, 900},
         ScaleCase{"ScaleTwoHalves", 1200, 900, 0, 0, 2, 600, 450},
-        ScaleCase{"ScaleSixteenActsAsEight", 1200, 900, 0, 0, 16, 150, 113}),
+        ScaleCase{"ScaleSixteenActsAsEight", 1200, 900, 0, 0, 16, 150, 113},
+        // A limit only matters when the rule above would pass it.
+        ScaleCase{"LimitAboveTheResultChangesNothing", 3072, 2304, 800, 600, -1, 1536, 1152, 2048},
+        ScaleCase{"LimitTakesTheLargestEighthThatFits", 3000, 2000, 2048, 2048, -1, 1875, 1250,
+                  2048},
+        ScaleCase{"LimitAlsoBoundsAHugeBox", 4000, 3000, 0xFFFFFFFF, 0xFFFFFFFF, -1, 2000, 1500,
+                  2048},
+        ScaleCase{"LimitKeepsASmallPicture", 1600, 1200, 2048, 2048, -1, 1600, 1200, 2048},
+        ScaleCase{"LimitPastAnEighthPicksRowsAndColumns", 2000, 90, 100, 100, -1, 100, 4, 100}),
     [](const testing::TestParamInfo<ScaleCase>& info) { return std::string(info.param.name); });
+
+TEST(ScaledJPEG, HeadersClaimingAbsurdPixelCountsAreRefusedBeforeDecoding) {
+    // The frame header of a small picture, rewritten to claim 65,500 × 65,500 pixels.
+    std::string forged = encodeJPEG(64, 64);
+    size_t frame = forged.find("\xFF\xC0");
+    ASSERT_NE(frame, std::string::npos);
+    forged[frame + 5] = forged[frame + 7] = char(0xFF);
+    forged[frame + 6] = forged[frame + 8] = char(0xDC);
+    TempDir dir;
+    CFURL_t url = dir.write("forged.jpg", forged);
+    std::ostringstream out;
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(writeScaledJPEG(url, 800, 600, 75, out, -1));
+    std::string printed = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(out.str(), "");
+    EXPECT_NE(printed.find("claims 65500 x 65500 pixels in " + std::to_string(forged.size()) +
+                           " bytes; not decoded\n"),
+              std::string::npos)
+        << printed;
+    EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), 1) << "one line";
+}
 
 TEST(ScaledJPEG, QualityReachesTheEncoder) {
     TempDir dir;

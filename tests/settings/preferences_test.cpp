@@ -98,8 +98,24 @@ TEST_F(PreferencesTest, LayoutOfWrongTypeIsResetAndWrittenKeepingOtherKeys) {
     testing::internal::CaptureStdout();
     EXPECT_EQ(CFStringGetUTF8(prefGetLayout()), "Default");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-    writePrefs("<key>siteLayout</key><string></string>");
-    EXPECT_EQ(CFStringGetUTF8(prefGetLayout()), "");
+}
+
+TEST_F(PreferencesTest, UnusableLayoutNamesAreTreatedAsMissing) {
+    const char* unusable[] = {"", ".", "..", "a/b", "/etc", "Themes/Dark", "../Default"};
+    for (const char* name : unusable) {
+        SCOPED_TRACE(name);
+        writePrefs(std::string("<key>siteLayout</key><string>") + name + "</string>");
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(CFStringGetUTF8(prefGetLayout()), "Default");
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "setting layout to default\n");
+        EXPECT_NE(readFile().find("<string>Default</string>"), std::string::npos);
+    }
+    const char* usable[] = {"Default", "Dark Theme", "..hidden", "a.b", "Caf\xC3\xA9"};
+    for (const char* name : usable) {
+        SCOPED_TRACE(name);
+        writePrefs(std::string("<key>siteLayout</key><string>") + name + "</string>");
+        EXPECT_EQ(CFStringGetUTF8(prefGetLayout()), name);
+    }
 }
 
 TEST_F(PreferencesTest, MissingLayoutCreatesTheFileAndItsFolder) {

@@ -4,10 +4,10 @@
 #include "web/JsonApi.h"
 
 #include "JsonFixtures.h"
-#include "web/Bundle.h"
 #include "settings/PreferenceStore.h"
 #include "support/TempFolder.h"
 #include "support/ThrownText.h"
+#include "web/Bundle.h"
 
 #include <gtest/gtest.h>
 #include <sstream>
@@ -30,9 +30,17 @@ Reply call(const char* command, const std::string& query = "") {
     EXPECT_TRUE(reply);
     if (!reply) return {};
     EXPECT_EQ(reply->status(), 200);
-    EXPECT_EQ(reply->headers().size(), 1u) << "only Content-Type";
+    std::vector<std::string> names;
+    for (auto& header : reply->headers())
+        names.push_back(header.first);
+    EXPECT_EQ(names,
+              (std::vector<std::string>{"Content-Type", "ETag", "Last-Modified", "Cache-Control"}))
+        << "a type and a validator to revalidate";
+    EXPECT_EQ(*reply->header("Cache-Control"), "no-cache");
     const std::string* type = reply->header("Content-Type");
-    return {type ? *type : "(none)", out.str()};
+    // Script files are the reply's own body; the commands write theirs to out.
+    std::string body = out.str().empty() ? std::string(reply->body()) : out.str();
+    return {type ? *type : "(none)", body};
 }
 
 std::string errorOf(const char* command, const std::string& query = "") {
@@ -179,11 +187,12 @@ TEST_F(JsonApiTest, GetallalbumsNestsEachLibrarysAlbumList) {
 TEST_F(JsonApiTest, GetpicsGivesThumbnailSizes) {
     Reply reply = call("getpics", "l=0&a=1");
     EXPECT_EQ(reply.contentType, "application/x-javascript");
-    EXPECT_EQ(reply.body,
-              "[\n{ \"caption\":\"Say \\u0022cheese\\u0022 \\u2014 caf\\u00e9 \\u6771 C:\\pics\", "
-              "\"id\":10, \"h\":30, \"w\":40 },\n"
-              "{ \"caption\":\"Film\", \"id\":11, \"h\":16, \"w\":20 },\n"
-              "{ \"caption\":\"Gone\", \"id\":12, \"h\":0, \"w\":0 }\n]\n");
+    EXPECT_EQ(
+        reply.body,
+        "[\n{ \"caption\":\"Say \\u0022cheese\\u0022 \\u2014 caf\\u00e9 \\u6771 C:\\u005cpics\", "
+        "\"id\":10, \"h\":30, \"w\":40 },\n"
+        "{ \"caption\":\"Film\", \"id\":11, \"h\":16, \"w\":20 },\n"
+        "{ \"caption\":\"Gone\", \"id\":12, \"h\":0, \"w\":0 }\n]\n");
 }
 
 TEST_F(JsonApiTest, GetpicsPaging) {
@@ -217,7 +226,7 @@ TEST_F(JsonApiTest, GetpicinfoDescribesOnePhoto) {
     EXPECT_EQ(reply.contentType, "text/javascript; charset=UTF-8");
     EXPECT_EQ(reply.body,
               "({ \"h\":48, \"w\":64, \"fileName\":\"img10.jpg\", \"mediaType\":\"Image\", "
-              "\"caption\":\"Say \\u0022cheese\\u0022 \\u2014 caf\\u00e9 \\u6771 C:\\pics\", "
+              "\"caption\":\"Say \\u0022cheese\\u0022 \\u2014 caf\\u00e9 \\u6771 C:\\u005cpics\", "
               "\"comment\":\"first\", "
               "\"captureDate\":{ \"value\":978307200000, \"string\":\"Jan 1, 2001, "
               "12:00:00\\u202fAM\" }, "

@@ -70,7 +70,7 @@ TEST(MetadataEmitter, EachFieldGoesUnderItsOwnNameEscaped) {
     EXPECT_EQ(out.str(), "{ \"captureDate\":\"c1\", \"modifiedDate\":\"m2\", \"aperture\":\"2.8\", "
                          "\"shutter\":\"1/250\", \"iso\":\"100\", \"focalLength\":\"50.0\", "
                          "\"cameraMake\":\"Caf\\u00e9 \\u0022Cam\\u0022\", "
-                         "\"cameraModel\":\"X\\1\", \"width\":\"640\", \"height\":\"480\" }");
+                         "\"cameraModel\":\"X\\u005c1\", \"width\":\"640\", \"height\":\"480\" }");
 }
 
 } // namespace

@@ -1,6 +1,7 @@
-// PictureResponders_test.cpp - thumbnails and pictures through the running server.
-#include "image/ImageFixtures.h"
+// PictureResponders_test.cpp - thumbnails and pictures through the running server: sizes,
+// types, libraries without full-size downloads, validators and what is refused.
 #include "cf/CFPropertyList.h"
+#include "image/ImageFixtures.h"
 #include "support/ServerProcess.h"
 #include "support/TempFolder.h"
 
@@ -48,6 +49,15 @@ std::string padded(std::string bytes) {
     return bytes;
 }
 
+// A preferences entry for the library in folder.
+std::string libraryEntry(int id, const std::string& folder, bool fullSize) {
+    return "<dict><key>id</key><integer>" + std::to_string(id) +
+           "</integer><key>name</key><string>L</string><key>path</key><string>" + folder +
+           "</string><key>albums</key><array><integer>1</integer></array>"
+           "<key>FullSizeDownload</key>" +
+           (fullSize ? "<true/>" : "<false/>") + "</dict>";
+}
+
 class PictureTest : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
@@ -61,11 +71,14 @@ class PictureTest : public ::testing::Test {
             "Library/picture.png",
             padded(std::string("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR\0\0\0\x20\0\0\0\x10", 24)));
         files->write("Library/picture.gif", padded("GIF89a\x20\0\x10\0"));
-        files->write("Library/picture.bmp", padded("BM"));
+        files->write("Library/picture.bmp",
+                     padded(std::string("BM\x40\0\0\0\0\0\0\0\x36\0\0\0\x28\0\0\0", 18)));
         files->write("Library/picture.tif", padded(std::string("II*\0", 4)));
         files->write("Library/clip.mov", padded(std::string("\0\0\0\x14"
                                                             "ftypqt  ",
                                                             12)));
+        files->write("Library/clip.avi", padded(std::string("RIFF\0\0\0\0AVI LIST", 16)));
+        files->write("Library/huge.jpg", encodeJPEG(4000, 3000));
         files->write("Library/broken.jpg", padded("\xFF\xD8\xFF\xDB\x00\x43 not a picture"));
         files->write("Library/empty.jpg", "");
         files->write("Library/cut.jpg", big.substr(0, 300)); // a JFIF header cut inside its tables
@@ -87,6 +100,8 @@ class PictureTest : public ::testing::Test {
             {"8", "missing.jpg", "missing.jpg", "Image"},
             {"9", "empty.jpg", "empty.jpg", "Image"},
             {"10", "cut.jpg", "cut.jpg", "Image"},
+            {"11", "clip.avi", "thumb.jpg", "Movie"},
+            {"12", "huge.jpg", "thumb.jpg", "Image"},
         };
         std::vector<std::pair<std::string, CFTypeRef>> master;
         std::vector<CFTypeRef> keys;
@@ -110,18 +125,18 @@ class PictureTest : public ::testing::Test {
         CFDictionaryRef root =
             dict({{"List of Albums", albums}, {"Master Image List", dict(master)}});
         files->write("Library/AlbumData.xml", CFPropertyListCreateXMLText(root));
+        // The same album file, published by a library that keeps its originals.
+        files->write("Limited/AlbumData.xml", CFPropertyListCreateXMLText(root));
         CFRelease(root);
 
         port = testsupport::freePort();
-        files->write(
-            "prefs.plist",
-            "<plist><dict><key>port</key><integer>" + std::to_string(port) +
-                "</integer><key>siteLayout</key><string>Default</string><key>libraries</key>"
-                "<array><dict><key>id</key><integer>0</integer><key>name</key><string>L"
-                "</string><key>path</key><string>" +
-                lib +
-                "</string><key>albums</key><array><integer>1</integer></array>"
-                "<key>FullSizeDownload</key><true/></dict></array></dict></plist>");
+        files->write("prefs.plist",
+                     "<plist><dict><key>port</key><integer>" + std::to_string(port) +
+                         "</integer><key>siteLayout</key><string>Default</string><key>libraries"
+                         "</key><array>" +
+                         libraryEntry(0, lib, true) +
+                         libraryEntry(1, files->path() + "/Limited", false) +
+                         "</array></dict></plist>");
         server = new testsupport::ServerProcess;
         ASSERT_TRUE(server->start({"--prefs", files->path() + "/prefs.plist", "--resources",
                                    TESSELLAN_SOURCE_DIR "/resources"},
@@ -131,7 +146,9 @@ class PictureTest : public ::testing::Test {
         delete server;
         delete files;
     }
-    static std::string fetch(const std::string& target) { return get(port, target); }
+    static std::string fetch(const std::string& target, const std::string& headers = "") {
+        return get(port, target, headers);
+    }
     static void expectJPEG(const std::string& reply, int width, int height) {
         EXPECT_EQ(statusLine(reply), "HTTP/1.1 200 OK");
         EXPECT_EQ(headerOf(reply, "Content-Type"), "image/jpeg");
@@ -204,31 +221,104 @@ TEST_F(PictureTest, PicturesAreSentAsStoredOrShrunkToTheBox) {
     EXPECT_EQ(bodyOf(fetch("/image/?l=0&a=1&i=0&mw=800")), big) << "both sides are needed to scale";
 }
 
-TEST_F(PictureTest, OtherTypesAreNeverScaled) {
+TEST_F(PictureTest, FilesGoOutAsStoredWithTheirRealTypes) {
     struct Case {
         int index;
         const char* type;
-    } cases[] = {{1, "image/png"}, {2, "image/gif"}, {3, "image/bmp"}, {4, ""}};
+    } cases[] = {{1, "image/png"},  {2, "image/gif"},       {3, "image/bmp"},
+                 {4, "image/tiff"}, {5, "video/quicktime"}, {11, "video/x-msvideo"}};
     for (auto& c : cases) {
-        std::string reply = fetch("/image/?l=0&a=1&mw=10&mh=10&i=" + std::to_string(c.index));
-        EXPECT_EQ(statusLine(reply), "HTTP/1.1 200 OK");
-        EXPECT_EQ(headerOf(reply, "Content-Type"), c.type) << c.index;
-        EXPECT_EQ(bodyOf(reply).size(), 64u);
+        for (const char* box : {"", "&mw=10&mh=10"}) {
+            if (*box && (c.index == 5 || c.index == 11)) continue; // films in a box: their still
+            std::string reply = fetch("/image/?l=0&a=1&i=" + std::to_string(c.index) + box);
+            SCOPED_TRACE(std::to_string(c.index) + box);
+            EXPECT_EQ(statusLine(reply), "HTTP/1.1 200 OK");
+            EXPECT_EQ(headerOf(reply, "Content-Type"), c.type) << "and only JPEGs are scaled";
+            EXPECT_EQ(bodyOf(reply).size(), 64u);
+        }
     }
 }
 
 TEST_F(PictureTest, FilmsGiveTheirStillInABoxAndTheFileOtherwise) {
     expectJPEG(fetch("/image/?l=0&a=1&i=5&mw=800&mh=600"), 640, 480);
     std::string film = fetch("/image/?l=0&a=1&i=5");
-    EXPECT_EQ(headerOf(film, "Content-Type"), "");
+    EXPECT_EQ(headerOf(film, "Content-Type"), "video/quicktime");
     EXPECT_EQ(bodyOf(film).substr(4, 4), "ftyp");
+}
+
+TEST_F(PictureTest, LibrariesWithoutFullSizeDownloadsNeverSendOriginals) {
+    {
+        SCOPED_TRACE("a picture smaller than the limit is re-encoded, not sent");
+        std::string reply = fetch("/image/?l=1&a=1&i=0");
+        expectJPEG(reply, 1600, 1200);
+        EXPECT_NE(bodyOf(reply), big);
+    }
+    {
+        SCOPED_TRACE("a larger one is shrunk to fit 2048 x 2048");
+        expectJPEG(fetch("/image/?l=1&a=1&i=12"), 2000, 1500);
+    }
+    {
+        SCOPED_TRACE("no box asks for more than the limit");
+        expectJPEG(fetch("/image/?l=1&a=1&i=12&mw=-1&mh=-1"), 2000, 1500);
+        expectJPEG(fetch("/image/?l=1&a=1&i=12&mw=2048&mh=2048"), 2000, 1500);
+    }
+    {
+        SCOPED_TRACE("boxes within the limit are answered as anywhere else");
+        expectJPEG(fetch("/image/?l=1&a=1&i=0&mw=800&mh=600"), 800, 600);
+    }
+    for (int index : {1, 2, 3, 4}) {
+        SCOPED_TRACE("pictures that cannot be shrunk are refused: " + std::to_string(index));
+        expectErrorPage(fetch("/image/?l=1&a=1&i=" + std::to_string(index)));
+        expectErrorPage(fetch("/image/?l=1&a=1&mw=10&mh=10&i=" + std::to_string(index)));
+    }
+    {
+        SCOPED_TRACE("films still play");
+        std::string film = fetch("/image/?l=1&a=1&i=5");
+        EXPECT_EQ(headerOf(film, "Content-Type"), "video/quicktime");
+        EXPECT_EQ(bodyOf(film).size(), 64u);
+    }
+    std::string unlimited = fetch("/image/?l=0&a=1&i=12");
+    EXPECT_EQ(bodyOf(unlimited).size(), readFile(files->path("Library/huge.jpg")).size())
+        << "a library with full-size downloads sends the original";
+}
+
+TEST_F(PictureTest, ValidatorsLetBrowsersKeepPicturesAndRevalidateWithoutWork) {
+    struct Case {
+        const char* target;
+        const char* other; // the same file in another form: another tag
+    } cases[] = {
+        {"/thumbnail/?l=0&a=1&p=1", "/image/?l=0&a=1&i=0&mw=160&mh=120"},
+        {"/image/?l=0&a=1&i=0", "/image/?l=0&a=1&i=0&mw=800&mh=600"},
+        {"/image/?l=0&a=1&i=0&mw=800&mh=600", "/image/?l=0&a=1&i=0&mw=799&mh=600"},
+        {"/image/?l=1&a=1&i=0", "/image/?l=0&a=1&i=0"},
+        {"/image/?l=0&a=1&i=5", "/image/?l=0&a=1&i=5&mw=800&mh=600"},
+    };
+    for (auto& c : cases) {
+        SCOPED_TRACE(c.target);
+        std::string first = fetch(c.target);
+        std::string tag = headerOf(first, "ETag");
+        ASSERT_FALSE(tag.empty());
+        EXPECT_NE(headerOf(first, "Last-Modified"), "");
+        EXPECT_EQ(headerOf(first, "Cache-Control"), "max-age=86400");
+        std::string again = fetch(c.target, "If-None-Match: " + tag + "\r\n");
+        EXPECT_EQ(statusLine(again), "HTTP/1.1 304 Not Modified");
+        EXPECT_EQ(headerOf(again, "ETag"), tag);
+        EXPECT_EQ(bodyOf(again), "");
+        EXPECT_NE(headerOf(fetch(c.other), "ETag"), tag);
+    }
+    // The thumbnail quality is part of a thumbnail's tag: so is the file's version.
+    std::string before = headerOf(fetch("/thumbnail/?l=0&a=1&p=6"), "ETag");
+    files->write("Library/still.jpg", encodeJPEG(640, 480, 3, 90));
+    std::string changed = fetch("/thumbnail/?l=0&a=1&p=6", "If-None-Match: " + before + "\r\n");
+    EXPECT_EQ(statusLine(changed), "HTTP/1.1 200 OK") << "a changed file is sent again";
+    EXPECT_NE(headerOf(changed, "ETag"), before);
 }
 
 TEST_F(PictureTest, PictureRefusals) {
     const char* targets[] = {
         "/image/?l=0&a=1",                    // no index: no reply from the responder
         "/image/?l=0&a=1&i=-1",               // before the list
-        "/image/?l=0&a=1&i=11",               // at the end of the list
+        "/image/?l=0&a=1&i=13",               // at the end of the list
         "/image/?l=0&a=1&i=8",                // file missing
         "/image/?l=9&a=1&i=0",                // no such library
         "/image/?l=0&a=2&i=0",                // album not published
@@ -240,8 +330,8 @@ TEST_F(PictureTest, PictureRefusals) {
     }
     EXPECT_NE(server->output().find("a responder left no reply"), std::string::npos);
     std::string pretender = fetch("/image/?l=0&a=1&i=6&mw=100&mh=100");
-    EXPECT_EQ(headerOf(pretender, "Content-Type"), "")
-        << "claims to be a JPEG, probes as unknown: sent as stored";
+    EXPECT_EQ(headerOf(pretender, "Content-Type"), "image/jpeg")
+        << "starts like a JPEG, probes as unknown: sent as stored";
     EXPECT_EQ(bodyOf(pretender).size(), 64u);
 }
 

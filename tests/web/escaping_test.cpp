@@ -114,7 +114,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Escape{"Quote", "a\"b", "\"a\\u0022b\""},
                     Escape{"Controls", "\t\n\x1F", "\"\\u0009\\u000a\\u001f\""},
                     Escape{"Delete", "\x7F", "\"\\u007f\""},
-                    Escape{"BackslashPassesBare", "a\\b", "\"a\\b\""},
+                    Escape{"BackslashIsEscaped", "a\\b", "\"a\\u005cb\""},
                     Escape{"Accented", "caf\xC3\xA9", "\"caf\\u00e9\""},
                     Escape{"EastAsian", "\xE6\x97\xA5\xE6\x9C\xAC", "\"\\u65e5\\u672c\""},
                     Escape{"NonBmpAsSurrogates", "\xF0\x9F\x98\x80", "\"\\ud83d\\ude00\""}),

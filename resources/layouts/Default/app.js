@@ -17,15 +17,14 @@
 
   /**
    * Turns a JSON API reply body into a value; an empty body (the server's answer to a missing
-   * variable) gives null. getpicinfo wraps its object in parentheses, and the server writes a
-   * backslash from the data as it is, so a lone backslash is doubled unless it starts a \uXXXX
-   * escape (the only escape the server writes). The text is never evaluated as script.
+   * variable) gives null. getpicinfo wraps its object in parentheses, which are dropped. The text
+   * is never evaluated as script.
    */
   function parseReply(text) {
     let body = text.trim();
     if (!body) return null;
     if (body.startsWith('(') && body.endsWith(')')) body = body.slice(1, -1);
-    return JSON.parse(body.replace(/\\(?!u[0-9a-fA-F]{4})/g, '\\\\'));
+    return JSON.parse(body);
   }
 
   // One request per URL for the life of the page; a failed one is forgotten so it can be retried.

@@ -1,0 +1,122 @@
+// NotServed_test.cpp - what a crafted album file must not get out of the running server, route
+// by route: system files, the preferences file, a link to it, a folder, a FIFO, a text file
+// that starts like a bitmap. Each is answered exactly like a file that is missing.
+#include "JsonFixtures.h"
+#include "support/ServerProcess.h"
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+#include <regex>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace jsonfixture;
+using testsupport::bodyOf;
+using testsupport::get;
+using testsupport::statusLine;
+
+namespace {
+
+const char* const kPassword = "s3cret-Pa55";
+
+class NotServedTest : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        files = new testsupport::TempFolder;
+        std::string lib = files->path("Library");
+        files->write("Library/real.jpg", jpeg(64, 48));
+        files->write("Library/notes.txt", "BMW service notes: 2019-04-02 oil, 2021-06-11 tyres");
+        files->sub("Library/folder.jpg");
+        mkfifo(files->path("Library/pipe.jpg").c_str(), 0600);
+        std::string prefs = files->path("prefs.plist");
+        symlink(prefs.c_str(), files->path("Library/prefs-link.jpg").c_str());
+        symlink("/etc/passwd", files->path("Library/passwd-link.jpg").c_str());
+
+        // Photo 1 is a real picture; photo 2 is missing: every other one must answer like it.
+        const char* paths[] = {"real.jpg",       "missing.jpg",     "/etc/passwd",       "PREFS",
+                               "prefs-link.jpg", "passwd-link.jpg", "folder.jpg",        "pipe.jpg",
+                               "notes.txt",      "/etc/shadow",     "/proc/self/environ"};
+        std::string photos, keys;
+        for (size_t i = 0; i < std::size(paths); ++i) {
+            std::string path = paths[i] == std::string("PREFS") ? prefs
+                               : paths[i][0] == '/'             ? std::string(paths[i])
+                                                                : lib + "/" + paths[i];
+            std::string id = std::to_string(i + 1);
+            photos += key(id) + "<dict>" + string("Caption", "c") + string("Comment", "") +
+                      string("ImagePath", path) + string("ThumbPath", path) +
+                      string("MediaType", "Image") + real("DateAsTimerInterval", 0) +
+                      real("ModDateAsTimerInterval", 0) + integer("MetaModDateAsTimerInterval", 0) +
+                      "</dict>";
+            keys += "<string>" + id + "</string>";
+        }
+        files->write("Library/AlbumData.xml",
+                     plist(key("List of Albums") + "<array><dict>" + integer("AlbumId", 1) +
+                           string("AlbumName", "A") + key("KeyList") + "<array>" + keys +
+                           "</array>" + integer("PhotoCount", long(std::size(paths))) +
+                           "</dict></array>" + key("Master Image List") + "<dict>" + photos +
+                           "</dict>"));
+        count = std::size(paths);
+        port = testsupport::freePort();
+        files->write("prefs.plist",
+                     plist(integer("port", port) + string("siteLayout", "Default") +
+                           boolean("auth", false) + string("user", "ana") +
+                           string("pass", kPassword) + key("libraries") + "<array><dict>" +
+                           integer("id", 0) + string("name", "L") + string("path", lib) +
+                           key("albums") + "<array><integer>1</integer></array>" +
+                           boolean("FullSizeDownload", true) + "</dict></array>"));
+        server = new testsupport::ServerProcess;
+        ASSERT_TRUE(server->start(
+            {"--prefs", prefs, "--resources", TESSELLAN_SOURCE_DIR "/resources"}, {}, port));
+    }
+    static void TearDownTestSuite() {
+        delete server;
+        delete files;
+    }
+    // The reply without the lines that name one photo.
+    static std::string answer(const std::string& target) {
+        std::string reply = get(port, target);
+        EXPECT_EQ(reply.find(kPassword), std::string::npos) << target;
+        EXPECT_EQ(reply.find("root:"), std::string::npos) << target;
+        EXPECT_EQ(reply.find("BMW"), std::string::npos) << target;
+        return statusLine(reply) + "\n" +
+               std::regex_replace(bodyOf(reply), std::regex("\"fileName\":\"[^\"]*\""), "");
+    }
+
+    static testsupport::TempFolder* files;
+    static testsupport::ServerProcess* server;
+    static int port;
+    static size_t count;
+};
+testsupport::TempFolder* NotServedTest::files;
+testsupport::ServerProcess* NotServedTest::server;
+int NotServedTest::port;
+size_t NotServedTest::count;
+
+TEST_F(NotServedTest, EveryRouteAnswersLikeAMissingFile) {
+    struct Route {
+        const char* name;
+        std::string (*target)(size_t index); // index in the album, from 0
+    } routes[] = {
+        {"picture", [](size_t i) { return "/image/?l=0&a=1&i=" + std::to_string(i); }},
+        {"picture in a box",
+         [](size_t i) { return "/image/?l=0&a=1&mw=100&mh=100&i=" + std::to_string(i); }},
+        {"thumbnail", [](size_t i) { return "/thumbnail/?l=0&a=1&p=" + std::to_string(i + 1); }},
+        {"details", [](size_t i) { return "/json/getpicinfo?l=0&a=1&i=" + std::to_string(i); }},
+        {"page", [](size_t i) { return "/json/getpics?l=0&a=1&c=1&i=" + std::to_string(i); }},
+    };
+    for (const Route& route : routes) {
+        SCOPED_TRACE(route.name);
+        std::string real = answer(route.target(0));
+        EXPECT_EQ(real.substr(0, real.find('\n')), "HTTP/1.1 200 OK") << "the route works";
+        std::string missing = answer(route.target(1));
+        for (size_t i = 2; i < count; ++i) {
+            std::string reply = answer(route.target(i));
+            // The page names the photo by its id; nothing else may differ.
+            if (std::string(route.name) == "page")
+                reply = std::regex_replace(reply, std::regex("\"id\":\\d+"), "\"id\":2");
+            EXPECT_EQ(reply, missing) << route.target(i);
+        }
+    }
+}
+
+} // namespace
