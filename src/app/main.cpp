@@ -38,6 +38,8 @@ int main(int argc, char** argv) {
         BundleSetResourcesPath(line.resourcesPath);
     }
     if (const char* idle = getenv("TESSELLAN_IDLE_TIMEOUT")) HttpContextIdleSeconds = atof(idle);
+    if (const char* header = getenv("TESSELLAN_HEADER_TIMEOUT"))
+        HttpContextHeaderSeconds = atof(header);
     signal(SIGPIPE, SIG_IGN);
     return TessellanMain();
 }

@@ -57,6 +57,19 @@ class HttpRequest {
     std::optional<std::string> header(std::string_view name) const;
     // The method is HEAD. Meaningful once isHeaderComplete().
     bool isHead() const { return headerComplete_ && parser_.method == HTTP_HEAD; }
+    // The client lets the connection carry another request after this one: HTTP/1.1 without
+    // "Connection: close", or HTTP/1.0 with "Connection: keep-alive". Meaningful once
+    // isHeaderComplete().
+    bool keepAlive() const { return headerComplete_ && http_should_keep_alive(&parser_) != 0; }
+    // The request says HTTP/1.0 (or older). Meaningful once isHeaderComplete().
+    bool isHTTP10() const {
+        return parser_.http_major < 1 || (parser_.http_major == 1 && parser_.http_minor == 0);
+    }
+    // No byte of a request header has been taken since the last request was answered (what was
+    // appended, if anything, was that request's body).
+    bool isBetweenRequests() const {
+        return !headerComplete_ && (inBody_ || (headerBytes_ == 0 && method_.empty()));
+    }
 
   private:
     size_t _gateMethod(const char* bytes, size_t length);

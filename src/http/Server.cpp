@@ -3,6 +3,7 @@
 
 #include "cf/Assert.h"
 #include "http/EventLoop.h"
+#include "http/HttpContext.h"
 #include "http/NetService.h"
 
 #include <cerrno>
@@ -192,6 +193,9 @@ static void _SocketCallBack(uv_poll_t* watch, int status, int events) {
         int accepted = accept4(server->_socket, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
         if (accepted < 0) {
             if (errno == EINTR || errno == ECONNABORTED) continue;
+            // Out of descriptors: the connections that have not even sent a request make room,
+            // oldest first, so that whoever is waiting to connect gets in.
+            if ((errno == EMFILE || errno == ENFILE) && HttpContextCloseOldestWaiting()) continue;
             if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)
                 _pauseAccepting(server);
             return;

@@ -20,6 +20,10 @@ struct CFStreamError {
 // The domain of advertisement errors.
 constexpr long kCFStreamErrorDomainNetServices = 10;
 
+// When accepting fails for want of descriptors, the connections still waiting for a request
+// header are closed, oldest first (HttpContextCloseOldestWaiting), until one is accepted; with
+// none left to close, accepting pauses for a moment.
+//
 // Receives each accepted socket (the callee owns it), or -1 with error when the server stopped
 // working (its advertisement failed). info is always null.
 typedef void (*ServerCallBack)(Server* server, int nativeSocket, const CFStreamError* error,
