@@ -77,7 +77,8 @@ inline long fetch(int fd, const std::string& target) {
             length = std::stoul(reply.substr(at + 16));
             headerEnd += 4;
         }
-        if (headerEnd != std::string::npos && reply.size() >= headerEnd + length) return long(length);
+        if (headerEnd != std::string::npos && reply.size() >= headerEnd + length)
+            return long(length);
     }
 }
 
@@ -86,19 +87,25 @@ inline long fetch(int fd, const std::string& target) {
 inline std::string writeOnePictureLibrary(const std::string& dir, const std::string& picture,
                                           const std::string& thumb, int port) {
     std::ofstream(dir + "/AlbumData.xml")
-        << "<plist><dict><key>List of Albums</key><array><dict><key>AlbumId</key><integer>1</integer>"
-           "<key>KeyList</key><array><string>1</string></array></dict></array><key>Master Image List</key>"
+        << "<plist><dict><key>List of "
+           "Albums</key><array><dict><key>AlbumId</key><integer>1</integer>"
+           "<key>KeyList</key><array><string>1</string></array></dict></array><key>Master Image "
+           "List</key>"
            "<dict><key>1</key><dict><key>ImagePath</key><string>"
         << picture << "</string><key>ThumbPath</key><string>" << thumb
         << "</string><key>MediaType</key><string>Image</string><key>Caption</key><string>c</string>"
            "<key>Comment</key><string></string><key>DateAsTimerInterval</key><real>0</real>"
-           "<key>ModDateAsTimerInterval</key><real>0</real><key>MetaModDateAsTimerInterval</key><real>0</real>"
+           "<key>ModDateAsTimerInterval</key><real>0</real><key>MetaModDateAsTimerInterval</"
+           "key><real>0</real>"
            "</dict></dict></dict></plist>";
-    std::ofstream(dir + "/prefs.plist")
-        << "<plist><dict><key>port</key><integer>" << port
-        << "</integer><key>siteLayout</key><string>Default</string><key>libraries</key><array><dict>"
-           "<key>id</key><integer>0</integer><key>name</key><string>b</string><key>path</key><string>"
-        << dir << "</string><key>albums</key><array><integer>1</integer></array></dict></array></dict></plist>";
+    std::ofstream(dir + "/prefs.plist") << "<plist><dict><key>port</key><integer>" << port
+                                        << "</integer><key>siteLayout</key><string>Default</"
+                                           "string><key>libraries</key><array><dict>"
+                                           "<key>id</key><integer>0</integer><key>name</"
+                                           "key><string>b</string><key>path</key><string>"
+                                        << dir
+                                        << "</string><key>albums</key><array><integer>1</integer></"
+                                           "array></dict></array></dict></plist>";
     return dir + "/prefs.plist";
 }
 

@@ -47,7 +47,8 @@ pid_t startEngine(int port, int core) {
     pid_t child = fork();
     if (child == 0) {
         pinToCore(core);
-        HttpContextSetRequestHandler(serveFile, [](const HttpRequest&) { return HttpWorkKind::Heavy; });
+        HttpContextSetRequestHandler(serveFile,
+                                     [](const HttpRequest&) { return HttpWorkKind::Heavy; });
         ServerContext context = {};
         Server* server = ServerCreate(AcceptConnection, &context);
         if (!server || !ServerConnect(server, nullptr, nullptr, uint32_t(port))) _exit(1);
@@ -76,7 +77,8 @@ pid_t startNginx(int port, int core) {
         << "worker_processes 1;\ndaemon off;\nmaster_process off;\npid " << folder
         << "/nginx.pid;\nerror_log " << folder << "/nginx-error.log;\n"
         << "events { worker_connections 1024; }\nhttp {\n access_log off;\n sendfile on;\n"
-           " keepalive_requests 1000000;\n default_type video/quicktime;\n server { listen 127.0.0.1:"
+           " keepalive_requests 1000000;\n default_type video/quicktime;\n server { listen "
+           "127.0.0.1:"
         << port << "; root " << folder << "; }\n}\n";
     fflush(stdout);
     pid_t child = fork();
@@ -101,7 +103,10 @@ double wrkRate(const std::string& url, int clients, int seconds, int core) {
     while (wrk && fgets(line, sizeof line, wrk))
         if (sscanf(line, "Transfer/sec: %lf%7s", &rate, unit) == 2) break;
     if (wrk) pclose(wrk);
-    double scale = unit[0] == 'G' ? 1 << 30 : unit[0] == 'M' ? 1 << 20 : unit[0] == 'K' ? 1 << 10 : 1;
+    double scale = unit[0] == 'G'   ? 1 << 30
+                   : unit[0] == 'M' ? 1 << 20
+                   : unit[0] == 'K' ? 1 << 10
+                                    : 1;
     return rate * scale;
 }
 
@@ -143,7 +148,8 @@ int main() {
     std::sort(theirs.begin(), theirs.end());
     double ourRate = ours[rounds / 2], theirRate = theirs[rounds / 2];
     double streamingPeak = peakMegabytes(engine);
-    printf("10 clients streaming a 1 GiB film (wrk, medians of %d runs of %d s):\n", rounds, seconds);
+    printf("10 clients streaming a 1 GiB film (wrk, medians of %d runs of %d s):\n", rounds,
+           seconds);
     printf("  engine %7.0f MB/s   nginx (sendfile on) %7.0f MB/s   ratio %.2f  (target >= 0.80)\n",
            ourRate / (1 << 20), theirRate / (1 << 20), ourRate / theirRate);
     printf("  engine peak memory %.1f MB  (target <= 64)\n", streamingPeak);

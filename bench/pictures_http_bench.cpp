@@ -41,17 +41,20 @@ int main(int, char** argv) {
     }
     // /proc counts in clock ticks: average over a batch as well, so a tick's rounding washes out.
     double before = processSeconds(server);
-    for (int i = 0; i < runs; ++i) fetch(fd, target);
+    for (int i = 0; i < runs; ++i)
+        fetch(fd, target);
     double servedMean = (processSeconds(server) - before) / runs;
     double bareMean = cpuTime([&] {
-                          for (int i = 0; i < runs; ++i) bareTranscode(big, 2, 90);
+                          for (int i = 0; i < runs; ++i)
+                              bareTranscode(big, 2, 90);
                       }) /
                       runs;
-    printf("4000x3000 into 1024x768 through HTTP (decoded at 1/2, quality 90), server processor time:\n");
-    printf("  through HTTP      best %7.1f ms  mean %7.1f ms  (%zu bytes)\n", served * 1000, servedMean * 1000,
-           servedSize);
-    printf("  bare libjpeg loop best %7.1f ms  mean %7.1f ms  (%zu bytes)\n", bare * 1000, bareMean * 1000,
-           bareSize);
+    printf("4000x3000 into 1024x768 through HTTP (decoded at 1/2, quality 90), server processor "
+           "time:\n");
+    printf("  through HTTP      best %7.1f ms  mean %7.1f ms  (%zu bytes)\n", served * 1000,
+           servedMean * 1000, servedSize);
+    printf("  bare libjpeg loop best %7.1f ms  mean %7.1f ms  (%zu bytes)\n", bare * 1000,
+           bareMean * 1000, bareSize);
     printf("  ratio of means    %7.3f  (target <= 1.15)\n", servedMean / bareMean);
     close(fd);
 
@@ -67,9 +70,10 @@ int main(int, char** argv) {
     if (wrk) pclose(wrk);
     double cpu = processSeconds(server) - cpuBefore;
     if (rate > 0) {
-        printf("160x120 thumbnails through HTTP with wrk (-c8, 5 s): %.0f per second, %.0f per server "
-               "processor second  (target >= 500 on one core)\n",
-               rate, cpu > 0 ? rate * 5 / cpu : 0.0);
+        printf(
+            "160x120 thumbnails through HTTP with wrk (-c8, 5 s): %.0f per second, %.0f per server "
+            "processor second  (target >= 500 on one core)\n",
+            rate, cpu > 0 ? rate * 5 / cpu : 0.0);
     } else {
         printf("thumbnails: wrk is not installed (apt-get install wrk)\n");
     }

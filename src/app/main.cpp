@@ -32,7 +32,8 @@ int main(int argc, char** argv) {
     if (!line.resourcesPath.empty()) {
         struct stat info;
         if (stat(line.resourcesPath.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
-            fprintf(stderr, "tessellan: --resources: '%s' is not a folder\n", line.resourcesPath.c_str());
+            fprintf(stderr, "tessellan: --resources: '%s' is not a folder\n",
+                    line.resourcesPath.c_str());
             return 2;
         }
         BundleSetResourcesPath(line.resourcesPath);

@@ -73,14 +73,14 @@ struct HttpContext {
     Job _job;
     bool _working = false; // _job is submitted and its done call has not come yet
 
-    std::string _replyHead;               // status line and headers
-    std::unique_ptr<HttpReply> _reply;    // holds an in-memory body while it is written
-    std::string_view _replyBody;          // that body (empty for HEAD and file bodies)
-    size_t _offset = 0;                   // bytes of head and in-memory body written so far
-    HttpReply::FileSlice _file;           // what remains of a file body (fd -1: none)
-    bool _firstWrite = true;              // nothing of the current reply was written yet
-    bool _closeAfterReply = false;        // end the connection once the reply is out
-    bool _wantWrite = false;              // the socket was full: wait until it takes more
+    std::string _replyHead;            // status line and headers
+    std::unique_ptr<HttpReply> _reply; // holds an in-memory body while it is written
+    std::string_view _replyBody;       // that body (empty for HEAD and file bodies)
+    size_t _offset = 0;                // bytes of head and in-memory body written so far
+    HttpReply::FileSlice _file;        // what remains of a file body (fd -1: none)
+    bool _firstWrite = true;           // nothing of the current reply was written yet
+    bool _closeAfterReply = false;     // end the connection once the reply is out
+    bool _wantWrite = false;           // the socket was full: wait until it takes more
 
     HttpContext* _waitPrevious = nullptr; // the list of connections waiting for a header
     HttpContext* _waitNext = nullptr;
@@ -299,7 +299,7 @@ static void _readInput(HttpContext* context) {
         if (context->_phase != Phase::Lingering) puts("error reading data from stream");
         return _end(context);
     }
-    if (count == 0) return _end(context); // the peer closed
+    if (count == 0) return _end(context);            // the peer closed
     if (context->_phase == Phase::Lingering) return; // what a closing client still sends is dropped
     if (context->_phase == Phase::Reading && !context->_headerStartedAt)
         context->_headerStartedAt = uv_now(EventLoop());

@@ -16,17 +16,15 @@ class ConnectionTest : public ::testing::Test {
     void SetUp() override {
         files.write("resources/layouts/Default/index.html", "<html>home</html>");
         port = freePort();
-        files.write("prefs.plist", "<plist><dict><key>port</key><integer>" +
-                                       std::to_string(port) +
+        files.write("prefs.plist", "<plist><dict><key>port</key><integer>" + std::to_string(port) +
                                        "</integer><key>siteLayout</key><string>Default</string>"
                                        "</dict></plist>");
     }
     bool startServer(const std::string& headerSeconds = "30") {
-        return server.start({"--prefs", files.path("prefs.plist"), "--resources",
-                             files.path("resources")},
-                            {{"XDG_DATA_HOME", files.path("data")},
-                             {"TESSELLAN_HEADER_TIMEOUT", headerSeconds}},
-                            port);
+        return server.start(
+            {"--prefs", files.path("prefs.plist"), "--resources", files.path("resources")},
+            {{"XDG_DATA_HOME", files.path("data")}, {"TESSELLAN_HEADER_TIMEOUT", headerSeconds}},
+            port);
     }
     TempFolder files;
     int port = 0;

@@ -28,7 +28,8 @@ class EngineThread {
         HttpContextSetRequestHandler(_answer, classifier);
         ServerContext context = {};
         server_ = ServerCreate(_accept, &context);
-        if (!server_ || !ServerConnect(server_, nullptr, nullptr, 0)) throw std::runtime_error("no server");
+        if (!server_ || !ServerConnect(server_, nullptr, nullptr, 0))
+            throw std::runtime_error("no server");
         port_ = int(ServerGetPort(server_));
         uv_async_init(EventLoop(), &async_, _runQueued);
         async_.data = this;

@@ -17,7 +17,7 @@ namespace {
 
 // What the test handler serves and counts.
 std::atomic<int> heavyRuns{0};
-std::string servedFile; // the file /file serves
+std::string servedFile;  // the file /file serves
 std::string replacement; // the file /file?then=replace renames over it once it is open
 
 std::string queryValue(const std::string& url, const std::string& name) {
@@ -200,7 +200,7 @@ TEST(HttpEngine, FileChangedWhileSentEndsCleanly) {
         uint64_t received;
         bool closed;
     } cases[] = {
-        {"truncate", 100000, true}, // fewer bytes than promised: the connection must close
+        {"truncate", 100000, true},  // fewer bytes than promised: the connection must close
         {"replace", 3 << 20, false}, // the open file is sent whole; the next request sees the new
     };
     for (auto& c : cases) {
