@@ -157,6 +157,8 @@ int main(int, char** argv) {
     stopServer(server);
 
     // Descriptors: a server limited to 1,024 of them, 2,000 connections trickling.
+    port += 1; // the first server's sockets may still hold its port for a moment
+    prefs = writeOnePictureLibrary(dir, big, thumb, port);
     server = startServer(argv[0], prefs, port, 1024);
     double worst = 0;
     int answered = 0;
