@@ -16,8 +16,12 @@
 #include "web/PictureResponders.h"
 #include "web/RequestHandler.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
+#include <string_view>
+#include <sys/resource.h>
 #include <unistd.h>
 
 void AcceptConnection(Server* server, int nativeSocket, const CFStreamError* error, void*) {
@@ -46,7 +50,22 @@ static void _StopCallBack(uv_signal_t*, int) {
     uv_stop(EventLoop());
 }
 
+HttpWorkKind ClassifyRequest(const HttpRequest& request) {
+    std::string_view url = request.url();
+    return url.starts_with("/image/") || url.starts_with("/thumbnail/") ? HttpWorkKind::Heavy
+                                                                        : HttpWorkKind::Light;
+}
+
+void RaiseOpenFileLimit() {
+    rlimit limit;
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= limit.rlim_max) return;
+    limit.rlim_cur = limit.rlim_max;
+    if (setrlimit(RLIMIT_NOFILE, &limit) != 0)
+        printf("setrlimit(RLIMIT_NOFILE) failed: %s\n", strerror(errno));
+}
+
 int TessellanMain() {
+    RaiseOpenFileLimit();
     static uv_signal_t hangup;
     uv_signal_init(EventLoop(), &hangup);
     uv_signal_start(&hangup, _SignalCallBack, SIGHUP);
@@ -77,7 +96,7 @@ int TessellanMain() {
     rmap[CFString_t("/thumbnail/")] = ThumbnailResponder;
     rmap[CFString_t("/image/")] = ImageResponder;
     rmap[CFString_t("/json/")] = JavascriptApiResponder;
-    HttpContextSetRequestHandler(HandleRequest);
+    HttpContextSetRequestHandler(HandleRequest, ClassifyRequest);
 
     if (!server) {
         libTerm();

@@ -1,6 +1,9 @@
 // Startup.h - the server's life from start-up to the end of its loop.
 #pragma once
 
+#include "http/HttpWork.h"
+
+class HttpRequest;
 struct Server;
 struct CFStreamError;
 
@@ -12,3 +15,10 @@ int TessellanMain();
 // The Server's callback: each accepted socket becomes a connection; socket -1 means the
 // advertisement failed, which stops the server.
 void AcceptConnection(Server* server, int nativeSocket, const CFStreamError* error, void* info);
+
+// Where a request is worked on: pictures (decoded, shrunk and encoded, or read from big files)
+// are heavy work, everything else (pages, layout files, the JSON API) light.
+HttpWorkKind ClassifyRequest(const HttpRequest& request);
+
+// Raises the soft limit on open descriptors to the hard limit (one line on failure).
+void RaiseOpenFileLimit();

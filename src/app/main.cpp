@@ -32,12 +32,15 @@ int main(int argc, char** argv) {
     if (!line.resourcesPath.empty()) {
         struct stat info;
         if (stat(line.resourcesPath.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
-            fprintf(stderr, "tessellan: --resources: '%s' is not a folder\n", line.resourcesPath.c_str());
+            fprintf(stderr, "tessellan: --resources: '%s' is not a folder\n",
+                    line.resourcesPath.c_str());
             return 2;
         }
         BundleSetResourcesPath(line.resourcesPath);
     }
     if (const char* idle = getenv("TESSELLAN_IDLE_TIMEOUT")) HttpContextIdleSeconds = atof(idle);
+    if (const char* header = getenv("TESSELLAN_HEADER_TIMEOUT"))
+        HttpContextHeaderSeconds = atof(header);
     signal(SIGPIPE, SIG_IGN);
     return TessellanMain();
 }

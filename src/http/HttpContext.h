@@ -1,38 +1,65 @@
-// HttpContext.h - one accepted TCP connection: reading requests, writing replies, idling out.
+// HttpContext.h - one accepted TCP connection: reading requests, answering them on workers,
+// writing replies, and ending the connection when it should.
 //
-// A context lives from its accepted socket until the peer closes, a read or write fails, the
-// bytes stop being HTTP, a request header passes 64 KiB, or nothing moves for the idle time.
-// It answers any number of requests, strictly in order: a request that arrives while a reply
-// is still being written waits until that reply is out. It is a reference-counted record; its
-// socket, its timer and each write in flight hold a reference while they are open.
+// A context lives from its accepted socket until the peer closes, a read or write fails, nothing
+// moves for the idle time, a request header takes longer than the header time, or the reply
+// after which it must close has been written (a request with "Connection: close", HTTP/1.0
+// without keep-alive, or a request answered 400 or 431). It answers any number of requests,
+// strictly in order: each complete header is handed to the request handler on a worker thread
+// (HttpWork.h), and the next request is not looked at before the reply is out. Bodies are sent as
+// the socket takes them: bytes held by the reply, or a file slice sent with sendfile(2), so a
+// transfer holds no more memory for a 5 GiB file than for a small one.
+//
+// It is a reference-counted record, used on the loop thread only. Its creator's reference is the
+// connection's own: it is given back when the connection ends. The socket's watch, its timer and
+// the request being answered on a worker each hold one more while they last.
 #pragma once
 
 #include "http/HttpMessage.h"
+#include "http/HttpWork.h"
 
+#include <cstddef>
 #include <memory>
 
 struct HttpContext;
 
-// Turns a request whose header is complete into its reply. Never returns null.
+// Turns a request whose header is complete into its reply. Never returns null. Runs on a worker
+// thread; it may read the request (which stays unchanged until it returns), nothing else of the
+// connection. A reply without "Content-Length" gets one from its body's length.
 typedef std::unique_ptr<HttpReply> (*HttpRequestHandler)(const HttpRequest& request);
+// Tells, on the loop thread, whether a request is heavy work. Must be quick: it looks at the URL.
+typedef HttpWorkKind (*HttpRequestClassifier)(const HttpRequest& request);
 
-// The handler every connection answers its requests with. REQUIRES: set once at start-up,
-// before the first connection is opened.
-void HttpContextSetRequestHandler(HttpRequestHandler handler);
+// The handler every connection answers its requests with, and the classifier that routes them
+// (null: every request is light). Also sizes the thread pool (HttpWorkConfigure). REQUIRES: set
+// once at start-up, before the first connection is opened.
+void HttpContextSetRequestHandler(HttpRequestHandler handler,
+                                  HttpRequestClassifier classifier = nullptr);
 
 // Seconds without read or write progress after which a connection is dropped (60 by default;
-// the tests shorten it).
+// the tests shorten it). Time spent by a worker on the connection's request does not count.
 extern double HttpContextIdleSeconds;
+// Seconds from a request header's first byte by which the header must be complete, else the
+// connection is dropped (30 by default; the tests shorten it).
+extern double HttpContextHeaderSeconds;
 
-// A context for an accepted, non-blocking socket, or null (the socket is then left open).
-// The caller must release it.
+// A context for an accepted socket, or null (the socket is then left open). The caller must
+// release it.
 HttpContext* HttpContextCreate(int nativeSocket);
-// Starts reading, arms the idle timer. False on failure (the context is then closed; the
-// caller still releases its reference).
+// Starts reading, arms the timer. False on failure (the context is then closed; the caller still
+// releases its reference). On success the caller's reference becomes the connection's own.
 bool HttpContextOpen(HttpContext* context);
-// Closes the socket and the timer; the record stays until its last reference goes. Null-safe.
+// Closes the socket and the timer, withdraws or abandons the request being worked on (its reply
+// is dropped when the worker is done); the record stays until its last reference goes. Null-safe.
 void HttpContextClose(HttpContext* context);
 // Null-safe.
 HttpContext* HttpContextRetain(HttpContext* context);
 // Null-safe. REQUIRES: references left. The last one closes and frees the context.
 void HttpContextRelease(HttpContext* context);
+
+// Ends the open connection that has been waiting longest for a request header (a new one that
+// has not sent a whole header yet, or an idle one between requests), giving its descriptor back.
+// False when no connection is waiting. For a server out of descriptors.
+bool HttpContextCloseOldestWaiting();
+// Context records alive (open or waiting for their last reference). For leak checks in tests.
+size_t HttpContextLiveCount();

@@ -375,23 +375,6 @@ void HttpReply::clearBody() {
     file_ = FileSlice{};
 }
 
-// Stopgap for writers that cannot stream files yet: the slice read whole (cut short where the
-// file now ends).
-std::string HttpReply::_readFileBody() {
-    std::string taken(size_t(file_.length), '\0');
-    size_t got = 0;
-    while (got < taken.size()) {
-        ssize_t n =
-            pread(file_.fd, taken.data() + got, taken.size() - got, off_t(file_.offset + got));
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;
-        got += size_t(n);
-    }
-    taken.resize(got);
-    clearBody();
-    return taken;
-}
-
 HttpReply::FileSlice HttpReply::takeFileBody() {
     FileSlice slice = file_;
     file_ = FileSlice{};
@@ -407,7 +390,6 @@ uint64_t HttpReply::bodyLength() const {
 }
 
 std::string HttpReply::takeBody() {
-    if (file_.fd >= 0) return _readFileBody();
     std::string taken = shared_ ? std::string(*shared_) : std::move(body_);
     clearBody();
     return taken;

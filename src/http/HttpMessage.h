@@ -57,6 +57,19 @@ class HttpRequest {
     std::optional<std::string> header(std::string_view name) const;
     // The method is HEAD. Meaningful once isHeaderComplete().
     bool isHead() const { return headerComplete_ && parser_.method == HTTP_HEAD; }
+    // The client lets the connection carry another request after this one: HTTP/1.1 without
+    // "Connection: close", or HTTP/1.0 with "Connection: keep-alive". Meaningful once
+    // isHeaderComplete().
+    bool keepAlive() const { return headerComplete_ && http_should_keep_alive(&parser_) != 0; }
+    // The request says HTTP/1.0 (or older). Meaningful once isHeaderComplete().
+    bool isHTTP10() const {
+        return parser_.http_major < 1 || (parser_.http_major == 1 && parser_.http_minor == 0);
+    }
+    // No byte of a request header has been taken since the last request was answered (what was
+    // appended, if anything, was that request's body).
+    bool isBetweenRequests() const {
+        return !headerComplete_ && (inBody_ || (headerBytes_ == 0 && method_.empty()));
+    }
 
   private:
     size_t _gateMethod(const char* bytes, size_t length);
@@ -130,6 +143,8 @@ class HttpReply {
     // Drops the body, whatever its kind (a 304 or a HEAD reply).
     void clearBody();
 
+    // The body is bytes shared with a cache (setSharedBody).
+    bool hasSharedBody() const { return shared_ != nullptr; }
     // The file slice when the body comes from a file, else null.
     const FileSlice* fileBody() const { return file_.fd >= 0 ? &file_ : nullptr; }
     // Hands the file slice out: the caller owns its descriptor; the reply has no body after.
@@ -138,8 +153,8 @@ class HttpReply {
     std::string_view body() const;
     // The body's length in bytes, whatever its kind.
     uint64_t bodyLength() const;
-    // Hands an owned in-memory body out without copying it (a shared body is copied, a file
-    // body read whole); the reply's body is empty afterwards.
+    // Hands an owned in-memory body out without copying it (a shared body is copied); the
+    // reply's body is empty afterwards. REQUIRES: the body is not a file.
     std::string takeBody();
 
     // The status line, the headers and the blank line that ends them: what a HEAD request gets.
@@ -149,8 +164,6 @@ class HttpReply {
     std::string serialize() const;
 
   private:
-    std::string _readFileBody();
-
     int status_;
     std::vector<std::pair<std::string, std::string>> headers_;
     std::string body_;

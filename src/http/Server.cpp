@@ -3,12 +3,14 @@
 
 #include "cf/Assert.h"
 #include "http/EventLoop.h"
+#include "http/HttpContext.h"
 #include "http/NetService.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <uv.h>
@@ -184,6 +186,16 @@ static void _pauseAccepting(Server* server) {
     uv_timer_start(server->_pause, _PauseTimerCallBack, 100, 0);
 }
 
+// Descriptors kept free for the requests of the connections accepted (the files they read): a
+// connection accepted past this reserve makes the oldest one waiting for a header go.
+constexpr rlim_t kSpareDescriptors = 16;
+
+static void _keepSpareDescriptors(int accepted) {
+    rlimit limit;
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY) return;
+    if (rlim_t(accepted) + kSpareDescriptors >= limit.rlim_cur) HttpContextCloseOldestWaiting();
+}
+
 static void _SocketCallBack(uv_poll_t* watch, int status, int events) {
     auto* server = static_cast<Server*>(watch->data);
     TS_ASSERT(watch == server->_watch, "Server", 398);
@@ -192,10 +204,14 @@ static void _SocketCallBack(uv_poll_t* watch, int status, int events) {
         int accepted = accept4(server->_socket, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
         if (accepted < 0) {
             if (errno == EINTR || errno == ECONNABORTED) continue;
+            // Out of descriptors: the connections that have not even sent a request make room,
+            // oldest first, so that whoever is waiting to connect gets in.
+            if ((errno == EMFILE || errno == ENFILE) && HttpContextCloseOldestWaiting()) continue;
             if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)
                 _pauseAccepting(server);
             return;
         }
+        _keepSpareDescriptors(accepted);
         server->_callback(server, accepted, nullptr, nullptr);
     }
 }

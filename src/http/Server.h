@@ -20,6 +20,12 @@ struct CFStreamError {
 // The domain of advertisement errors.
 constexpr long kCFStreamErrorDomainNetServices = 10;
 
+// Descriptors are shared out so that a new visitor always gets in: each connection accepted
+// within a few descriptors of the process's limit closes the connection that has waited longest
+// for a request header (HttpContextCloseOldestWaiting), and when accepting fails for want of
+// descriptors such connections are closed, oldest first, until one is accepted; with none left to
+// close, accepting pauses for a moment.
+//
 // Receives each accepted socket (the callee owns it), or -1 with error when the server stopped
 // working (its advertisement failed). info is always null.
 typedef void (*ServerCallBack)(Server* server, int nativeSocket, const CFStreamError* error,

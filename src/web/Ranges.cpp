@@ -100,13 +100,15 @@ bool IfRangeMatches(std::string_view ifRange, const std::string* etag,
 }
 
 void ApplyRange(const HttpRequest& request, HttpReply& reply) {
-    if (reply.status() != 200 || !reply.fileBody() || reply.header("Content-Encoding")) return;
+    // Files, whether streamed or held by the file cache (a shared body); never a gzip variant.
+    bool fromFile = reply.fileBody() || reply.hasSharedBody();
+    if (reply.status() != 200 || !fromFile || reply.header("Content-Encoding")) return;
     reply.setHeader("Accept-Ranges", "bytes");
     std::optional<std::string> header = request.header("Range");
     if (!header) return;
     if (std::optional<std::string> ifRange = request.header("If-Range"))
         if (!IfRangeMatches(*ifRange, reply.header("ETag"), reply.header("Last-Modified"))) return;
-    uint64_t length = reply.fileBody()->length;
+    uint64_t length = reply.bodyLength();
     RangeRequest wanted = ParseRange(*header, length);
     if (wanted.kind == RangeRequest::Unsatisfiable) {
         reply.setStatus(416);
@@ -117,9 +119,13 @@ void ApplyRange(const HttpRequest& request, HttpReply& reply) {
         return;
     }
     if (wanted.kind != RangeRequest::Single) return;
-    HttpReply::FileSlice slice = reply.takeFileBody();
-    reply.setFileBody(slice.fd, slice.offset + wanted.range.first,
-                      wanted.range.last - wanted.range.first + 1);
+    uint64_t count = wanted.range.last - wanted.range.first + 1;
+    if (reply.fileBody()) {
+        HttpReply::FileSlice slice = reply.takeFileBody();
+        reply.setFileBody(slice.fd, slice.offset + wanted.range.first, count);
+    } else {
+        reply.setBody(std::string(reply.body().substr(size_t(wanted.range.first), size_t(count))));
+    }
     reply.setStatus(206);
     reply.setHeader("Content-Range", "bytes " + std::to_string(wanted.range.first) + "-" +
                                          std::to_string(wanted.range.last) + "/" +

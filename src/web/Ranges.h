@@ -41,9 +41,9 @@ RangeRequest ParseRange(std::string_view header, uint64_t length);
 bool IfRangeMatches(std::string_view ifRange, const std::string* etag,
                     const std::string* lastModified);
 
-// The request step's end for byte ranges. A 200 reply with a file body gets
-// "Accept-Ranges: bytes"; with a usable Range (and If-Range, when present, matching) it
-// becomes a 206 whose file body is narrowed to the range with "Content-Range: bytes a-b/len",
-// or a 416 with "Content-Range: bytes */len", no body and no cache headers. Other replies are
-// left alone. "Content-Length" is the caller's to set afterwards.
+// The request step's end for byte ranges. A 200 reply whose body is a file (streamed, or held
+// by the file cache as a shared body) gets "Accept-Ranges: bytes"; with a usable Range (and
+// If-Range, when present, matching) it becomes a 206 whose body is narrowed to the range with
+// "Content-Range: bytes a-b/len", or a 416 with "Content-Range: bytes */len", no body and no cache
+// headers. Other replies are left alone. "Content-Length" is the caller's to set afterwards.
 void ApplyRange(const HttpRequest& request, HttpReply& reply);

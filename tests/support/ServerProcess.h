@@ -52,6 +52,7 @@ class Connection {
     Connection(const Connection&) = delete;
     ~Connection() { close(fd_); }
     bool connected() const { return connected_; }
+    int fd() const { return fd_; }
     bool send(const std::string& bytes) {
         size_t done = 0;
         while (done < bytes.size()) {
@@ -176,6 +177,7 @@ class ServerProcess {
         }
         return -1;
     }
+    pid_t pid() const { return pid_; }
     void signal(int number) {
         if (pid_ > 0) kill(pid_, number);
     }

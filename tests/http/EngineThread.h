@@ -1,0 +1,109 @@
+// EngineThread.h - the connection engine running in the test's own process, on a thread of its
+// own, answering with a handler the test gives; a leak check when it stops.
+#pragma once
+
+#include "http/EventLoop.h"
+#include "http/HttpContext.h"
+#include "http/Server.h"
+
+#include <chrono>
+#include <functional>
+#include <future>
+#include <gtest/gtest.h>
+#include <mutex>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace testsupport {
+
+class EngineThread {
+  public:
+    using Handler = std::function<std::unique_ptr<HttpReply>(const HttpRequest&)>;
+
+    // Listens on a free loopback port and runs the loop. REQUIRES: one at a time.
+    EngineThread(Handler handler, HttpRequestClassifier classifier, double idleSeconds = 60) {
+        handler_() = std::move(handler);
+        HttpContextIdleSeconds = idleSeconds;
+        HttpContextSetRequestHandler(_answer, classifier);
+        ServerContext context = {};
+        server_ = ServerCreate(_accept, &context);
+        if (!server_ || !ServerConnect(server_, nullptr, nullptr, 0))
+            throw std::runtime_error("no server");
+        port_ = int(ServerGetPort(server_));
+        uv_async_init(EventLoop(), &async_, _runQueued);
+        async_.data = this;
+        thread_ = std::thread([] { uv_run(EventLoop(), UV_RUN_DEFAULT); });
+    }
+    // Runs work on the loop thread and returns its result.
+    template <class F> auto onLoop(F work) {
+        auto task = std::make_shared<std::packaged_task<decltype(work())()>>(work);
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            queued_.push_back([task] { (*task)(); });
+        }
+        auto result = task->get_future();
+        uv_async_send(&async_);
+        return result.get();
+    }
+
+    // Waits for every connection to be gone (the clients must have closed theirs), fails the
+    // test if one stays, then ends the loop.
+    ~EngineThread() {
+        size_t live = 0;
+        for (int i = 0; i < 200; ++i) {
+            live = onLoop([] { return HttpContextLiveCount(); });
+            if (live == 0) break;
+            std::this_thread::sleep_for(std::chrono::milliseconds(25));
+        }
+        EXPECT_EQ(live, 0u) << "connections left behind";
+        onLoop([this] {
+            while (HttpContextCloseOldestWaiting()) {
+            }
+            ServerInvalidate(server_);
+            ServerRelease(server_);
+            uv_close(reinterpret_cast<uv_handle_t*>(&async_), nullptr);
+            return 0;
+        });
+        thread_.join();
+        HttpContextIdleSeconds = 60;
+    }
+    int port() const { return port_; }
+
+  private:
+    static Handler& handler_() {
+        static Handler handler;
+        return handler;
+    }
+    static std::unique_ptr<HttpReply> _answer(const HttpRequest& request) {
+        return handler_()(request);
+    }
+    static void _accept(Server*, int socket, const CFStreamError*, void*) {
+        if (socket < 0) return;
+        HttpContext* context = HttpContextCreate(socket);
+        if (!context) {
+            close(socket);
+        } else if (!HttpContextOpen(context)) {
+            HttpContextRelease(context);
+        }
+    }
+    static void _runQueued(uv_async_t* async) {
+        auto* self = static_cast<EngineThread*>(async->data);
+        std::vector<std::function<void()>> work;
+        {
+            std::lock_guard<std::mutex> lock(self->mutex_);
+            work.swap(self->queued_);
+        }
+        for (auto& item : work)
+            item();
+    }
+
+    Server* server_ = nullptr;
+    int port_ = 0;
+    uv_async_t async_;
+    std::thread thread_;
+    std::mutex mutex_;
+    std::vector<std::function<void()>> queued_;
+};
+
+} // namespace testsupport

@@ -1,0 +1,238 @@
+// HttpEngine_test.cpp - the connection engine with test handlers: replies in request order while
+// workers answer, clients that leave during heavy work, file bodies past 4 GiB, files that shrink
+// or are replaced while they are sent, and the idle time measuring lack of progress.
+#include "EngineThread.h"
+#include "support/ServerProcess.h"
+#include "support/TempFolder.h"
+
+#include <atomic>
+#include <fcntl.h>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+using namespace testsupport;
+
+namespace {
+
+// What the test handler serves and counts.
+std::atomic<int> heavyRuns{0};
+std::string servedFile;  // the file /file serves
+std::string replacement; // the file /file?then=replace renames over it once it is open
+
+std::string queryValue(const std::string& url, const std::string& name) {
+    size_t at = url.find(name + "=");
+    if (at == std::string::npos) return "";
+    at += name.size() + 1;
+    return url.substr(at, url.find('&', at) - at);
+}
+
+// /light: "light" at once. /heavy?ms=N: "heavy" after N ms. /file?at=&length=&then=: a slice of
+// servedFile, which is then truncated to 100000 bytes or replaced.
+std::unique_ptr<HttpReply> answer(const HttpRequest& request) {
+    const std::string& url = request.url();
+    auto reply = std::make_unique<HttpReply>(200);
+    if (url.starts_with("/heavy")) {
+        ++heavyRuns;
+        std::this_thread::sleep_for(std::chrono::milliseconds(std::stoi(queryValue(url, "ms"))));
+        reply->setBody("heavy");
+    } else if (url.starts_with("/file")) {
+        int fd = open(servedFile.c_str(), O_RDONLY | O_CLOEXEC);
+        struct stat info;
+        fstat(fd, &info);
+        std::string at = queryValue(url, "at"), length = queryValue(url, "length");
+        uint64_t offset = at.empty() ? 0 : std::stoull(at);
+        reply->setFileBody(fd, offset,
+                           length.empty() ? uint64_t(info.st_size) - offset : std::stoull(length));
+        std::string then = queryValue(url, "then");
+        if (then == "truncate") truncate(servedFile.c_str(), 100000);
+        if (then == "replace") rename(replacement.c_str(), servedFile.c_str());
+    } else {
+        reply->setBody("light");
+    }
+    return reply;
+}
+
+HttpWorkKind classify(const HttpRequest& request) {
+    return request.url().starts_with("/heavy") ? HttpWorkKind::Heavy : HttpWorkKind::Light;
+}
+
+// A reply whose body is counted rather than kept, except for its last bytes.
+struct Streamed {
+    std::string head;
+    uint64_t bodyBytes = 0;
+    std::string tail;
+    bool closed = false; // the server closed the connection
+};
+
+// Reads one reply's head, then up to expected body bytes (or until the server closes). After
+// each chunk waits pauseMs, like a slow reader.
+Streamed receiveStreamed(Connection& connection, uint64_t expected, int pauseMs = 0,
+                         size_t chunk = 1 << 20) {
+    Streamed result;
+    std::string buffer;
+    std::vector<char> bytes(chunk);
+    for (;;) {
+        if (result.head.empty()) {
+            size_t end = buffer.find("\r\n\r\n");
+            if (end != std::string::npos) {
+                result.head = buffer.substr(0, end + 4);
+                result.bodyBytes = buffer.size() - end - 4;
+                result.tail = buffer.substr(end + 4);
+            }
+        }
+        if (!result.head.empty() && result.bodyBytes >= expected) return result;
+        pollfd p = {connection.fd(), POLLIN, 0};
+        if (poll(&p, 1, 10000) <= 0) return result;
+        ssize_t n = recv(connection.fd(), bytes.data(), bytes.size(), 0);
+        if (n <= 0) {
+            result.closed = true;
+            return result;
+        }
+        if (result.head.empty()) {
+            buffer.append(bytes.data(), size_t(n));
+        } else {
+            result.bodyBytes += uint64_t(n);
+            result.tail.append(bytes.data(), size_t(n));
+            if (result.tail.size() > 64) result.tail.erase(0, result.tail.size() - 64);
+        }
+        if (pauseMs) std::this_thread::sleep_for(std::chrono::milliseconds(pauseMs));
+    }
+}
+
+// The peak resident memory of this process, in bytes.
+uint64_t peakMemory() {
+    std::ifstream status("/proc/self/status");
+    std::string line;
+    while (std::getline(status, line))
+        if (line.starts_with("VmHWM:")) return std::stoull(line.substr(6)) * 1024;
+    return 0;
+}
+
+bool nothingArrived(Connection& connection) {
+    pollfd p = {connection.fd(), POLLIN, 0};
+    return poll(&p, 1, 0) == 0;
+}
+
+TEST(HttpEngine, PipelinedRepliesKeepRequestOrderWhileOthersAreAnswered) {
+    EngineThread engine(answer, classify);
+    Connection pipelined(engine.port());
+    ASSERT_TRUE(pipelined.send("GET /heavy?ms=600 HTTP/1.1\r\n\r\nGET /light HTTP/1.1\r\n\r\n"
+                               "HEAD /light HTTP/1.1\r\n\r\nGET /heavy?ms=0 HTTP/1.1\r\n\r\n"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(bodyOf(get(engine.port(), "/light")), "light")
+        << "another visitor is answered while the heavy request is worked on";
+    EXPECT_TRUE(nothingArrived(pipelined)) << "the requests behind the heavy one wait for it";
+    EXPECT_EQ(bodyOf(pipelined.receiveReply()), "heavy");
+    EXPECT_EQ(bodyOf(pipelined.receiveReply()), "light");
+    std::string head = pipelined.receiveReply(true);
+    EXPECT_EQ(head, "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n") << "HEAD gets no body";
+    EXPECT_EQ(bodyOf(pipelined.receiveReply()), "heavy");
+}
+
+TEST(HttpEngine, ClientsLeavingDuringHeavyWorkLeaveNothingBehind) {
+    EngineThread engine(answer, classify);
+    heavyRuns = 0;
+    int limit = int(HttpWorkHeavyLimit()), sent = limit + 3;
+    {
+        std::vector<std::unique_ptr<Connection>> leaving;
+        for (int i = 0; i < sent; ++i) {
+            leaving.push_back(std::make_unique<Connection>(engine.port()));
+            leaving.back()->send("GET /heavy?ms=1500 HTTP/1.1\r\n\r\n");
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    } // all close while the first ones run and the others wait for their turn
+    EXPECT_EQ(bodyOf(get(engine.port(), "/light")), "light");
+    EXPECT_EQ(bodyOf(get(engine.port(), "/heavy?ms=0")), "heavy")
+        << "heavy work is admitted again once the abandoned work is done";
+    EXPECT_EQ(heavyRuns.load(), limit + 1) << "the waiting work of closed connections never ran";
+}
+
+TEST(HttpEngine, FileBodiesStreamPastFourGiBInBoundedMemory) {
+    TempFolder files;
+    servedFile = files.path("film.mov");
+    const uint64_t size = 5ull << 30, fourGiB = 4ull << 30;
+    {
+        int fd = open(servedFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        ASSERT_EQ(ftruncate(fd, off_t(size)), 0);
+        ASSERT_EQ(pwrite(fd, "across-4-GiB", 12, off_t(fourGiB - 6)), 12);
+        ASSERT_EQ(pwrite(fd, "the-end", 7, off_t(size - 7)), 7);
+        close(fd);
+    }
+    EngineThread engine(answer, classify);
+    struct Case {
+        const char* name;
+        std::string target;
+        uint64_t length;
+        std::string tail;
+    } cases[] = {
+        {"a slice across the 4 GiB mark", "/file?at=" + std::to_string(fourGiB - 6) + "&length=12",
+         12, "across-4-GiB"},
+        {"the last bytes", "/file?at=" + std::to_string(size - 7), 7, "the-end"},
+        {"the last 512 MiB", "/file?at=" + std::to_string(size - (512 << 20)), 512 << 20,
+         "the-end"},
+    };
+    uint64_t peakBefore = peakMemory();
+    Connection connection(engine.port());
+    for (auto& c : cases) {
+        ASSERT_TRUE(connection.send("GET " + c.target + " HTTP/1.1\r\n\r\n"));
+        Streamed reply = receiveStreamed(connection, c.length);
+        EXPECT_EQ(headerOf(reply.head, "Content-Length"), std::to_string(c.length)) << c.name;
+        EXPECT_EQ(reply.bodyBytes, c.length) << c.name;
+        EXPECT_TRUE(reply.tail.ends_with(c.tail)) << c.name;
+    }
+    ASSERT_TRUE(connection.send("HEAD /file HTTP/1.1\r\n\r\n"));
+    std::string head = connection.receiveReply(true);
+    EXPECT_EQ(headerOf(head, "Content-Length"), std::to_string(size));
+    EXPECT_TRUE(nothingArrived(connection)) << "HEAD of a file sends no body";
+    EXPECT_LT(peakMemory(), peakBefore + (256u << 20)) << "the file went through memory";
+}
+
+TEST(HttpEngine, FileChangedWhileSentEndsCleanly) {
+    TempFolder files;
+    servedFile = files.path("film.mov");
+    replacement = files.path("new.mov");
+    std::string old(3 << 20, 'o');
+    old.replace(old.size() - 3, 3, "END");
+    EngineThread engine(answer, classify);
+    struct Case {
+        const char* then;
+        uint64_t received;
+        bool closed;
+    } cases[] = {
+        {"truncate", 100000, true},  // fewer bytes than promised: the connection must close
+        {"replace", 3 << 20, false}, // the open file is sent whole; the next request sees the new
+    };
+    for (auto& c : cases) {
+        files.write("film.mov", old);
+        files.write("new.mov", "new");
+        Connection connection(engine.port());
+        ASSERT_TRUE(connection.send(std::string("GET /file?then=") + c.then + " HTTP/1.1\r\n\r\n"));
+        Streamed reply = receiveStreamed(connection, 3 << 20);
+        EXPECT_EQ(headerOf(reply.head, "Content-Length"), std::to_string(3 << 20)) << c.then;
+        EXPECT_EQ(reply.bodyBytes, c.received) << c.then;
+        EXPECT_EQ(reply.closed || connection.closedByPeer(500), c.closed) << c.then;
+        if (c.closed) continue;
+        EXPECT_TRUE(reply.tail.ends_with("END")) << c.then;
+        ASSERT_TRUE(connection.send("GET /file HTTP/1.1\r\n\r\n"));
+        EXPECT_EQ(bodyOf(connection.receiveReply()), "new") << c.then;
+    }
+}
+
+TEST(HttpEngine, IdleTimeCountsOnlyWhileNothingMoves) {
+    TempFolder files;
+    servedFile = files.write("big.bin", std::string(16 << 20, 'b'));
+    EngineThread engine(answer, classify, 1.0);
+    Connection slowReader(engine.port());
+    ASSERT_TRUE(slowReader.send("GET /file HTTP/1.1\r\n\r\n"));
+    // About three seconds in all; the socket's buffers empty well within the idle second.
+    Streamed reply = receiveStreamed(slowReader, 16 << 20, 50, 256 << 10);
+    EXPECT_EQ(reply.bodyBytes, uint64_t(16 << 20))
+        << "a reader taking seconds is not idle while bytes move";
+    Connection waiting(engine.port());
+    ASSERT_TRUE(waiting.send("GET /heavy?ms=2000 HTTP/1.1\r\n\r\n"));
+    EXPECT_EQ(bodyOf(waiting.receiveReply()), "heavy") << "the server's own work is not idling";
+    EXPECT_TRUE(waiting.closedByPeer(3000)) << "an idle connection is still dropped";
+}
+
+} // namespace
