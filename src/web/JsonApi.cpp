@@ -56,16 +56,17 @@ void emitLibraries(std::ostream& os, bool withAlbums) {
 // One page of an album's photos, each with its thumbnail's pixel size.
 void emitPhotoPage(std::ostream& os, int library, int album, std::optional<int> index,
                    std::optional<int> count) {
-    std::vector<PhotoInfo> photos;
-    libGetPhotoList(static_cast<unsigned long>(library), unsigned(album), photos);
-    int64_t total = int64_t(photos.size());
+    // The album's records as loaded: a page costs the same in a small album as in a huge one.
+    std::optional<AlbumPhotos> photos =
+        libGetAlbumPhotos(static_cast<unsigned long>(library), unsigned(album));
+    int64_t total = photos ? int64_t(photos->size()) : 0;
     int64_t first = index && *index < total ? *index : 0;
     int64_t end = total;
     int64_t size = count ? *count : kDefaultPageSize;
     if (size > 0 && first + size < total) end = first + size;
     os << "[\n";
     for (int64_t i = first; i < end; ++i) {
-        const PhotoInfo& photo = photos[size_t(i)];
+        const PhotoInfo& photo = (*photos)[size_t(i)];
         ImageSize thumbnail = {0, 0};
         probeLibraryFile(photo.thumbPath, &thumbnail, nullptr);
         if (i != first) os << ",\n";
@@ -156,9 +157,10 @@ void answerCommand(std::unique_ptr<HttpReply>& reply, const CFString_t& path, co
         answer(reply, kTextJavascriptUTF8);
     } else if (sameText(path, CFSTR("getpicinfo"))) {
         if (library && album && index) {
-            std::vector<PhotoInfo> photos;
-            libGetPhotoList(static_cast<unsigned long>(*library), unsigned(*album), photos);
-            if (unsigned(*index) < photos.size()) emitPhotoDetails(out, photos[unsigned(*index)]);
+            std::optional<AlbumPhotos> photos =
+                libGetAlbumPhotos(static_cast<unsigned long>(*library), unsigned(*album));
+            if (photos && unsigned(*index) < photos->size())
+                emitPhotoDetails(out, (*photos)[unsigned(*index)]);
         }
         answer(reply, kTextJavascriptUTF8);
     }

@@ -84,11 +84,10 @@ void ImageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, c
     bool hasHeight = vars.getInt("mh", maxHeight, 0);
     bool scaling = hasWidth && hasHeight;
 
-    std::vector<PhotoInfo> photos;
-    libGetPhotoList(unsigned(library), unsigned(album), photos);
-    if (index < 0 || size_t(index) >= photos.size())
+    std::optional<AlbumPhotos> photos = libGetAlbumPhotos(unsigned(library), unsigned(album));
+    if (!photos || index < 0 || size_t(index) >= photos->size())
         return ErrorPageResponder(reply, path, vars, out);
-    const PhotoInfo& photo = photos[size_t(index)];
+    const PhotoInfo& photo = (*photos)[size_t(index)];
     // A film asked for in a box is shown by its still picture.
     bool movie = CFStringCompare(photo.mediaType, CFSTR("Movie"), 0) == kCFCompareEqualTo;
     MediaFile file = openLibraryFile(scaling && movie ? photo.thumbPath : photo.imagePath);
