@@ -1,5 +1,6 @@
 // Gzip.cpp - Accept-Encoding negotiation, zlib compression and the compressed-body cache.
 #include "web/Gzip.h"
+#include "web/HeaderText.h"
 
 #include "web/Validators.h"
 
@@ -11,18 +12,6 @@
 #include <zlib.h>
 
 namespace {
-
-bool isOWS(char c) {
-    return c == ' ' || c == '\t';
-}
-
-std::string_view trim(std::string_view text) {
-    while (!text.empty() && isOWS(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && isOWS(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
 
 bool sameName(std::string_view a, std::string_view b) {
     return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;

@@ -1,5 +1,6 @@
 // Ranges.cpp - Range parsing and the 206/416 replies of file bodies.
 #include "web/Ranges.h"
+#include "web/HeaderText.h"
 
 #include "web/Validators.h"
 
@@ -10,10 +11,6 @@
 namespace {
 
 constexpr uint64_t kHuge = std::numeric_limits<uint64_t>::max();
-
-bool isOWS(char c) {
-    return c == ' ' || c == '\t';
-}
 
 bool isDigit(char c) {
     return c >= '0' && c <= '9';
@@ -40,7 +37,7 @@ RangeRequest ParseRange(std::string_view header, uint64_t length) {
     if (header.size() - at < 6 || strncasecmp(header.data() + at, "bytes=", 6) != 0) return whole;
     at += 6;
 
-    size_t specs = 0, satisfiable = 0;
+    size_t members = 0, satisfiable = 0;
     ByteRange found;
     while (at < header.size()) {
         char c = header[at];
@@ -48,7 +45,7 @@ RangeRequest ParseRange(std::string_view header, uint64_t length) {
             ++at;
             continue;
         }
-        if (++specs > kMaxRangeSpecs) return whole;
+        if (++members > kMaxRangeSpecs) return whole;
         ByteRange range;
         bool usable;
         if (c == '-') { // the last n bytes
@@ -80,9 +77,9 @@ RangeRequest ParseRange(std::string_view header, uint64_t length) {
             found = range;
         }
     }
-    if (specs == 0) return whole;
+    if (members == 0) return whole;
     if (satisfiable == 0) return RangeRequest{RangeRequest::Unsatisfiable, {}};
-    if (specs > 1) return RangeRequest{RangeRequest::Several, {}};
+    if (members > 1) return RangeRequest{RangeRequest::Several, {}};
     return RangeRequest{RangeRequest::Single, found};
 }
 

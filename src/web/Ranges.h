@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <string_view>
 
-// More range-specs than this in one header are not worth looking at: the header is ignored.
+// More range-members than this in one header are not worth looking at: the header is ignored.
 constexpr size_t kMaxRangeSpecs = 64;
 
 struct ByteRange {

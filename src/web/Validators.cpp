@@ -1,5 +1,6 @@
 // Validators.cpp - ETag, Last-Modified, Cache-Control and the conditional-request check.
 #include "web/Validators.h"
+#include "web/HeaderText.h"
 
 #include <cctype>
 #include <cstdio>
@@ -8,18 +9,6 @@
 namespace {
 
 thread_local const HttpRequest* current = nullptr;
-
-bool isOWS(char c) {
-    return c == ' ' || c == '\t';
-}
-
-std::string_view trim(std::string_view text) {
-    while (!text.empty() && isOWS(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && isOWS(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
 
 // A character allowed between an entity tag's quotes.
 bool isETagChar(unsigned char c) {
