@@ -5,6 +5,7 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,7 @@ namespace {
 enum : unsigned {
     kTagMake = 271,
     kTagModel = 272,
+    kTagOrientation = 274,
     kTagDateTime = 306,
     kTagExposureTime = 33434,
     kTagFNumber = 33437,
@@ -40,10 +42,26 @@ constexpr uint8_t kExifHeader[6] = {'E', 'x', 'i', 'f', 0, 0};
 ExifData::ExifData(CFDataRef payload)
     : data(payload), bytes(nullptr), tiffBase(nullptr), littleEndian(false), cameraMake(""),
       cameraModel(""), captureDate(""), modifiedDate(""), width(""), height(""), aperture(""),
-      shutter(""), iso(""), focalLength(""), tiffLength(0) {
+      shutter(""), iso(""), focalLength(""), orientation(0), tiffLength(0), textsWanted(true) {
     if (!data) return;
     bytes = CFDataGetBytePtr(data);
-    CFIndex length = CFDataGetLength(data);
+    try {
+        start(CFDataGetLength(data));
+    } catch (...) {
+        // The destructor does not run for a constructor that throws.
+        CFRelease(data);
+        throw;
+    }
+}
+
+ExifData::ExifData(const uint8_t* payload, size_t length)
+    : data(nullptr), bytes(payload), tiffBase(nullptr), littleEndian(false), cameraMake(""),
+      cameraModel(""), captureDate(""), modifiedDate(""), width(""), height(""), aperture(""),
+      shutter(""), iso(""), focalLength(""), orientation(0), tiffLength(0), textsWanted(false) {
+    if (bytes) start(CFIndex(std::min<size_t>(length, size_t(INT32_MAX))));
+}
+
+void ExifData::start(CFIndex length) {
     if (length < 8 || memcmp(bytes, kExifHeader, 6) != 0) return;
     if (bytes[6] == 'I' && bytes[7] == 'I')
         littleEndian = true;
@@ -51,12 +69,15 @@ ExifData::ExifData(CFDataRef payload)
         return;
     tiffBase = bytes + 6;
     tiffLength = uint32_t(std::min<CFIndex>(length - 6, UINT32_MAX));
+    getExifData();
+}
+
+int ExifData::readOrientation(const uint8_t* payload, size_t length) {
     try {
-        getExifData();
-    } catch (...) {
-        // The destructor does not run for a constructor that throws.
-        CFRelease(data);
-        throw;
+        ExifData walk(payload, length);
+        return walk.orientation >= 1 && walk.orientation <= 8 ? walk.orientation : 1;
+    } catch (const std::exception&) {
+        return 1; // the numbers-only walk allocates no texts; this is for an exhausted heap
     }
 }
 
@@ -128,6 +149,7 @@ int ExifData::procIfd(int offset) {
 }
 
 void ExifData::handleString(unsigned tag, uint32_t offset, uint32_t count) {
+    if (!textsWanted) return;
     if (tag != kTagMake && tag != kTagModel && tag != kTagDateTimeOriginal && tag != kTagDateTime)
         return;
     if (!inside(offset, count)) return;
@@ -159,11 +181,15 @@ void ExifData::handleString(unsigned tag, uint32_t offset, uint32_t count) {
 }
 
 void ExifData::handleUnsignedShort(unsigned tag, unsigned value) {
+    // The first one found counts: the main picture's directory is read before the others.
+    if (tag == kTagOrientation && orientation == 0) orientation = int(value);
+    if (!textsWanted) return;
     if (tag == kTagISOSpeedRatings)
         iso = CFString_t(CFStringCreateWithFormat("%d", int(value)), CFString_t::Create);
 }
 
 void ExifData::handleUnsignedLong(unsigned tag, uint32_t value) {
+    if (!textsWanted) return;
     // Both dimensions write width: the later PixelYDimension wins, and height stays empty.
     if (tag == kTagPixelXDimension || tag == kTagPixelYDimension)
         width = CFString_t(CFStringCreateWithFormat("%d", int(value)), CFString_t::Create);
@@ -180,6 +206,7 @@ static int64_t _gcd(int64_t a, int64_t b) {
 }
 
 void ExifData::handleRational(unsigned tag, float numerator, float denominator) {
+    if (!textsWanted) return;
     switch (tag) {
     case kTagFNumber:
         if (denominator > 0)

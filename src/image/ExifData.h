@@ -24,6 +24,11 @@ class ExifData {
     ExifData& operator=(const ExifData&) = delete;
     ~ExifData();
 
+    // The orientation (tag 274, a SHORT) of an APP1 payload, read by the same bounded walk
+    // without the texts (so no date or name makes it fail): 1 when the payload is not EXIF,
+    // holds no orientation or one outside 1-8. Never throws; the payload stays the caller's.
+    static int readOrientation(const uint8_t* payload, size_t length);
+
     // Walks from the first directory through the EXIF sub-directory pointers, and returns the
     // last pointer the walk produced (callers ignore it).
     int getExifData();
@@ -56,6 +61,7 @@ class ExifData {
     CFString_t shutter;
     CFString_t iso;
     CFString_t focalLength;
+    int orientation; // the first tag 274 read, as stored (0 when absent), not validated
 
   private:
     // Whether length bytes at the TIFF offset lie inside the payload.
@@ -63,5 +69,10 @@ class ExifData {
     uint16_t read16(uint32_t offset) const;
     uint32_t read32(uint32_t offset) const;
 
+    // The walk over a payload the caller keeps, reading numbers only (see readOrientation).
+    ExifData(const uint8_t* payload, size_t length);
+    void start(CFIndex length);
+
     uint32_t tiffLength; // payload bytes from tiffBase on
+    bool textsWanted;    // false: string tags are skipped
 };

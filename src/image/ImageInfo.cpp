@@ -1,9 +1,13 @@
 // ImageInfo.cpp - the header probe, the JPEG marker walk and the small readers it uses.
 #include "image/ImageInfo.h"
 
+#include "image/ExifData.h"
+#include "image/Orientation.h"
+
 #include <cmath>
 #include <cstring>
 #include <exception>
+#include <utility>
 
 // Reads until length bytes have arrived or the stream ends. The stream serves reads from its
 // buffer, so one read may stop at the buffer's edge although the file goes on.
@@ -72,7 +76,7 @@ static bool _isStartOfFrame(int marker) {
 
 // The marker walk, from the marker code after SOI's FF. See getImageInfo for what it confirms.
 static int _probeJPEG(CFReadStream_t& stream, ImageSize* size, CFDataRef* exif) {
-    bool sizeFound = false, exifFound = false;
+    bool sizeFound = false, exifFound = false, keptExif = false, orientationFound = false;
     if (!stream.seekAbsolute(3)) return kImageUnknown;
     for (;;) {
         int marker = getByte(stream);
@@ -96,25 +100,44 @@ static int _probeJPEG(CFReadStream_t& stream, ImageSize* size, CFDataRef* exif) 
                 while ((byte = getByte(stream)) != 0xFF)
                     if (byte == -1) return kImageUnknown;
             } else if (marker == 0xE0) {
+                // JFIF confirms the type when nothing more is wanted; JFXX and other APP0
+                // segments are passed over.
                 uint8_t ident[5];
-                if (_readFully(stream, ident, 5) != 5 || memcmp(ident, "JFIF", 5) != 0)
-                    return kImageUnknown;
-                if (!size) return kImageJPEG;
-                if (!stream.seekRelative(left - 5)) return kImageUnknown;
+                int identLength = left >= 5 ? 5 : 0;
+                if (_readFully(stream, ident, identLength) != identLength) return kImageUnknown;
+                bool jfif = identLength == 5 && memcmp(ident, "JFIF", 5) == 0;
+                if (jfif && !size && !exif) return kImageJPEG;
+                if (!stream.seekRelative(left - identLength)) return kImageUnknown;
             } else if (marker == 0xE1) {
-                if (!exif) {
+                if (!exif && !size) {
                     if (!stream.seekRelative(left)) return kImageUnknown;
                 } else {
                     CFMutableDataRef payload = CFDataCreateMutable(left);
                     CFDataSetLength(payload, left);
+                    const uint8_t* bytes = CFDataGetMutableBytePtr(payload);
                     if (_readFully(stream, CFDataGetMutableBytePtr(payload), left) != left) {
                         CFRelease(payload);
                     } else {
-                        // A later APP1 (XMP, say) replaces an earlier one.
-                        if (*exif) CFRelease(*exif);
-                        *exif = payload;
-                        if (!size || sizeFound) return kImageJPEG;
-                        exifFound = true;
+                        bool holdsExif = left >= 6 && memcmp(bytes, "Exif\0\0", 6) == 0;
+                        if (size && holdsExif && !orientationFound) {
+                            size->orientation = ExifData::readOrientation(bytes, size_t(left));
+                            orientationFound = true;
+                        }
+                        if (!exif) {
+                            CFRelease(payload);
+                        } else {
+                            // The first EXIF block is kept; a segment without EXIF (XMP, say)
+                            // is kept only until one with EXIF turns up.
+                            if (!*exif || (holdsExif && !keptExif)) {
+                                if (*exif) CFRelease(*exif);
+                                *exif = payload;
+                                keptExif = holdsExif;
+                            } else {
+                                CFRelease(payload);
+                            }
+                            if ((!size || sizeFound) && keptExif) return kImageJPEG;
+                            exifFound = true;
+                        }
                     }
                 }
             } else if (!stream.seekRelative(left)) {
@@ -158,8 +181,17 @@ static int _probe(CFReadStream_t& stream, ImageSize* size, CFDataRef* exif) {
     return kImageUnknown;
 }
 
+ImageSize uprightSize(const ImageSize& stored) {
+    ImageSize upright = stored;
+    if (orientationSwapsSides(stored.orientation)) std::swap(upright.width, upright.height);
+    return upright;
+}
+
 int getImageInfo(const CFURL_t& url, ImageSize* size, CFDataRef* exif) {
-    if (size) size->width = size->height = 0;
+    if (size) {
+        size->width = size->height = 0;
+        size->orientation = 1;
+    }
     if (exif) *exif = nullptr;
     try {
         CFReadStream_t stream(url);

@@ -8,11 +8,16 @@
 
 #include <cstdint>
 
-// A picture's size in pixels. The probe sets both to 0 before it starts.
+// A picture's size in pixels as stored, and the EXIF orientation (1-8) it is shown in. The probe
+// sets the sides to 0 and the orientation to 1 before it starts.
 struct ImageSize {
     int32_t width;
     int32_t height;
+    int32_t orientation = 1;
 };
+
+// The size of the picture once turned upright: width and height swapped for orientations 5-8.
+ImageSize uprightSize(const ImageSize& stored);
 
 // The picture types getImageInfo answers. TIFF files are deliberately kImageUnknown.
 enum ImageType : int {
@@ -27,13 +32,18 @@ enum ImageType : int {
 //
 // size and exif may each be null; what is read depends on which are given. For a JPEG with
 // both null, the first JFIF APP0 or frame header confirms the type; with size only, the first
-// frame header; with both, the point where an APP1 payload and a frame size have both been read.
+// frame header; with exif only, the first APP1 that holds EXIF (or, when none does, the frame
+// header); with both, the point where an APP1 payload and a frame size have both been read.
 // A JPEG whose APP1 comes after its frame header probes as kImageUnknown when exif is given
-// (the size is stored all the same); an APP0 other than JFIF makes the file unknown.
+// (the size is stored all the same). APP0 segments other than JFIF (JFXX, ...) are skipped, and
+// a JPEG need not start with an APP0 at all.
 //
-// *exif receives the whole payload of the last APP1 segment read (everything after its length
-// bytes), whatever it holds. The caller owns it and must release it (or hand it to ExifData),
-// also when the result is kImageUnknown. Sizes and payloads stored before a failure stay.
+// *exif receives the whole payload (everything after its length bytes) of the first APP1
+// segment that holds EXIF ("Exif" 00 00), so an XMP segment after it does not hide it; when
+// none read does, the first APP1 read, whatever it holds. The caller owns it and must release
+// it (or hand it to ExifData), also when the result is kImageUnknown. Sizes and payloads stored
+// before a failure stay. With size given, size->orientation comes from the first EXIF APP1
+// before the frame header (1 without one).
 int getImageInfo(const CFURL_t& url, ImageSize* size, CFDataRef* exif);
 
 // Reads a TIFF image file directory at the stream's position and stores the ImageWidth (256)

@@ -1,7 +1,9 @@
 // ScaledJPEG.cpp - the decode-scale-encode loop and the header size reader.
 #include "image/ScaledJPEG.h"
 
+#include "image/ExifData.h"
 #include "image/JPEGStreams.h"
+#include "image/Orientation.h"
 
 #include <algorithm>
 #include <cinttypes>
@@ -76,6 +78,44 @@ static void _applyLimit(j_decompress_ptr dinfo, uint32_t limit, JDIMENSION& widt
     height = JDIMENSION(h ? h : 1);
 }
 
+// The EXIF orientation of the first saved APP1 marker that holds EXIF; 1 without one.
+static int _orientation(j_decompress_ptr dinfo) {
+    for (jpeg_saved_marker_ptr m = dinfo->marker_list; m; m = m->next)
+        if (m->marker == JPEG_APP0 + 1 && m->data_length >= 6 &&
+            memcmp(m->data, "Exif\0\0", 6) == 0)
+            return ExifData::readOrientation(m->data, m->data_length);
+    return 1;
+}
+
+// How decoded rows become RGB.
+enum class Ink {
+    None,     // three samples a pixel: as they are
+    Plain,    // CMYK, 255 meaning full ink
+    Inverted, // CMYK as Adobe writes it, 255 meaning no ink (files with the Adobe marker)
+    Other,    // any other count of samples: the first one repeated (or the first three taken)
+};
+
+static inline JSAMPLE _times(unsigned a, unsigned b) {
+    return JSAMPLE((a * b + 127) / 255);
+}
+
+// Writes width RGB pixels into out from a decoded row of components samples a pixel.
+static void _toRGB(const JSAMPLE* in, JDIMENSION width, unsigned components, Ink ink,
+                   JSAMPLE* out) {
+    for (JDIMENSION x = 0; x < width; ++x, in += components, out += 3) {
+        if (ink == Ink::Other) {
+            for (unsigned c = 0; c < 3; ++c)
+                out[c] = in[c < components ? c : 0];
+            continue;
+        }
+        unsigned c = in[0], m = in[1], y = in[2], k = in[3];
+        if (ink == Ink::Plain) c = 255 - c, m = 255 - m, y = 255 - y, k = 255 - k;
+        out[0] = _times(c, k);
+        out[1] = _times(m, k);
+        out[2] = _times(y, k);
+    }
+}
+
 // Decodes from stream and encodes into encoded. Only plain C objects live in this frame: the
 // error exit longjmps back into it, past library frames only.
 static bool _transcode(CFReadStreamRef stream, const char* name, uint32_t maxWidth,
@@ -103,6 +143,7 @@ static bool _transcode(CFReadStreamRef stream, const char* name, uint32_t maxWid
     progress.progress_monitor = _scanLimit;
     dinfo.progress = &progress;
     jpeg_stream_src(&dinfo, stream);
+    jpeg_save_markers(&dinfo, JPEG_APP0 + 1, 0xFFFF);
     jpeg_read_header(&dinfo, TRUE);
     uint64_t fileBytes = uint64_t(std::max<int64_t>(_CFReadStreamGetFileSize(stream), 0));
     if (uint64_t(dinfo.image_width) * dinfo.image_height > fileBytes * kMaxPixelsPerByte) {
@@ -111,24 +152,46 @@ static bool _transcode(CFReadStreamRef stream, const char* name, uint32_t maxWid
         jpeg_destroy_decompress(&dinfo);
         return false;
     }
-    _chooseScale(&dinfo, maxWidth, maxHeight, scale);
+    // The box is the upright picture's: a picture stored on its side meets it turned.
+    const int orientation = _orientation(&dinfo);
+    const bool turn = orientation != 1, swaps = orientationSwapsSides(orientation);
+    _chooseScale(&dinfo, swaps ? maxHeight : maxWidth, swaps ? maxWidth : maxHeight, scale);
     JDIMENSION width, height;
     _applyLimit(&dinfo, sizeLimit, width, height);
-    // The encoder takes three samples a pixel whatever the decoder delivers. Grey rows hold one
-    // sample a pixel and would be read past their end, so the decoder expands them to RGB; every
-    // other colour space keeps the library's choice (CMYK rows hold four samples a pixel, of
-    // which the encoder reads the first three quarters of each row: wrong colours, no harm).
+    // The encoder takes three samples a pixel. Grey rows are expanded to RGB by the decoder;
+    // CMYK and YCCK ones are decoded as CMYK and converted by their ink here.
     if (dinfo.jpeg_color_space == JCS_GRAYSCALE) dinfo.out_color_space = JCS_RGB;
+    if (dinfo.jpeg_color_space == JCS_CMYK || dinfo.jpeg_color_space == JCS_YCCK)
+        dinfo.out_color_space = JCS_CMYK;
     jpeg_start_decompress(&dinfo);
-    JSAMPARRAY row =
-        (*dinfo.mem->alloc_sarray)(j_common_ptr(&dinfo), JPOOL_IMAGE,
-                                   dinfo.output_width * JDIMENSION(dinfo.output_components), 1);
+    const unsigned components = unsigned(dinfo.output_components);
+    Ink ink = Ink::None;
+    if (dinfo.out_color_space == JCS_CMYK && components == 4)
+        ink = dinfo.saw_Adobe_marker ? Ink::Inverted : Ink::Plain;
+    else if (components != 3)
+        ink = Ink::Other;
+    JSAMPARRAY row = (*dinfo.mem->alloc_sarray)(j_common_ptr(&dinfo), JPOOL_IMAGE,
+                                                dinfo.output_width * JDIMENSION(components), 1);
+    // The decoded row in RGB, when it is not RGB already.
+    JSAMPLE* rgbRow = nullptr;
+    if (ink != Ink::None)
+        rgbRow = static_cast<JSAMPLE*>((*dinfo.mem->alloc_large)(j_common_ptr(&dinfo), JPOOL_IMAGE,
+                                                                 size_t(dinfo.output_width) * 3));
+    // A picture to be turned is gathered whole, then encoded row by row in its new order.
+    JSAMPLE* whole = nullptr;
+    JSAMPLE* turned = nullptr;
+    if (turn) {
+        whole = static_cast<JSAMPLE*>((*dinfo.mem->alloc_large)(j_common_ptr(&dinfo), JPOOL_IMAGE,
+                                                                size_t(width) * height * 3));
+        turned = static_cast<JSAMPLE*>((*dinfo.mem->alloc_large)(
+            j_common_ptr(&dinfo), JPOOL_IMAGE, size_t(swaps ? height : width) * 3));
+    }
 
     cinfo.err = jpeg_std_error(&jerr.pub);
     jerr.pub.error_exit = my_error_exit;
     jpeg_create_compress(&cinfo);
-    cinfo.image_width = width;
-    cinfo.image_height = height;
+    cinfo.image_width = swaps ? height : width;
+    cinfo.image_height = swaps ? width : height;
     jpeg_stream_dest(&cinfo, encoded);
     cinfo.input_components = 3;
     cinfo.in_color_space = JCS_RGB;
@@ -137,27 +200,41 @@ static bool _transcode(CFReadStreamRef stream, const char* name, uint32_t maxWid
     jpeg_start_compress(&cinfo, TRUE);
 
     const bool resample = width != dinfo.output_width || height != dinfo.output_height;
-    if (!resample) {
-        while (dinfo.output_scanline < dinfo.output_height) {
-            jpeg_read_scanlines(&dinfo, row, 1);
-            jpeg_write_scanlines(&cinfo, row, 1);
-        }
-    } else {
-        // Nearest rows and columns: output row y is decoded row y * height_in / height.
-        unsigned components = unsigned(dinfo.output_components);
+    if (resample) {
         *picked = static_cast<JSAMPLE*>(malloc(size_t(width) * 3));
         if (!*picked) ERREXIT1(&dinfo, JERR_OUT_OF_MEMORY, 0);
-        JSAMPROW out[1] = {*picked};
-        for (JDIMENSION y = 0; y < height; ++y) {
+    }
+    for (JDIMENSION y = 0; y < height; ++y) {
+        if (!resample) {
+            jpeg_read_scanlines(&dinfo, row, 1);
+        } else {
+            // Nearest rows and columns: output row y is decoded row y * height_in / height.
             JDIMENSION wanted = JDIMENSION(uint64_t(y) * dinfo.output_height / height);
             while (dinfo.output_scanline <= wanted)
                 jpeg_read_scanlines(&dinfo, row, 1);
-            for (JDIMENSION x = 0; x < width; ++x) {
-                const JSAMPLE* from =
-                    row[0] + size_t(uint64_t(x) * dinfo.output_width / width) * components;
-                for (unsigned c = 0; c < 3; ++c)
-                    (*picked)[size_t(x) * 3 + c] = from[c < components ? c : 0];
-            }
+        }
+        JSAMPLE* line = row[0];
+        if (ink != Ink::None) {
+            _toRGB(row[0], dinfo.output_width, components, ink, rgbRow);
+            line = rgbRow;
+        }
+        if (resample) {
+            for (JDIMENSION x = 0; x < width; ++x)
+                memcpy(*picked + size_t(x) * 3,
+                       line + size_t(uint64_t(x) * dinfo.output_width / width) * 3, 3);
+            line = *picked;
+        }
+        if (turn) {
+            memcpy(whole + size_t(y) * width * 3, line, size_t(width) * 3);
+        } else {
+            JSAMPROW out[1] = {line};
+            jpeg_write_scanlines(&cinfo, out, 1);
+        }
+    }
+    if (turn) {
+        JSAMPROW out[1] = {turned};
+        for (JDIMENSION y = 0; y < cinfo.image_height; ++y) {
+            orientedRow(orientation, whole, width, height, 3, y, turned);
             jpeg_write_scanlines(&cinfo, out, 1);
         }
     }

@@ -16,17 +16,25 @@
 // so the output is the smallest reduction still not strictly inside the box, never resampled
 // further. The decoder's output size is the image size divided and rounded up.
 //
+// The picture comes out upright: the EXIF orientation (1-8) of the file's first APP1 segment
+// holding EXIF turns the decoded pixels before they are encoded, the box above applies to the
+// upright picture, and the output carries no orientation. Other values act as 1, and with 1 the
+// output is what it would be without EXIF. CMYK and YCCK files come out in their colours: their
+// samples are taken as inverted (255 meaning no ink, as Adobe writes them) when the file
+// carries an Adobe marker, as plain ink otherwise.
+//
 // Returns true when the picture has been written to out. Returns false, with nothing written
-// to out, for an empty, corrupt or unsupported file; the
-// library's message then goes to standard error. A file that ends early still decodes up to a
-// fake end-of-image after one "Premature end of JPEG file" warning and returns true. Grey
-// pictures come out as three-component JPEGs.
+// to out, for an empty, corrupt or unsupported file, or one whose turned copy (width × height × 3
+// bytes, taken only for orientations other than 1) cannot be allocated; the library's message
+// then goes to standard error. A file that ends early still decodes up to a fake end-of-image
+// after one "Premature end of JPEG file" warning and returns true. Grey pictures come out as
+// three-component JPEGs.
 //
 // A header that claims more than 2000 pixels per byte of the file (a forged 65,500 × 65,500 on
 // a few kilobytes) is refused before decoding, with one line naming the file: false.
 //
-// sizeLimit, when not 0, bounds the output: when the reduction chosen above would leave a side
-// longer than sizeLimit, the picture is fitted inside sizeLimit × sizeLimit instead, by the
+// sizeLimit, when not 0, bounds the (upright) output: when the reduction chosen above would leave a
+// side longer than sizeLimit, the picture is fitted inside sizeLimit × sizeLimit instead, by the
 // largest of the decoder's reductions in eighths (1/8 to 8/8) that fits, and past an eighth by
 // picking the nearest rows and columns.
 //

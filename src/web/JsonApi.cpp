@@ -53,7 +53,7 @@ void emitLibraries(std::ostream& os, bool withAlbums) {
     os << "\n]\n";
 }
 
-// One page of an album's photos, each with its thumbnail's pixel size.
+// One page of an album's photos, each with its thumbnail's pixel size once upright.
 void emitPhotoPage(std::ostream& os, int library, int album, std::optional<int> index,
                    std::optional<int> count) {
     // The album's records as loaded: a page costs the same in a small album as in a huge one.
@@ -69,6 +69,7 @@ void emitPhotoPage(std::ostream& os, int library, int album, std::optional<int> 
         const PhotoInfo& photo = (*photos)[size_t(i)];
         ImageSize thumbnail = {0, 0};
         probeLibraryFile(photo.thumbPath, &thumbnail, nullptr);
+        thumbnail = uprightSize(thumbnail); // as the thumbnail is sent: upright
         if (i != first) os << ",\n";
         os << "{ \"caption\":" << JavascriptString(photo.caption)
            << ", \"id\":" << unsigned(photo.id) << ", \"h\":" << thumbnail.height
@@ -86,6 +87,7 @@ void emitPhotoDetails(std::ostream& os, const PhotoInfo& photo) {
     ImageSize size = {0, 0};
     CFDataRef block = nullptr;
     probeLibraryFile(probed, &size, &block);
+    size = uprightSize(size); // as shrunk pictures are sent: upright
     ExifData exif(block);
     os << "\"h\":" << size.height << ", \"w\":" << size.width;
     os << ", \"fileName\":" << JavascriptString(photo.fileName)

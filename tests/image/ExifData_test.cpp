@@ -282,4 +282,38 @@ TEST(ExifData, FromAJpegFileThroughTheProbe) {
     }
 }
 
+// The orientation walk skips texts, so a date that breaks the full reader does not hide it.
+TEST(ExifOrientation, ReadFromTheFirstDirectoryAsAShortInOneToEight) {
+    struct Case {
+        const char* what;
+        std::string payload;
+        int expected;
+    };
+    auto withEntries = [](bool little, std::vector<E::Entry> entries) {
+        E b(little);
+        b.first(b.directory(entries));
+        return b.payload();
+    };
+    E badDate(true);
+    uint32_t garbage = badDate.text("not a date at all!!");
+    badDate.first(badDate.directory({E::ascii(306, garbage, 20), E::shortValue(274, 8)}));
+    const Case cases[] = {
+        {"big-endian 6", withEntries(false, {E::shortValue(274, 6)}), 6},
+        {"little-endian 3", withEntries(true, {E::shortValue(274, 3)}), 3},
+        {"out of range", withEntries(true, {E::shortValue(274, 9)}), 1},
+        {"zero", withEntries(false, {E::shortValue(274, 0)}), 1},
+        {"stored as LONG", withEntries(false, {E::longValue(274, 6)}), 1},
+        {"the first of two", withEntries(false, {E::shortValue(274, 5), E::shortValue(274, 7)}), 5},
+        {"absent", withEntries(true, {E::shortValue(34855, 100)}), 1},
+        {"next to an unparsable date", badDate.payload(), 8},
+        {"not EXIF", "http://ns.adobe.com/xap/1.0/\0<x/>", 1},
+        {"cut after the header", std::string("Exif\0\0MM", 8), 1},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(ExifData::readOrientation(reinterpret_cast<const uint8_t*>(c.payload.data()),
+                                            c.payload.size()),
+                  c.expected)
+            << c.what;
+}
+
 } // namespace

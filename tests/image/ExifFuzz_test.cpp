@@ -26,7 +26,7 @@ std::vector<std::string> seeds() {
                          E::ascii(36867, date, 20), E::rational(37386, fl), E::rational(37382, sd),
                          E::longValue(40962, 3648), E::longValue(40963, 2736)});
         uint32_t ifd1 = b.directory({E::longValue(513, 0), E::longValue(514, 0)});
-        b.first(b.directory({E::ascii(271, make, 8), E::ascii(272, model, 4),
+        b.first(b.directory({E::ascii(271, make, 8), E::ascii(272, model, 4), E::shortValue(274, 6),
                              E::ascii(306, date, 20), E::pointer(sub)},
                             ifd1));
         out.push_back(b.payload());

@@ -25,6 +25,65 @@ std::string encodeJPEG(int width, int height, int components, int quality, bool 
     return testsupport::encodeJPEG(width, height, options);
 }
 
+std::string encodePixels(int width, int height, const std::vector<uint8_t>& samples,
+                         FileColours colours, bool adobe, const std::string& app1) {
+    const int components = colours == FileColours::RGB ? 3 : 4;
+    jpeg_compress_struct cinfo;
+    jpeg_error_mgr jerr;
+    cinfo.err = jpeg_std_error(&jerr);
+    jpeg_create_compress(&cinfo);
+    unsigned char* buffer = nullptr;
+    unsigned long size = 0;
+    jpeg_mem_dest(&cinfo, &buffer, &size);
+    cinfo.image_width = JDIMENSION(width);
+    cinfo.image_height = JDIMENSION(height);
+    cinfo.input_components = components;
+    cinfo.in_color_space = components == 3 ? JCS_RGB : JCS_CMYK;
+    jpeg_set_defaults(&cinfo);
+    if (colours == FileColours::YCCK) jpeg_set_colorspace(&cinfo, JCS_YCCK);
+    jpeg_set_quality(&cinfo, 95, TRUE);
+    for (int c = 0; c < cinfo.num_components; ++c)
+        cinfo.comp_info[c].h_samp_factor = cinfo.comp_info[c].v_samp_factor = 1;
+    cinfo.write_Adobe_marker = adobe ? TRUE : FALSE;
+    jpeg_start_compress(&cinfo, TRUE);
+    if (!app1.empty())
+        jpeg_write_marker(&cinfo, JPEG_APP0 + 1, reinterpret_cast<const JOCTET*>(app1.data()),
+                          unsigned(app1.size()));
+    while (cinfo.next_scanline < cinfo.image_height) {
+        JSAMPROW row[1] = {const_cast<JSAMPLE*>(samples.data()) +
+                           size_t(cinfo.next_scanline) * size_t(width) * size_t(components)};
+        jpeg_write_scanlines(&cinfo, row, 1);
+    }
+    jpeg_finish_compress(&cinfo);
+    std::string out(reinterpret_cast<const char*>(buffer), size);
+    jpeg_destroy_compress(&cinfo);
+    free(buffer);
+    return out;
+}
+
+bool decodeRGB(const std::string& jpeg, int& width, int& height, std::vector<uint8_t>& rgb) {
+    int components = 0;
+    if (!jpegHeader(jpeg, width, height, components) || components != 3) return false;
+    jpeg_decompress_struct dinfo;
+    jpeg_error_mgr jerr;
+    dinfo.err = jpeg_std_error(&jerr);
+    jpeg_create_decompress(&dinfo);
+    jpeg_mem_src(&dinfo, reinterpret_cast<const unsigned char*>(jpeg.data()), jpeg.size());
+    jpeg_read_header(&dinfo, TRUE);
+    dinfo.out_color_space = JCS_RGB;
+    jpeg_start_decompress(&dinfo);
+    width = int(dinfo.output_width);
+    height = int(dinfo.output_height);
+    rgb.assign(size_t(width) * size_t(height) * 3, 0);
+    while (dinfo.output_scanline < dinfo.output_height) {
+        JSAMPROW row[1] = {rgb.data() + size_t(dinfo.output_scanline) * size_t(width) * 3};
+        jpeg_read_scanlines(&dinfo, row, 1);
+    }
+    jpeg_finish_decompress(&dinfo);
+    jpeg_destroy_decompress(&dinfo);
+    return true;
+}
+
 std::string insertSegment(const std::string& jpeg, uint8_t marker, const std::string& payload) {
     size_t length = payload.size() + 2;
     std::string segment = {char(0xFF), char(marker), char(length >> 8), char(length & 0xFF)};

@@ -13,6 +13,19 @@
 std::string encodeJPEG(int width, int height, int components = 3, int quality = 75,
                        bool jfif = true, bool progressive = false);
 
+// How encodePixels stores its samples: RGB (3 a pixel), or CMYK samples (4 a pixel, written
+// as given) stored as CMYK or as YCCK.
+enum class FileColours { RGB, CMYK, YCCK };
+
+// JPEG bytes (quality 95, no chroma subsampling) of width × height pixels given as samples, rows
+// top down. adobe false leaves the Adobe marker out; app1, when not empty, is written as an APP1
+// segment after the JFIF header.
+std::string encodePixels(int width, int height, const std::vector<uint8_t>& samples,
+                         FileColours colours, bool adobe = true, const std::string& app1 = "");
+
+// Decodes JPEG bytes into RGB samples. False when the bytes are not a three-component JPEG.
+bool decodeRGB(const std::string& jpeg, int& width, int& height, std::vector<uint8_t>& rgb);
+
 // The JPEG with one more segment (marker, length, payload) inserted right after SOI.
 std::string insertSegment(const std::string& jpeg, uint8_t marker, const std::string& payload);
 

@@ -2,8 +2,10 @@
 // the TIFF directory reader and box fitting.
 #include "ImageFixtures.h"
 #include "image/ImageInfo.h"
+#include "image/ScaledJPEG.h"
 
 #include <gtest/gtest.h>
+#include <sstream>
 
 namespace {
 
@@ -157,13 +159,65 @@ TEST_F(JpegWalk, ExifOnlyStopsAtTheFirstApp1) {
     EXPECT_EQ(p.payload(), exifPayload);
 }
 
-TEST_F(JpegWalk, ALaterApp1ReplacesTheEarlierOne) {
-    // Two APP1 segments, EXIF first then another (as XMP follows EXIF in many cameras' files).
-    std::string file = insertSegment(insertSegment(plain, 0xE1, "second"), 0xE1, exifPayload);
-    Probe p;
-    probe(dir.write("a.jpg", file), true, true, p);
-    EXPECT_EQ(p.type, kImageJPEG);
-    EXPECT_EQ(p.payload(), "second");
+TEST_F(JpegWalk, TheFirstApp1HoldingExifIsKept) {
+    // insertSegment puts each segment right after SOI: the last one inserted comes first.
+    struct Case {
+        const char* what;
+        std::string file;
+        std::string kept;
+    } cases[] = {
+        {"XMP after EXIF is not taken for the camera's data",
+         insertSegment(insertSegment(plain, 0xE1, "http://ns.xmp/\0<x/>"), 0xE1, exifPayload),
+         exifPayload},
+        {"EXIF after XMP replaces it",
+         insertSegment(insertSegment(plain, 0xE1, exifPayload), 0xE1, "http://ns.xmp/\0<x/>"),
+         exifPayload},
+        {"a second EXIF block is not taken",
+         insertSegment(insertSegment(plain, 0xE1, std::string("Exif\0\0II", 8)), 0xE1, exifPayload),
+         exifPayload},
+        {"without EXIF the first APP1 stays",
+         insertSegment(insertSegment(plain, 0xE1, "second"), 0xE1, "first"), "first"},
+    };
+    for (const Case& c : cases) {
+        for (bool wantSize : {false, true}) {
+            Probe p;
+            probe(dir.write("a.jpg", c.file), wantSize, true, p);
+            EXPECT_EQ(p.type, kImageJPEG) << c.what;
+            EXPECT_EQ(p.payload(), c.kept) << c.what << " size=" << wantSize;
+        }
+    }
+}
+
+TEST_F(JpegWalk, ExtraApp0SegmentsAndFilesWithoutApp0AreJpegs) {
+    const std::string jfxx = std::string("JFXX\0\x10", 6) + std::string(20, 't');
+    struct Case {
+        const char* what;
+        std::string file;
+    } cases[] = {
+        {"JFIF then JFXX", insertSegment(insertSegment(app1First, 0xE0, jfxx), 0xE0,
+                                         std::string("JFIF\0\1\1\0\0\1\0\1\0\0", 14))},
+        {"JFXX alone", insertSegment(app1First, 0xE0, jfxx)},
+        {"an APP0 too short for an identifier", insertSegment(app1First, 0xE0, "ab")},
+        {"APP1 first, no APP0", app1First},
+    };
+    for (const Case& c : cases) {
+        for (bool wantSize : {false, true}) {
+            for (bool wantExif : {false, true}) {
+                Probe p;
+                probe(dir.write("a.jpg", c.file), wantSize, wantExif, p);
+                EXPECT_EQ(p.type, kImageJPEG)
+                    << c.what << " size=" << wantSize << " exif=" << wantExif;
+                if (wantSize) {
+                    EXPECT_EQ(p.size.width, 40) << c.what;
+                }
+                if (wantExif) {
+                    EXPECT_EQ(p.payload(), exifPayload) << c.what;
+                }
+            }
+        }
+        std::ostringstream out;
+        EXPECT_TRUE(writeScaledJPEG(dir.write("a.jpg", c.file), 20, 20, 75, out, -1)) << c.what;
+    }
 }
 
 TEST_F(JpegWalk, App1LongerThanTheStreamBufferIsReadWhole) {
@@ -188,7 +242,6 @@ TEST_F(JpegWalk, MalformedFilesAreUnknown) {
         const char* what;
         std::string file;
     } cases[] = {
-        {"APP0 that is JFXX", insertSegment(plain, 0xE0, std::string("JFXX\0\x10", 6))},
         {"segment length 0", pad(std::string("\xFF\xD8\xFF\xFE\x00\x00", 6))},
         {"segment length 1", pad(std::string("\xFF\xD8\xFF\xFE\x00\x01", 6))},
         {"no FF between segments", insertSegment(plain, 0xFE, "abc").replace(9, 1, "\x01")},

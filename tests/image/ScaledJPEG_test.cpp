@@ -187,13 +187,59 @@ TEST(ScaledJPEG, GetJPEGSizeReadsOnlyTheHeader) {
 
 } // namespace
 
-TEST(ScaledJPEG, CmykPicturesAreReencodedThroughTheirFirstThreeSamples) {
+struct InkCase {
+    const char* what;
+    FileColours colours;
+    bool adobe;
+    uint8_t cmyk[4]; // as stored in the file
+    uint8_t rgb[3];  // what should come out
+};
+
+// With the Adobe marker the samples are inverted, as Adobe writes them (255: no ink), so red is
+// C * K / 255; without it 255 is full ink.
+TEST(ScaledJPEG, CmykAndYcckPicturesComeOutInTheirColours) {
+    const InkCase cases[] = {
+        {"inverted CMYK, full magenta", FileColours::CMYK, true, {255, 0, 255, 255}, {255, 0, 255}},
+        {"inverted CMYK, mixed inks", FileColours::CMYK, true, {200, 100, 50, 128}, {100, 50, 25}},
+        {"inverted YCCK, full magenta", FileColours::YCCK, true, {255, 0, 255, 255}, {255, 0, 255}},
+        {"inverted YCCK, mixed inks", FileColours::YCCK, true, {200, 100, 50, 128}, {100, 50, 25}},
+        {"plain CMYK without the marker", FileColours::CMYK, false, {0, 255, 0, 0}, {255, 0, 255}},
+        {"plain CMYK, some black", FileColours::CMYK, false, {55, 155, 205, 127}, {100, 50, 25}},
+    };
+    TempDir dir;
+    for (const InkCase& c : cases) {
+        std::vector<uint8_t> samples;
+        for (int i = 0; i < 32 * 32; ++i)
+            samples.insert(samples.end(), c.cmyk, c.cmyk + 4);
+        CFURL_t url = dir.write("ink.jpg", encodePixels(32, 32, samples, c.colours, c.adobe));
+        for (int32_t scale : {1, 2}) {
+            std::ostringstream out;
+            ASSERT_TRUE(writeScaledJPEG(url, 0, 0, 95, out, scale)) << c.what;
+            int width = 0, height = 0;
+            std::vector<uint8_t> rgb;
+            ASSERT_TRUE(decodeRGB(out.str(), width, height, rgb)) << c.what;
+            EXPECT_EQ(width, 32 / scale) << c.what;
+            for (size_t at : {size_t(0), rgb.size() / 2 + 3 * 5})
+                for (int i = 0; i < 3; ++i)
+                    EXPECT_NEAR(rgb[at + size_t(i)], c.rgb[i], 8)
+                        << c.what << " scale " << scale << " sample " << i;
+        }
+    }
+}
+
+TEST(ScaledJPEG, CmykPastAnEighthIsResampledInItsColours) {
+    std::vector<uint8_t> samples;
+    for (int i = 0; i < 2000 * 16; ++i)
+        samples.insert(samples.end(), {200, 100, 50, 128});
     TempDir dir;
     std::ostringstream out;
-    ASSERT_TRUE(writeScaledJPEG(dir.write("cmyk.jpg", encodeJPEG(40, 30, 4)), 0, 0, 75, out, 1));
-    int width = 0, height = 0, components = 0;
-    ASSERT_TRUE(jpegHeader(out.str(), width, height, components));
-    EXPECT_EQ(width, 40);
-    EXPECT_EQ(height, 30);
-    EXPECT_EQ(components, 3);
+    CFURL_t url = dir.write("wide.jpg", encodePixels(2000, 16, samples, FileColours::CMYK));
+    ASSERT_TRUE(writeScaledJPEG(url, 100, 100, 95, out, -1, 100));
+    int width = 0, height = 0;
+    std::vector<uint8_t> rgb;
+    ASSERT_TRUE(decodeRGB(out.str(), width, height, rgb));
+    EXPECT_EQ(width, 100);
+    EXPECT_NEAR(rgb[0], 100, 8);
+    EXPECT_NEAR(rgb[1], 50, 8);
+    EXPECT_NEAR(rgb[2], 25, 8);
 }

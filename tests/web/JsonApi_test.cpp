@@ -113,7 +113,11 @@ class JsonApiTest : public ::testing::Test {
                                 "Movie", kBefore1970, -978307200.0) +
                           photo("12", "Gone", "", family + "/img12.jpg", family + "/thumbs/12.jpg",
                                 "Image", 0.0, 0.0)));
-        files.write("trips/t.jpg", jpeg(8, 6));
+        // Stored on its side (EXIF orientation 6): 8 × 6 as stored, sent 6 × 8.
+        files.write("trips/t.jpg", jpeg(8, 6,
+                                        std::string("Exif\0\0MM\0\x2a\0\0\0\x08\0\x01"
+                                                    "\x01\x12\0\x03\0\0\0\x01\0\x06\0\0\0\0\0\0",
+                                                    32)));
         std::vector<std::string> keys;
         std::string photos;
         for (int id = 100; id < 125; ++id) {
@@ -218,7 +222,8 @@ TEST_F(JsonApiTest, GetpicsPaging) {
         EXPECT_EQ(body.substr(body.size() - 3), "\n]\n") << c.query;
     }
     EXPECT_EQ(call("getpics", "l=1&a=5&i=23&c=1").body,
-              "[\n{ \"caption\":\"P123\", \"id\":123, \"h\":6, \"w\":8 }\n]\n");
+              "[\n{ \"caption\":\"P123\", \"id\":123, \"h\":8, \"w\":6 }\n]\n")
+        << "the size of the thumbnail as sent: upright";
 }
 
 TEST_F(JsonApiTest, GetpicinfoDescribesOnePhoto) {
