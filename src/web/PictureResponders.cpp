@@ -30,10 +30,11 @@ bool fullSizeAllowed(int library) {
     }
 }
 
-// The tag variant of a made picture: box, limit and quality.
+// The tag variant of a made picture: box, limit and quality. Made pictures are turned upright
+// ("u"), so a browser holding one made before they were gets a fresh one.
 std::string madeVariant(uint32_t maxWidth, uint32_t maxHeight, uint32_t limit, unsigned quality) {
     char text[64];
-    snprintf(text, sizeof text, "w%uh%ul%uq%u", maxWidth, maxHeight, limit, quality);
+    snprintf(text, sizeof text, "uw%uh%ul%uq%u", maxWidth, maxHeight, limit, quality);
     return text;
 }
 
@@ -61,7 +62,7 @@ void ThumbnailResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& pat
         openLibraryFile(libGetImagePath(unsigned(library), unsigned(album), unsigned(photo), true));
     unsigned quality = prefGetThumbnailQuality();
     char variant[16];
-    snprintf(variant, sizeof variant, "t%u", quality);
+    snprintf(variant, sizeof variant, "ut%u", quality); // upright, at this quality
     Validator validator = FileValidator(file.info(), variant);
     if (NotModified(validator)) return ReplyNotModified(reply, validator, CachePolicy::Keep);
     if (!writeScaledJPEG(readingURL(file), 0, 0, int(quality), out, 1))
