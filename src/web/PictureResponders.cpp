@@ -1,6 +1,7 @@
 // PictureResponders.cpp - thumbnails and pictures.
 #include "web/PictureResponders.h"
 
+#include "image/FittedJPEG.h"
 #include "image/ImageInfo.h"
 #include "image/ScaledJPEG.h"
 #include "library/LibraryRegistry.h"
@@ -10,7 +11,9 @@
 #include "web/PageFrame.h"
 #include "web/Validators.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <optional>
 #include <vector>
 
 namespace {
@@ -48,6 +51,79 @@ std::unique_ptr<HttpReply> sendFile(MediaFile& file, const char* contentType,
     return reply;
 }
 
+// A query value that is a whole decimal number (an optional "-", then 1 to 18 digits, nothing
+// else); nothing otherwise.
+std::optional<int64_t> strictInteger(const VarMap& vars, const char* name) {
+    std::string text;
+    if (!vars.getString(name, text, "")) return std::nullopt;
+    size_t start = !text.empty() && text[0] == '-' ? 1 : 0;
+    if (text.size() == start || text.size() - start > 18) return std::nullopt;
+    int64_t value = 0;
+    for (size_t i = start; i < text.size(); ++i) {
+        if (text[i] < '0' || text[i] > '9') return std::nullopt;
+        value = value * 10 + (text[i] - '0');
+    }
+    return start ? -value : value;
+}
+
+// The source of a sized thumbnail: the photo's picture when it is a JPEG that can be opened,
+// else (films, other types, a missing picture) its stored thumbnail.
+MediaFile sizedThumbnailSource(int library, int album, int photo) {
+    CFString_t imagePath =
+        libGetImagePath(unsigned(library), unsigned(album), unsigned(photo), false);
+    if (std::optional<MediaFile> image = MediaFile::open(CFStringGetUTF8(imagePath))) {
+        if (!image->isFilm() && getImageInfo(readingURL(*image), nullptr, nullptr) == kImageJPEG)
+            return std::move(*image);
+    }
+    return openLibraryFile(
+        libGetImagePath(unsigned(library), unsigned(album), unsigned(photo), true));
+}
+
+// The reply to /thumbnail/ with "size": see PictureResponders.h.
+void SizedThumbnail(std::unique_ptr<HttpReply>& reply, const CFString_t& path, const VarMap& vars,
+                    std::ostream& out, int library, int album, int photo) {
+    std::optional<int64_t> asked = strictInteger(vars, "size");
+    if (!asked) return ErrorPageResponder(reply, path, vars, out);
+    uint32_t side = uint32_t(std::clamp<int64_t>(*asked, kMinThumbnailSide, kMaxThumbnailSide));
+    MediaFile file = sizedThumbnailSource(library, album, photo);
+    char variant[32];
+    snprintf(variant, sizeof variant, "s%uq%d", side, kSizedThumbnailQuality);
+    Validator validator = FileValidator(file.info(), variant);
+    if (NotModified(validator)) return ReplyNotModified(reply, validator, CachePolicy::Keep);
+    if (!writeFittedJPEG(readingURL(file), side, side, kSizedThumbnailQuality, out))
+        return ErrorPageResponder(reply, path, vars, out);
+    reply = jpegReply();
+    SetValidator(*reply, validator, CachePolicy::Keep);
+    ++stats.thumbnailCount;
+}
+
+// The reply to /image/ with "fit=exact" for a JPEG: see PictureResponders.h.
+void ExactFitPicture(std::unique_ptr<HttpReply>& reply, std::ostream& out, MediaFile& file,
+                     uint32_t askedWidth, uint32_t askedHeight, bool fullSize) {
+    uint32_t cap = fullSize ? kMaxFittedSide : kLimitedPictureSide;
+    uint32_t boxWidth = std::min(askedWidth, cap), boxHeight = std::min(askedHeight, cap);
+    unsigned quality = prefGetImageQuality();
+    char variant[64];
+    snprintf(variant, sizeof variant, "fw%uh%uq%u%s", boxWidth, boxHeight, quality,
+             fullSize ? "" : "l");
+    Validator made = FileValidator(file.info(), variant);
+    if (NotModified(made)) return ReplyNotModified(reply, made, CachePolicy::Keep);
+    int width = 0, height = 0;
+    bool known = getJPEGSize(readingURL(file), width, height) && width > 0 && height > 0;
+    if (known && fullSize && uint32_t(width) <= askedWidth && uint32_t(height) <= askedHeight) {
+        // It already fits: the original is smaller than any re-encode of it.
+        reply = deliverImage(file, "image/jpeg");
+        SetValidator(*reply, made, CachePolicy::Keep);
+        return;
+    }
+    // A picture that cannot be decoded leaves no reply: the request step answers with the
+    // error page.
+    if (!writeFittedJPEG(readingURL(file), boxWidth, boxHeight, int(quality), out)) return;
+    reply = jpegReply();
+    SetValidator(*reply, made, CachePolicy::Keep);
+    ++stats.imageCount;
+}
+
 } // namespace
 
 void ThumbnailResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path,
@@ -57,6 +133,7 @@ void ThumbnailResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& pat
     bool hasAlbum = vars.getInt("a", album, 0);
     bool hasPhoto = vars.getInt("p", photo, 0);
     if (!hasLibrary || !hasAlbum || !hasPhoto) return ErrorPageResponder(reply, path, vars, out);
+    if (vars.count("size")) return SizedThumbnail(reply, path, vars, out, library, album, photo);
     MediaFile file =
         openLibraryFile(libGetImagePath(unsigned(library), unsigned(album), unsigned(photo), true));
     unsigned quality = prefGetThumbnailQuality();
@@ -83,6 +160,15 @@ void ImageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, c
     bool hasWidth = vars.getInt("mw", maxWidth, 0);
     bool hasHeight = vars.getInt("mh", maxHeight, 0);
     bool scaling = hasWidth && hasHeight;
+    std::string fit;
+    bool exact = vars.getString("fit", fit, "");
+    std::optional<int64_t> fitWidth, fitHeight;
+    if (exact) {
+        fitWidth = strictInteger(vars, "mw");
+        fitHeight = strictInteger(vars, "mh");
+        if (fit != "exact" || !fitWidth || !fitHeight || *fitWidth < 1 || *fitHeight < 1)
+            return ErrorPageResponder(reply, path, vars, out);
+    }
 
     std::vector<PhotoInfo> photos;
     libGetPhotoList(unsigned(library), unsigned(album), photos);
@@ -104,6 +190,10 @@ void ImageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, c
     bool fullSize = fullSizeAllowed(library);
     int probed = getImageInfo(readingURL(file), nullptr, nullptr);
     bool jpeg = probed == kImageJPEG || (!fullSize && file.type().jpeg);
+    if (jpeg && exact) {
+        auto side = [](int64_t asked) { return uint32_t(std::min<int64_t>(asked, UINT32_MAX)); };
+        return ExactFitPicture(reply, out, file, side(*fitWidth), side(*fitHeight), fullSize);
+    }
     if (jpeg && (scaling || !fullSize)) {
         uint32_t limit = fullSize ? 0 : kLimitedPictureSide;
         uint32_t boxWidth = scaling ? uint32_t(maxWidth) : kLimitedPictureSide;
