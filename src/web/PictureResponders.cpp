@@ -8,12 +8,16 @@
 #include "settings/Preferences.h"
 #include "web/Globals.h"
 #include "web/LibraryFiles.h"
+#include "web/MadeCache.h"
 #include "web/PageFrame.h"
 #include "web/Validators.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <optional>
+#include <sstream>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -49,6 +53,36 @@ std::unique_ptr<HttpReply> sendFile(MediaFile& file, const char* contentType,
     uint64_t size = uint64_t(file.info().st_size);
     reply->setFileBody(file.release(), 0, size);
     return reply;
+}
+
+// Answers from the cache of made pictures when it holds variant of file: true when it did.
+bool replyFromCache(std::unique_ptr<HttpReply>& reply, const MediaFile& file,
+                    const std::string& variant, const Validator& validator) {
+    std::optional<int> fd = madePictureCache().open(MadeCache::key(file.info(), variant));
+    if (!fd) return false;
+    struct stat info;
+    if (fstat(*fd, &info) != 0) {
+        close(*fd);
+        return false;
+    }
+    reply = jpegReply();
+    SetValidator(*reply, validator, CachePolicy::Keep);
+    reply->setFileBody(*fd, 0, uint64_t(info.st_size));
+    return true;
+}
+
+// Sends made (a picture just made from file as variant describes) and keeps it in the cache,
+// unless the file changed while it was being read.
+void sendAndKeep(std::unique_ptr<HttpReply>& reply, std::ostream& out, const MediaFile& file,
+                 const std::string& variant, const Validator& validator, std::string_view made) {
+    struct stat now;
+    const struct stat& then = file.info();
+    if (fstat(file.fd(), &now) == 0 && now.st_size == then.st_size &&
+        now.st_mtim.tv_sec == then.st_mtim.tv_sec && now.st_mtim.tv_nsec == then.st_mtim.tv_nsec)
+        madePictureCache().store(MadeCache::key(then, variant), made);
+    out.write(made.data(), std::streamsize(made.size()));
+    reply = jpegReply();
+    SetValidator(*reply, validator, CachePolicy::Keep);
 }
 
 // A query value that is a whole decimal number (an optional "-", then 1 to 18 digits, nothing
@@ -90,11 +124,14 @@ void SizedThumbnail(std::unique_ptr<HttpReply>& reply, const CFString_t& path, c
     snprintf(variant, sizeof variant, "s%uq%d", side, kSizedThumbnailQuality);
     Validator validator = FileValidator(file.info(), variant);
     if (NotModified(validator)) return ReplyNotModified(reply, validator, CachePolicy::Keep);
-    if (!writeFittedJPEG(readingURL(file), side, side, kSizedThumbnailQuality, out))
-        return ErrorPageResponder(reply, path, vars, out);
-    reply = jpegReply();
-    SetValidator(*reply, validator, CachePolicy::Keep);
     ++stats.thumbnailCount;
+    if (replyFromCache(reply, file, variant, validator)) return;
+    std::ostringstream made;
+    if (!writeFittedJPEG(readingURL(file), side, side, kSizedThumbnailQuality, made)) {
+        --stats.thumbnailCount;
+        return ErrorPageResponder(reply, path, vars, out);
+    }
+    sendAndKeep(reply, out, file, variant, validator, made.view());
 }
 
 // The reply to /image/ with "fit=exact" for a JPEG: see PictureResponders.h.
@@ -118,9 +155,13 @@ void ExactFitPicture(std::unique_ptr<HttpReply>& reply, std::ostream& out, Media
     }
     // A picture that cannot be decoded leaves no reply: the request step answers with the
     // error page.
-    if (!writeFittedJPEG(readingURL(file), boxWidth, boxHeight, int(quality), out)) return;
-    reply = jpegReply();
-    SetValidator(*reply, made, CachePolicy::Keep);
+    if (replyFromCache(reply, file, variant, made)) {
+        ++stats.imageCount;
+        return;
+    }
+    std::ostringstream picture;
+    if (!writeFittedJPEG(readingURL(file), boxWidth, boxHeight, int(quality), picture)) return;
+    sendAndKeep(reply, out, file, variant, made, picture.view());
     ++stats.imageCount;
 }
 

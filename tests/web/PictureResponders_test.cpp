@@ -5,6 +5,7 @@
 #include "support/ServerProcess.h"
 #include "support/TempFolder.h"
 
+#include <filesystem>
 #include <gtest/gtest.h>
 
 namespace {
@@ -140,7 +141,7 @@ class PictureTest : public ::testing::Test {
         server = new testsupport::ServerProcess;
         ASSERT_TRUE(server->start({"--prefs", files->path() + "/prefs.plist", "--resources",
                                    TESSELLAN_SOURCE_DIR "/resources"},
-                                  {}, port));
+                                  {{"XDG_CACHE_HOME", files->path() + "/cache"}}, port));
     }
     static void TearDownTestSuite() {
         delete server;
@@ -403,6 +404,26 @@ TEST_F(PictureTest, SizedThumbnailsComeFromTheOriginal) {
         expectErrorPage(fetch(std::string("/thumbnail/?l=0&a=1&p=1&") + garbage));
     }
     expectErrorPage(fetch("/thumbnail/?l=0&a=1&p=8&size=256")); // neither file there
+}
+
+TEST_F(PictureTest, MadePicturesAreKeptAndServedAgainByteForByte) {
+    for (const char* target :
+         {"/thumbnail/?l=0&a=1&p=0042&size=300", "/image/?l=0&a=1&i=7&mw=555&mh=555&fit=exact"}) {
+        SCOPED_TRACE(target);
+        auto kept = [] {
+            std::error_code missing;
+            std::filesystem::directory_iterator entries(files->path("cache/tessellan"), missing);
+            return missing ? 0 : std::distance(entries, std::filesystem::directory_iterator());
+        };
+        auto before = kept();
+        std::string first = fetch(target);
+        EXPECT_EQ(kept(), before + 1) << "one entry kept";
+        std::string again = fetch(target);
+        EXPECT_EQ(statusLine(again), "HTTP/1.1 200 OK");
+        EXPECT_EQ(bodyOf(again), bodyOf(first));
+        EXPECT_EQ(headerOf(again, "ETag"), headerOf(first, "ETag"));
+        EXPECT_EQ(headerOf(again, "Content-Length"), headerOf(first, "Content-Length"));
+    }
 }
 
 TEST_F(PictureTest, PictureRefusals) {
