@@ -3,6 +3,7 @@
 
 #include "settings/PreferenceStore.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <optional>
 #include <stdexcept>
@@ -50,6 +51,16 @@ unsigned prefGetImageQuality() {
     static const unsigned qualityValues[] = {50, 70, 90};
     checkPrefSync();
     return qualityFor(CFSTR("ImageQuality"), qualityValues, 90);
+}
+
+uint64_t prefGetCacheSizeMB() {
+    checkPrefSync();
+    try {
+        int megabytes = readPref<CFNumber_t>(CFSTR("CacheSizeMB"));
+        return megabytes < 0 ? 512 : uint64_t(std::min(megabytes, 1 << 20));
+    } catch (...) {
+        return 512;
+    }
 }
 
 int prefGetPortNumber() {

@@ -8,6 +8,7 @@
 #include "cf/cftempl.h"
 
 #include <csignal>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -23,6 +24,10 @@ void checkPrefSync();
 unsigned prefGetThumbnailQuality();
 // JPEG quality of shrunk pictures: "ImageQuality" 0, 1, 2 give 50, 70, 90; anything else 90.
 unsigned prefGetImageQuality();
+// The size bound of the cache of made pictures, in megabytes: "CacheSizeMB", a whole number
+// from 0 (nothing is kept) to 1048576 (larger values act as that); 512 when absent, negative or
+// not a number.
+uint64_t prefGetCacheSizeMB();
 // "port", taken as a signed integer with no range check; 8080 by default.
 int prefGetPortNumber();
 // "title"; "Tessellan - untitled" when absent, empty or not a string.

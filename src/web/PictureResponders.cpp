@@ -1,16 +1,23 @@
 // PictureResponders.cpp - thumbnails and pictures.
 #include "web/PictureResponders.h"
 
+#include "image/FittedJPEG.h"
 #include "image/ImageInfo.h"
 #include "image/ScaledJPEG.h"
 #include "library/LibraryRegistry.h"
 #include "settings/Preferences.h"
 #include "web/Globals.h"
 #include "web/LibraryFiles.h"
+#include "web/MadeCache.h"
 #include "web/PageFrame.h"
 #include "web/Validators.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <optional>
+#include <sstream>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -49,6 +56,116 @@ std::unique_ptr<HttpReply> sendFile(MediaFile& file, const char* contentType,
     return reply;
 }
 
+// Answers from the cache of made pictures when it holds variant of file: true when it did.
+bool replyFromCache(std::unique_ptr<HttpReply>& reply, const MediaFile& file,
+                    const std::string& variant, const Validator& validator) {
+    std::optional<int> fd = madePictureCache().open(MadeCache::key(file.info(), variant));
+    if (!fd) return false;
+    struct stat info;
+    if (fstat(*fd, &info) != 0) {
+        close(*fd);
+        return false;
+    }
+    reply = jpegReply();
+    SetValidator(*reply, validator, CachePolicy::Keep);
+    reply->setFileBody(*fd, 0, uint64_t(info.st_size));
+    return true;
+}
+
+// Sends made (a picture just made from file as variant describes) and keeps it in the cache,
+// unless the file changed while it was being read.
+void sendAndKeep(std::unique_ptr<HttpReply>& reply, std::ostream& out, const MediaFile& file,
+                 const std::string& variant, const Validator& validator, std::string_view made) {
+    struct stat now;
+    const struct stat& then = file.info();
+    if (fstat(file.fd(), &now) == 0 && now.st_size == then.st_size &&
+        now.st_mtim.tv_sec == then.st_mtim.tv_sec && now.st_mtim.tv_nsec == then.st_mtim.tv_nsec)
+        madePictureCache().store(MadeCache::key(then, variant), made);
+    out.write(made.data(), std::streamsize(made.size()));
+    reply = jpegReply();
+    SetValidator(*reply, validator, CachePolicy::Keep);
+}
+
+// A query value that is a whole decimal number (an optional "-", then 1 to 18 digits, nothing
+// else); nothing otherwise.
+std::optional<int64_t> strictInteger(const VarMap& vars, const char* name) {
+    std::string text;
+    if (!vars.getString(name, text, "")) return std::nullopt;
+    size_t start = !text.empty() && text[0] == '-' ? 1 : 0;
+    if (text.size() == start || text.size() - start > 18) return std::nullopt;
+    int64_t value = 0;
+    for (size_t i = start; i < text.size(); ++i) {
+        if (text[i] < '0' || text[i] > '9') return std::nullopt;
+        value = value * 10 + (text[i] - '0');
+    }
+    return start ? -value : value;
+}
+
+// The source of a sized thumbnail: the photo's picture when it is a JPEG that can be opened,
+// else (films, other types, a missing picture) its stored thumbnail.
+MediaFile sizedThumbnailSource(int library, int album, int photo) {
+    CFString_t imagePath =
+        libGetImagePath(unsigned(library), unsigned(album), unsigned(photo), false);
+    if (std::optional<MediaFile> image = MediaFile::open(CFStringGetUTF8(imagePath))) {
+        if (!image->isFilm() && getImageInfo(readingURL(*image), nullptr, nullptr) == kImageJPEG)
+            return std::move(*image);
+    }
+    return openLibraryFile(
+        libGetImagePath(unsigned(library), unsigned(album), unsigned(photo), true));
+}
+
+// The reply to /thumbnail/ with "size": see PictureResponders.h.
+void SizedThumbnail(std::unique_ptr<HttpReply>& reply, const CFString_t& path, const VarMap& vars,
+                    std::ostream& out, int library, int album, int photo) {
+    std::optional<int64_t> asked = strictInteger(vars, "size");
+    if (!asked) return ErrorPageResponder(reply, path, vars, out);
+    uint32_t side = uint32_t(std::clamp<int64_t>(*asked, kMinThumbnailSide, kMaxThumbnailSide));
+    MediaFile file = sizedThumbnailSource(library, album, photo);
+    char variant[32];
+    snprintf(variant, sizeof variant, "s%uq%d", side, kSizedThumbnailQuality);
+    Validator validator = FileValidator(file.info(), variant);
+    if (NotModified(validator)) return ReplyNotModified(reply, validator, CachePolicy::Keep);
+    ++stats.thumbnailCount;
+    if (replyFromCache(reply, file, variant, validator)) return;
+    std::ostringstream made;
+    if (!writeFittedJPEG(readingURL(file), side, side, kSizedThumbnailQuality, made)) {
+        --stats.thumbnailCount;
+        return ErrorPageResponder(reply, path, vars, out);
+    }
+    sendAndKeep(reply, out, file, variant, validator, made.view());
+}
+
+// The reply to /image/ with "fit=exact" for a JPEG: see PictureResponders.h.
+void ExactFitPicture(std::unique_ptr<HttpReply>& reply, std::ostream& out, MediaFile& file,
+                     uint32_t askedWidth, uint32_t askedHeight, bool fullSize) {
+    uint32_t cap = fullSize ? kMaxFittedSide : kLimitedPictureSide;
+    uint32_t boxWidth = std::min(askedWidth, cap), boxHeight = std::min(askedHeight, cap);
+    unsigned quality = prefGetImageQuality();
+    char variant[64];
+    snprintf(variant, sizeof variant, "fw%uh%uq%u%s", boxWidth, boxHeight, quality,
+             fullSize ? "" : "l");
+    Validator made = FileValidator(file.info(), variant);
+    if (NotModified(made)) return ReplyNotModified(reply, made, CachePolicy::Keep);
+    int width = 0, height = 0;
+    bool known = getJPEGSize(readingURL(file), width, height) && width > 0 && height > 0;
+    if (known && fullSize && uint32_t(width) <= askedWidth && uint32_t(height) <= askedHeight) {
+        // It already fits: the original is smaller than any re-encode of it.
+        reply = deliverImage(file, "image/jpeg");
+        SetValidator(*reply, made, CachePolicy::Keep);
+        return;
+    }
+    // A picture that cannot be decoded leaves no reply: the request step answers with the
+    // error page.
+    if (replyFromCache(reply, file, variant, made)) {
+        ++stats.imageCount;
+        return;
+    }
+    std::ostringstream picture;
+    if (!writeFittedJPEG(readingURL(file), boxWidth, boxHeight, int(quality), picture)) return;
+    sendAndKeep(reply, out, file, variant, made, picture.view());
+    ++stats.imageCount;
+}
+
 } // namespace
 
 void ThumbnailResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path,
@@ -58,6 +175,7 @@ void ThumbnailResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& pat
     bool hasAlbum = vars.getInt("a", album, 0);
     bool hasPhoto = vars.getInt("p", photo, 0);
     if (!hasLibrary || !hasAlbum || !hasPhoto) return ErrorPageResponder(reply, path, vars, out);
+    if (vars.count("size")) return SizedThumbnail(reply, path, vars, out, library, album, photo);
     MediaFile file =
         openLibraryFile(libGetImagePath(unsigned(library), unsigned(album), unsigned(photo), true));
     unsigned quality = prefGetThumbnailQuality();
@@ -84,6 +202,15 @@ void ImageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, c
     bool hasWidth = vars.getInt("mw", maxWidth, 0);
     bool hasHeight = vars.getInt("mh", maxHeight, 0);
     bool scaling = hasWidth && hasHeight;
+    std::string fit;
+    bool exact = vars.getString("fit", fit, "");
+    std::optional<int64_t> fitWidth, fitHeight;
+    if (exact) {
+        fitWidth = strictInteger(vars, "mw");
+        fitHeight = strictInteger(vars, "mh");
+        if (fit != "exact" || !fitWidth || !fitHeight || *fitWidth < 1 || *fitHeight < 1)
+            return ErrorPageResponder(reply, path, vars, out);
+    }
 
     std::optional<AlbumPhotos> photos = libGetAlbumPhotos(unsigned(library), unsigned(album));
     if (!photos || index < 0 || size_t(index) >= photos->size())
@@ -104,6 +231,10 @@ void ImageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, c
     bool fullSize = fullSizeAllowed(library);
     int probed = getImageInfo(readingURL(file), nullptr, nullptr);
     bool jpeg = probed == kImageJPEG || (!fullSize && file.type().jpeg);
+    if (jpeg && exact) {
+        auto side = [](int64_t asked) { return uint32_t(std::min<int64_t>(asked, UINT32_MAX)); };
+        return ExactFitPicture(reply, out, file, side(*fitWidth), side(*fitHeight), fullSize);
+    }
     if (jpeg && (scaling || !fullSize)) {
         uint32_t limit = fullSize ? 0 : kLimitedPictureSide;
         uint32_t boxWidth = scaling ? uint32_t(maxWidth) : kLimitedPictureSide;

@@ -10,9 +10,26 @@
 // a JPEG asked for without a box goes out shrunk to fit 2048 × 2048 (and no shrunk picture is
 // larger than that), other pictures are refused like missing files; films still play.
 //
+// Sized thumbnails: "size" on a thumbnail asks for one made from the photo's picture (its
+// "ImagePath"; for films, pictures that are not JPEGs or cannot be opened, the stored
+// thumbnail) whose longer side is size pixels, or the source's own when smaller, at quality
+// kSizedThumbnailQuality. size is a whole decimal number ("-" allowed); it is clamped into
+// kMinThumbnailSide..kMaxThumbnailSide, anything else ("abc", "12px", "", 19 digits or more)
+// is refused with the error page. Without "size" thumbnails are as above.
+//
+// Exact fit: "fit=exact" on a picture, with "mw" and "mh" both whole decimal numbers of at least
+// 1, asks for a JPEG fitted exactly into that box (aspect kept, the limiting side touching the
+// box, never enlarged; see writeFittedJPEG). A JPEG that already fits the box as asked goes out
+// as stored when the library allows full-size downloads; otherwise each side of the box is
+// capped at kMaxFittedSide (kLimitedPictureSide without full-size downloads) and the picture
+// is made at the image quality. Another "fit" value, or "fit=exact" with "mw" or "mh" missing,
+// not a number or below 1, is refused with the error page. Pictures that are not JPEGs, and
+// films (their still is fitted), are answered as without "fit".
+//
 // Replies carry a validator and "Cache-Control" for keeping (CachePolicy::Keep). The tag of
 // a made picture covers the source file's identity, size and time, the box, the size limit and
-// the quality; a request that already holds it is answered 304 before anything is decoded.
+// the quality (for sized thumbnails the size, for exact fits the capped box and whether the
+// library limits it); a request that already holds it is answered 304 before anything is decoded.
 // Files as stored go out as file bodies, never read into memory here.
 #pragma once
 
@@ -26,6 +43,12 @@
 
 // The longest side of a picture from a library that does not allow full-size downloads.
 constexpr uint32_t kLimitedPictureSide = 2048;
+// The longest box side an exact fit is made for (the fitted picture is held whole in memory).
+constexpr uint32_t kMaxFittedSide = 4096;
+// The sides a sized thumbnail may ask for, and its JPEG quality.
+constexpr uint32_t kMinThumbnailSide = 64;
+constexpr uint32_t kMaxThumbnailSide = 1024;
+constexpr int kSizedThumbnailQuality = 85;
 
 void ThumbnailResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path,
                         const VarMap& vars, std::ostream& out);

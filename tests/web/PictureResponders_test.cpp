@@ -5,6 +5,7 @@
 #include "support/ServerProcess.h"
 #include "support/TempFolder.h"
 
+#include <filesystem>
 #include <gtest/gtest.h>
 
 namespace {
@@ -140,7 +141,7 @@ class PictureTest : public ::testing::Test {
         server = new testsupport::ServerProcess;
         ASSERT_TRUE(server->start({"--prefs", files->path() + "/prefs.plist", "--resources",
                                    TESSELLAN_SOURCE_DIR "/resources"},
-                                  {}, port));
+                                  {{"XDG_CACHE_HOME", files->path() + "/cache"}}, port));
     }
     static void TearDownTestSuite() {
         delete server;
@@ -292,6 +293,12 @@ TEST_F(PictureTest, ValidatorsLetBrowsersKeepPicturesAndRevalidateWithoutWork) {
         {"/image/?l=0&a=1&i=0&mw=800&mh=600", "/image/?l=0&a=1&i=0&mw=799&mh=600"},
         {"/image/?l=1&a=1&i=0", "/image/?l=0&a=1&i=0"},
         {"/image/?l=0&a=1&i=5", "/image/?l=0&a=1&i=5&mw=800&mh=600"},
+        {"/image/?l=0&a=1&i=0&mw=800&mh=600&fit=exact", "/image/?l=0&a=1&i=0&mw=800&mh=600"},
+        {"/image/?l=0&a=1&i=0&mw=1600&mh=1200&fit=exact", "/image/?l=0&a=1&i=0"},
+        {"/image/?l=1&a=1&i=0&mw=1600&mh=1200&fit=exact",
+         "/image/?l=0&a=1&i=0&mw=1600&mh=1200&fit=exact"},
+        {"/thumbnail/?l=0&a=1&p=1&size=256", "/thumbnail/?l=0&a=1&p=1&size=257"},
+        {"/thumbnail/?l=0&a=1&p=2&size=100", "/thumbnail/?l=0&a=1&p=2"},
     };
     for (auto& c : cases) {
         SCOPED_TRACE(c.target);
@@ -312,6 +319,111 @@ TEST_F(PictureTest, ValidatorsLetBrowsersKeepPicturesAndRevalidateWithoutWork) {
     std::string changed = fetch("/thumbnail/?l=0&a=1&p=6", "If-None-Match: " + before + "\r\n");
     EXPECT_EQ(statusLine(changed), "HTTP/1.1 200 OK") << "a changed file is sent again";
     EXPECT_NE(headerOf(changed, "ETag"), before);
+}
+
+TEST_F(PictureTest, ExactFitFillsTheBoxAndNeverEnlarges) {
+    struct Case {
+        const char* name;
+        const char* target;
+        int width, height;
+        const char* original = nullptr; // non-null: the file that must go out as stored
+    } cases[] = {
+        {"landscape touches the box height", "l=0&a=1&i=12&mw=1920&mh=1080", 1440, 1080},
+        {"height limits a narrow box", "l=0&a=1&i=0&mw=800&mh=500", 667, 500},
+        {"width limits a wide box", "l=0&a=1&i=0&mw=300&mh=1000", 300, 225},
+        {"a box the picture fits sends the original", "l=0&a=1&i=0&mw=1600&mh=1200", 1600, 1200,
+         "big.jpg"},
+        {"so does a huge box", "l=0&a=1&i=12&mw=99999999999&mh=99999999999", 4000, 3000,
+         "huge.jpg"},
+        {"a huge side is not taken as it is", "l=0&a=1&i=12&mw=99999&mh=1500", 2000, 1500},
+        {"no full-size downloads: re-encoded at its size", "l=1&a=1&i=0&mw=1600&mh=1200", 1600,
+         1200},
+        {"no full-size downloads: capped at 2048", "l=1&a=1&i=12&mw=5000&mh=5000", 2048, 1536},
+        {"a film's still", "l=0&a=1&i=5&mw=320&mh=320", 320, 240},
+        {"one pixel", "l=0&a=1&i=0&mw=1&mh=1", 1, 1},
+    };
+    for (auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::string reply = fetch(std::string("/image/?") + c.target + "&fit=exact");
+        expectJPEG(reply, c.width, c.height);
+        if (c.original)
+            EXPECT_EQ(bodyOf(reply), readFile(files->path(std::string("Library/") + c.original)));
+        else
+            EXPECT_NE(bodyOf(reply), big);
+    }
+    EXPECT_EQ(headerOf(fetch("/image/?l=0&a=1&i=1&mw=10&mh=10&fit=exact"), "Content-Type"),
+              "image/png")
+        << "pictures that are not JPEGs go out as without fit";
+}
+
+TEST_F(PictureTest, ExactFitRefusesBadBoxes) {
+    const char* targets[] = {
+        "mw=800&fit=exact",
+        "mh=600&fit=exact",
+        "mw=0&mh=600&fit=exact",
+        "mw=800&mh=-1&fit=exact",
+        "mw=abc&mh=600&fit=exact",
+        "mw=8e2&mh=600&fit=exact",
+        "mw=&mh=600&fit=exact",
+        "mw=800&mh=600&fit=",
+        "mw=800&mh=600&fit=EXACT",
+        "mw=800&mh=600&fit=cover",
+        "fit=exact",
+        "mw=1234567890123456789012&mh=600&fit=exact",
+    };
+    for (const char* target : targets) {
+        SCOPED_TRACE(target);
+        expectErrorPage(fetch(std::string("/image/?l=0&a=1&i=0&") + target));
+    }
+}
+
+TEST_F(PictureTest, SizedThumbnailsComeFromTheOriginal) {
+    struct Case {
+        const char* name;
+        const char* target;
+        int width, height;
+    } cases[] = {
+        {"from the original, not the 160 px thumbnail", "p=1&size=512", 512, 384},
+        {"the range's top", "p=1&size=1024", 1024, 768},
+        {"above the range is clamped", "p=1&size=5000", 1024, 768},
+        {"below the range is clamped", "p=1&size=10", 64, 48},
+        {"negative is clamped", "p=1&size=-300", 64, 48},
+        {"huge is clamped", "p=1&size=999999999999999999", 1024, 768},
+        {"an original smaller than the size keeps its own", "p=12&size=1024", 1024, 768},
+        {"a film: from its stored still, not enlarged", "p=6&size=1024", 640, 480},
+        {"not a JPEG: from the stored thumbnail", "p=2&size=100", 100, 75},
+    };
+    for (auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        expectJPEG(fetch(std::string("/thumbnail/?l=0&a=1&") + c.target), c.width, c.height);
+    }
+    expectJPEG(fetch("/thumbnail/?l=1&a=1&p=12&size=700"), 700, 525);
+    for (const char* garbage :
+         {"size=", "size=abc", "size=12px", "size=1e3", "size=+5", "size=1234567890123456789012"}) {
+        SCOPED_TRACE(garbage);
+        expectErrorPage(fetch(std::string("/thumbnail/?l=0&a=1&p=1&") + garbage));
+    }
+    expectErrorPage(fetch("/thumbnail/?l=0&a=1&p=8&size=256")); // neither file there
+}
+
+TEST_F(PictureTest, MadePicturesAreKeptAndServedAgainByteForByte) {
+    for (const char* target :
+         {"/thumbnail/?l=0&a=1&p=0042&size=300", "/image/?l=0&a=1&i=7&mw=555&mh=555&fit=exact"}) {
+        SCOPED_TRACE(target);
+        auto kept = [] {
+            std::error_code missing;
+            std::filesystem::directory_iterator entries(files->path("cache/tessellan"), missing);
+            return missing ? 0 : std::distance(entries, std::filesystem::directory_iterator());
+        };
+        auto before = kept();
+        std::string first = fetch(target);
+        EXPECT_EQ(kept(), before + 1) << "one entry kept";
+        std::string again = fetch(target);
+        EXPECT_EQ(statusLine(again), "HTTP/1.1 200 OK");
+        EXPECT_EQ(bodyOf(again), bodyOf(first));
+        EXPECT_EQ(headerOf(again, "ETag"), headerOf(first, "ETag"));
+        EXPECT_EQ(headerOf(again, "Content-Length"), headerOf(first, "Content-Length"));
+    }
 }
 
 TEST_F(PictureTest, PictureRefusals) {

@@ -1,0 +1,170 @@
+// FittedJPEG.cpp - decode at the nearest step above the box, shrink exactly, encode.
+#include "image/FittedJPEG.h"
+
+#include "image/JPEGStreams.h"
+#include "image/Resample.h"
+
+#include <algorithm>
+#include <cinttypes>
+#include <cstring>
+#include <jerror.h>
+#include <optional>
+#include <sstream>
+#include <vector>
+
+// The same guards as the shrinking in ScaledJPEG.cpp: memory of one decode, scans of a
+// progressive picture, and the pixels a header may claim per byte of its file.
+constexpr long kDecoderMemoryLimit = 1024L * 1024 * 1024;
+constexpr int kMaxScans = 1000;
+constexpr uint64_t kMaxPixelsPerByte = 2000;
+
+FittedSize fitInBox(uint32_t width, uint32_t height, uint32_t boxWidth, uint32_t boxHeight) {
+    if (width <= boxWidth && height <= boxHeight) return {width, height};
+    uint64_t w = width, h = height;
+    if (w * boxHeight >= h * boxWidth) { // the width limits
+        uint64_t other = (h * boxWidth * 2 + w) / (2 * w);
+        return {boxWidth, uint32_t(std::max<uint64_t>(other, 1))};
+    }
+    uint64_t other = (w * boxHeight * 2 + h) / (2 * h);
+    return {uint32_t(std::max<uint64_t>(other, 1)), boxHeight};
+}
+
+namespace {
+
+// What outlives the decoding frame below (which may be left by a longjmp, so holds no object
+// with a destructor): the rows, the shrink and the finished picture.
+struct Work {
+    FittedSize size{0, 0};
+    std::vector<uint8_t> rgb;     // one decoded row as RGB
+    std::vector<uint8_t> picture; // the fitted picture, size.width × size.height × 3
+    std::optional<Resampler> shrink;
+
+    void begin(uint32_t decodedWidth, uint32_t decodedHeight, FittedSize fitted) {
+        size = fitted;
+        rgb.resize(size_t(decodedWidth) * 3);
+        picture.resize(size_t(fitted.width) * fitted.height * 3);
+        if (decodedWidth != fitted.width || decodedHeight != fitted.height)
+            shrink.emplace(decodedWidth, decodedHeight, fitted.width, fitted.height,
+                           [this](const uint8_t* row, uint32_t y) {
+                               memcpy(&picture[size_t(y) * size.width * 3], row,
+                                      size_t(size.width) * 3);
+                           });
+    }
+
+    // One decoded row of `components` samples a pixel (3, or 4 for CMYK and YCCK, of which the
+    // first three are taken until those are converted).
+    void push(const JSAMPLE* row, uint32_t y, unsigned components) {
+        const uint8_t* from = row;
+        if (components != 3) {
+            for (size_t x = 0; x < rgb.size() / 3; ++x)
+                for (unsigned c = 0; c < 3; ++c)
+                    rgb[x * 3 + c] = row[x * components + (c < components ? c : 0)];
+            from = rgb.data();
+        }
+        if (shrink)
+            shrink->push(from);
+        else
+            memcpy(&picture[size_t(y) * size.width * 3], from, size_t(size.width) * 3);
+    }
+
+    // >>> UPRIGHT: the single place where the decoded picture (RGB rows of size.width ×
+    // size.height, top to bottom) may be turned by its EXIF orientation before it is encoded.
+    // Turning it swaps size.width and size.height for orientations 5 to 8.
+    void upright() {}
+};
+
+void scanLimit(j_common_ptr cinfo) {
+    auto* dinfo = reinterpret_cast<j_decompress_ptr>(cinfo);
+    if (dinfo->input_scan_number > kMaxScans) ERREXIT(cinfo, JERR_NOTIMPL);
+}
+
+// Decodes stream, fits it and encodes into encoded. Only plain C objects live in this frame.
+bool fitAndEncode(CFReadStreamRef stream, const char* name, uint32_t boxWidth, uint32_t boxHeight,
+                  int quality, std::ostream* encoded, Work* work) {
+    struct jpeg_decompress_struct dinfo;
+    struct jpeg_compress_struct cinfo;
+    struct jpeg_progress_mgr progress;
+    my_error_mgr jerr;
+    memset(&dinfo, 0, sizeof dinfo);
+    memset(&cinfo, 0, sizeof cinfo);
+    memset(&progress, 0, sizeof progress);
+
+    dinfo.err = jpeg_std_error(&jerr.pub);
+    jerr.pub.error_exit = my_error_exit;
+    if (setjmp(jerr.setjmp_buffer)) {
+        jpeg_destroy_decompress(&dinfo);
+        jpeg_destroy_compress(&cinfo);
+        return false;
+    }
+
+    jpeg_create_decompress(&dinfo);
+    dinfo.mem->max_memory_to_use = kDecoderMemoryLimit;
+    progress.progress_monitor = scanLimit;
+    dinfo.progress = &progress;
+    jpeg_stream_src(&dinfo, stream);
+    jpeg_read_header(&dinfo, TRUE);
+    uint64_t fileBytes = uint64_t(std::max<int64_t>(_CFReadStreamGetFileSize(stream), 0));
+    if (uint64_t(dinfo.image_width) * dinfo.image_height > fileBytes * kMaxPixelsPerByte) {
+        printf("picture '%s' claims %u x %u pixels in %" PRIu64 " bytes; not decoded\n", name,
+               unsigned(dinfo.image_width), unsigned(dinfo.image_height), fileBytes);
+        jpeg_destroy_decompress(&dinfo);
+        return false;
+    }
+    FittedSize fitted = fitInBox(dinfo.image_width, dinfo.image_height, boxWidth, boxHeight);
+    dinfo.scale_denom = 8;
+    for (unsigned eighths = 1; eighths <= 8; ++eighths) {
+        dinfo.scale_num = eighths;
+        jpeg_calc_output_dimensions(&dinfo);
+        if (dinfo.output_width >= fitted.width && dinfo.output_height >= fitted.height) break;
+    }
+    if (dinfo.jpeg_color_space == JCS_GRAYSCALE) dinfo.out_color_space = JCS_RGB;
+    jpeg_start_decompress(&dinfo);
+    JSAMPARRAY row =
+        (*dinfo.mem->alloc_sarray)(j_common_ptr(&dinfo), JPOOL_IMAGE,
+                                   dinfo.output_width * JDIMENSION(dinfo.output_components), 1);
+    work->begin(dinfo.output_width, dinfo.output_height, fitted);
+    while (dinfo.output_scanline < dinfo.output_height) {
+        JDIMENSION y = dinfo.output_scanline;
+        jpeg_read_scanlines(&dinfo, row, 1);
+        work->push(row[0], y, unsigned(dinfo.output_components));
+    }
+    jpeg_finish_decompress(&dinfo);
+    jpeg_destroy_decompress(&dinfo);
+
+    work->upright();
+
+    cinfo.err = jpeg_std_error(&jerr.pub);
+    jerr.pub.error_exit = my_error_exit;
+    jpeg_create_compress(&cinfo);
+    cinfo.image_width = work->size.width;
+    cinfo.image_height = work->size.height;
+    jpeg_stream_dest(&cinfo, encoded);
+    cinfo.input_components = 3;
+    cinfo.in_color_space = JCS_RGB;
+    jpeg_set_defaults(&cinfo);
+    jpeg_set_quality(&cinfo, quality, TRUE);
+    jpeg_start_compress(&cinfo, TRUE);
+    const size_t stride = size_t(work->size.width) * 3;
+    while (cinfo.next_scanline < cinfo.image_height) {
+        JSAMPROW rows[1] = {&work->picture[cinfo.next_scanline * stride]};
+        jpeg_write_scanlines(&cinfo, rows, 1);
+    }
+    jpeg_finish_compress(&cinfo);
+    jpeg_destroy_compress(&cinfo);
+    return true;
+}
+
+} // namespace
+
+bool writeFittedJPEG(const CFURL_t& url, uint32_t boxWidth, uint32_t boxHeight, int quality,
+                     std::ostream& out) {
+    CFReadStream_t stream(url);
+    std::ostringstream encoded;
+    Work work;
+    if (!fitAndEncode(stream, CFURLGetPOSIXPath(url), std::max(boxWidth, 1u),
+                      std::max(boxHeight, 1u), quality, &encoded, &work))
+        return false;
+    std::string_view bytes = encoded.view();
+    out.write(bytes.data(), std::streamsize(bytes.size()));
+    return true;
+}
