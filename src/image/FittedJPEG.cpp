@@ -1,7 +1,9 @@
 // FittedJPEG.cpp - decode at the nearest step above the box, shrink exactly, encode.
 #include "image/FittedJPEG.h"
 
+#include "image/DecodedRows.h"
 #include "image/JPEGStreams.h"
+#include "image/Orientation.h"
 #include "image/Resample.h"
 
 #include <algorithm>
@@ -51,14 +53,12 @@ struct Work {
                            });
     }
 
-    // One decoded row of `components` samples a pixel (3, or 4 for CMYK and YCCK, of which the
-    // first three are taken until those are converted).
-    void push(const JSAMPLE* row, uint32_t y, unsigned components) {
+    // One decoded row of `components` samples a pixel in the given ink (3 for RGB, 4 for CMYK
+    // and YCCK decoded as CMYK).
+    void push(const JSAMPLE* row, uint32_t y, unsigned components, Ink ink) {
         const uint8_t* from = row;
-        if (components != 3) {
-            for (size_t x = 0; x < rgb.size() / 3; ++x)
-                for (unsigned c = 0; c < 3; ++c)
-                    rgb[x * 3 + c] = row[x * components + (c < components ? c : 0)];
+        if (ink != Ink::None) {
+            toRGB(row, JDIMENSION(rgb.size() / 3), components, ink, rgb.data());
             from = rgb.data();
         }
         if (shrink)
@@ -67,10 +67,14 @@ struct Work {
             memcpy(&picture[size_t(y) * size.width * 3], from, size_t(size.width) * 3);
     }
 
-    // >>> UPRIGHT: the single place where the decoded picture (RGB rows of size.width ×
-    // size.height, top to bottom) may be turned by its EXIF orientation before it is encoded.
-    // Turning it swaps size.width and size.height for orientations 5 to 8.
-    void upright() {}
+    // Turns the fitted picture by its EXIF orientation; orientations 5 to 8 swap its sides.
+    void upright(int orientation) {
+        if (orientation == 1) return;
+        std::vector<uint8_t> turned(picture.size());
+        orientPixels(orientation, picture.data(), size.width, size.height, 3, turned.data());
+        picture.swap(turned);
+        if (orientationSwapsSides(orientation)) std::swap(size.width, size.height);
+    }
 };
 
 void scanLimit(j_common_ptr cinfo) {
@@ -102,6 +106,7 @@ bool fitAndEncode(CFReadStreamRef stream, const char* name, uint32_t boxWidth, u
     progress.progress_monitor = scanLimit;
     dinfo.progress = &progress;
     jpeg_stream_src(&dinfo, stream);
+    jpeg_save_markers(&dinfo, JPEG_APP0 + 1, 0xFFFF);
     jpeg_read_header(&dinfo, TRUE);
     uint64_t fileBytes = uint64_t(std::max<int64_t>(_CFReadStreamGetFileSize(stream), 0));
     if (uint64_t(dinfo.image_width) * dinfo.image_height > fileBytes * kMaxPixelsPerByte) {
@@ -110,15 +115,20 @@ bool fitAndEncode(CFReadStreamRef stream, const char* name, uint32_t boxWidth, u
         jpeg_destroy_decompress(&dinfo);
         return false;
     }
-    FittedSize fitted = fitInBox(dinfo.image_width, dinfo.image_height, boxWidth, boxHeight);
+    // The box is the upright picture's: a picture stored on its side meets it turned.
+    const int orientation = savedOrientation(&dinfo);
+    const bool swaps = orientationSwapsSides(orientation);
+    FittedSize fitted = fitInBox(dinfo.image_width, dinfo.image_height,
+                                 swaps ? boxHeight : boxWidth, swaps ? boxWidth : boxHeight);
     dinfo.scale_denom = 8;
     for (unsigned eighths = 1; eighths <= 8; ++eighths) {
         dinfo.scale_num = eighths;
         jpeg_calc_output_dimensions(&dinfo);
         if (dinfo.output_width >= fitted.width && dinfo.output_height >= fitted.height) break;
     }
-    if (dinfo.jpeg_color_space == JCS_GRAYSCALE) dinfo.out_color_space = JCS_RGB;
+    requestRGBOrCMYK(&dinfo);
     jpeg_start_decompress(&dinfo);
+    const Ink ink = decodedInk(&dinfo);
     JSAMPARRAY row =
         (*dinfo.mem->alloc_sarray)(j_common_ptr(&dinfo), JPOOL_IMAGE,
                                    dinfo.output_width * JDIMENSION(dinfo.output_components), 1);
@@ -126,12 +136,12 @@ bool fitAndEncode(CFReadStreamRef stream, const char* name, uint32_t boxWidth, u
     while (dinfo.output_scanline < dinfo.output_height) {
         JDIMENSION y = dinfo.output_scanline;
         jpeg_read_scanlines(&dinfo, row, 1);
-        work->push(row[0], y, unsigned(dinfo.output_components));
+        work->push(row[0], y, unsigned(dinfo.output_components), ink);
     }
     jpeg_finish_decompress(&dinfo);
     jpeg_destroy_decompress(&dinfo);
 
-    work->upright();
+    work->upright(orientation);
 
     cinfo.err = jpeg_std_error(&jerr.pub);
     jerr.pub.error_exit = my_error_exit;

@@ -1,7 +1,7 @@
 // ScaledJPEG.cpp - the decode-scale-encode loop and the header size reader.
 #include "image/ScaledJPEG.h"
 
-#include "image/ExifData.h"
+#include "image/DecodedRows.h"
 #include "image/JPEGStreams.h"
 #include "image/Orientation.h"
 
@@ -78,44 +78,6 @@ static void _applyLimit(j_decompress_ptr dinfo, uint32_t limit, JDIMENSION& widt
     height = JDIMENSION(h ? h : 1);
 }
 
-// The EXIF orientation of the first saved APP1 marker that holds EXIF; 1 without one.
-static int _orientation(j_decompress_ptr dinfo) {
-    for (jpeg_saved_marker_ptr m = dinfo->marker_list; m; m = m->next)
-        if (m->marker == JPEG_APP0 + 1 && m->data_length >= 6 &&
-            memcmp(m->data, "Exif\0\0", 6) == 0)
-            return ExifData::readOrientation(m->data, m->data_length);
-    return 1;
-}
-
-// How decoded rows become RGB.
-enum class Ink {
-    None,     // three samples a pixel: as they are
-    Plain,    // CMYK, 255 meaning full ink
-    Inverted, // CMYK as Adobe writes it, 255 meaning no ink (files with the Adobe marker)
-    Other,    // any other count of samples: the first one repeated (or the first three taken)
-};
-
-static inline JSAMPLE _times(unsigned a, unsigned b) {
-    return JSAMPLE((a * b + 127) / 255);
-}
-
-// Writes width RGB pixels into out from a decoded row of components samples a pixel.
-static void _toRGB(const JSAMPLE* in, JDIMENSION width, unsigned components, Ink ink,
-                   JSAMPLE* out) {
-    for (JDIMENSION x = 0; x < width; ++x, in += components, out += 3) {
-        if (ink == Ink::Other) {
-            for (unsigned c = 0; c < 3; ++c)
-                out[c] = in[c < components ? c : 0];
-            continue;
-        }
-        unsigned c = in[0], m = in[1], y = in[2], k = in[3];
-        if (ink == Ink::Plain) c = 255 - c, m = 255 - m, y = 255 - y, k = 255 - k;
-        out[0] = _times(c, k);
-        out[1] = _times(m, k);
-        out[2] = _times(y, k);
-    }
-}
-
 // Decodes from stream and encodes into encoded. Only plain C objects live in this frame: the
 // error exit longjmps back into it, past library frames only.
 static bool _transcode(CFReadStreamRef stream, const char* name, uint32_t maxWidth,
@@ -153,23 +115,17 @@ static bool _transcode(CFReadStreamRef stream, const char* name, uint32_t maxWid
         return false;
     }
     // The box is the upright picture's: a picture stored on its side meets it turned.
-    const int orientation = _orientation(&dinfo);
+    const int orientation = savedOrientation(&dinfo);
     const bool turn = orientation != 1, swaps = orientationSwapsSides(orientation);
     _chooseScale(&dinfo, swaps ? maxHeight : maxWidth, swaps ? maxWidth : maxHeight, scale);
     JDIMENSION width, height;
     _applyLimit(&dinfo, sizeLimit, width, height);
     // The encoder takes three samples a pixel. Grey rows are expanded to RGB by the decoder;
     // CMYK and YCCK ones are decoded as CMYK and converted by their ink here.
-    if (dinfo.jpeg_color_space == JCS_GRAYSCALE) dinfo.out_color_space = JCS_RGB;
-    if (dinfo.jpeg_color_space == JCS_CMYK || dinfo.jpeg_color_space == JCS_YCCK)
-        dinfo.out_color_space = JCS_CMYK;
+    requestRGBOrCMYK(&dinfo);
     jpeg_start_decompress(&dinfo);
     const unsigned components = unsigned(dinfo.output_components);
-    Ink ink = Ink::None;
-    if (dinfo.out_color_space == JCS_CMYK && components == 4)
-        ink = dinfo.saw_Adobe_marker ? Ink::Inverted : Ink::Plain;
-    else if (components != 3)
-        ink = Ink::Other;
+    const Ink ink = decodedInk(&dinfo);
     JSAMPARRAY row = (*dinfo.mem->alloc_sarray)(j_common_ptr(&dinfo), JPOOL_IMAGE,
                                                 dinfo.output_width * JDIMENSION(components), 1);
     // The decoded row in RGB, when it is not RGB already.
@@ -215,7 +171,7 @@ static bool _transcode(CFReadStreamRef stream, const char* name, uint32_t maxWid
         }
         JSAMPLE* line = row[0];
         if (ink != Ink::None) {
-            _toRGB(row[0], dinfo.output_width, components, ink, rgbRow);
+            toRGB(row[0], dinfo.output_width, components, ink, rgbRow);
             line = rgbRow;
         }
         if (resample) {

@@ -146,9 +146,13 @@ void ExactFitPicture(std::unique_ptr<HttpReply>& reply, std::ostream& out, Media
              fullSize ? "" : "l");
     Validator made = FileValidator(file.info(), variant);
     if (NotModified(made)) return ReplyNotModified(reply, made, CachePolicy::Keep);
-    int width = 0, height = 0;
-    bool known = getJPEGSize(readingURL(file), width, height) && width > 0 && height > 0;
-    if (known && fullSize && uint32_t(width) <= askedWidth && uint32_t(height) <= askedHeight) {
+    // The original as a browser shows it: upright.
+    ImageSize stored = {0, 0};
+    getImageInfo(readingURL(file), &stored, nullptr);
+    ImageSize shown = uprightSize(stored);
+    bool known = shown.width > 0 && shown.height > 0;
+    if (known && fullSize && uint32_t(shown.width) <= askedWidth &&
+        uint32_t(shown.height) <= askedHeight) {
         // It already fits: the original is smaller than any re-encode of it.
         reply = deliverImage(file, "image/jpeg");
         SetValidator(*reply, made, CachePolicy::Keep);

@@ -1,5 +1,6 @@
 // Orientation_test.cpp - the eight pixel mappings, and shrunk pictures coming out upright.
 #include "ImageFixtures.h"
+#include "image/FittedJPEG.h"
 #include "image/ImageInfo.h"
 #include "image/Orientation.h"
 #include "image/ScaledJPEG.h"
@@ -103,6 +104,27 @@ TEST(Orientation, ShrunkPicturesComeOutUprightWithTheBoxAppliedUpright) {
                                 12)
                         << "orientation " << value << " quarter " << quarter << " sample " << c;
             }
+        }
+    }
+}
+
+TEST(Orientation, ExactFitsComeOutUprightFittingTheBoxUpright) {
+    TempDir dir;
+    for (unsigned value : {1u, 3u, 5u, 6u, 7u, 8u}) {
+        CFURL_t url = dir.write("turned.jpg", storedOnItsSide(value));
+        std::ostringstream out;
+        ASSERT_TRUE(writeFittedJPEG(url, kWidth / 2, kHeight / 2, 90, out)) << value;
+        int width = 0, height = 0;
+        std::vector<uint8_t> rgb;
+        ASSERT_TRUE(decodeRGB(out.str(), width, height, rgb)) << value;
+        ASSERT_EQ(width, kWidth / 2) << "orientation " << value;
+        ASSERT_EQ(height, kHeight / 2) << "orientation " << value;
+        for (int quarter = 0; quarter < 4; ++quarter) {
+            int x = width / 4 + (quarter % 2) * width / 2;
+            int y = height / 4 + (quarter / 2) * height / 2;
+            for (int c = 0; c < 3; ++c)
+                EXPECT_NEAR(rgb[size_t(y * width + x) * 3 + size_t(c)], kQuarters[quarter][c], 16)
+                    << "orientation " << value << " quarter " << quarter << " sample " << c;
         }
     }
 }
