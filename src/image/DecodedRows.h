@@ -6,6 +6,18 @@
 
 #include <cstdint>
 
+// Progressive pictures are buffered whole as coefficients by the decoder. A header may claim
+// any size up to 65500 x 65500, so cap what one decode may take (a 100-megapixel progressive
+// picture needs about 300 MB) rather than let a bad file exhaust the machine.
+constexpr long kDecoderMemoryLimit = 1024L * 1024 * 1024;
+// Real progressive pictures have about ten scans; thousands of tiny ones only waste time.
+constexpr int kMaxScans = 1000;
+// A JPEG whose header claims more pixels than this per byte of its file is refused before
+// decoding. Huffman coding spends at least one bit on every 8 x 8 block, so even a picture of
+// one flat colour stays below 512 pixels a byte; a claim four times that comes from a forged
+// or cut header, whose decode would only turn made-up data into pixels for seconds.
+constexpr uint64_t kMaxPixelsPerByte = 2000;
+
 // How decoded rows become RGB.
 enum class Ink {
     None,     // three samples a pixel: as they are

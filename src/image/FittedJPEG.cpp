@@ -14,12 +14,6 @@
 #include <sstream>
 #include <vector>
 
-// The same guards as the shrinking in ScaledJPEG.cpp: memory of one decode, scans of a
-// progressive picture, and the pixels a header may claim per byte of its file.
-constexpr long kDecoderMemoryLimit = 1024L * 1024 * 1024;
-constexpr int kMaxScans = 1000;
-constexpr uint64_t kMaxPixelsPerByte = 2000;
-
 FittedSize fitInBox(uint32_t width, uint32_t height, uint32_t boxWidth, uint32_t boxHeight) {
     if (width <= boxWidth && height <= boxHeight) return {width, height};
     uint64_t w = width, h = height;
