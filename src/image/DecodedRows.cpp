@@ -3,7 +3,44 @@
 
 #include "image/ExifData.h"
 
+#include <algorithm>
+#include <cinttypes>
+#include <cstdio>
 #include <cstring>
+#include <jerror.h>
+
+// Progressive pictures are buffered whole as coefficients by the decoder. A header may claim
+// any size up to 65500 x 65500, so cap what one decode may take (a 100-megapixel progressive
+// picture needs about 300 MB) rather than let a bad file exhaust the machine.
+constexpr long kDecoderMemoryLimit = 1024L * 1024 * 1024;
+// Real progressive pictures have about ten scans; thousands of tiny ones only waste time.
+constexpr int kMaxScans = 1000;
+// A JPEG whose header claims more pixels than this per byte of its file is refused before
+// decoding. Huffman coding spends at least one bit on every 8 x 8 block, so even a picture of
+// one flat colour stays below 512 pixels a byte; a claim four times that comes from a forged
+// or cut header, whose decode would only turn made-up data into pixels for seconds.
+constexpr uint64_t kMaxPixelsPerByte = 2000;
+
+static void _scanLimit(j_common_ptr cinfo) {
+    auto* dinfo = reinterpret_cast<j_decompress_ptr>(cinfo);
+    if (dinfo->input_scan_number > kMaxScans) ERREXIT(cinfo, JERR_NOTIMPL);
+}
+
+bool readGuardedHeader(j_decompress_ptr dinfo, jpeg_progress_mgr* progress, CFReadStreamRef stream,
+                       const char* name) {
+    dinfo->mem->max_memory_to_use = kDecoderMemoryLimit;
+    progress->progress_monitor = _scanLimit;
+    dinfo->progress = progress;
+    jpeg_stream_src(dinfo, stream);
+    jpeg_save_markers(dinfo, JPEG_APP0 + 1, 0xFFFF);
+    jpeg_read_header(dinfo, TRUE);
+    uint64_t fileBytes = uint64_t(std::max<int64_t>(_CFReadStreamGetFileSize(stream), 0));
+    if (uint64_t(dinfo->image_width) * dinfo->image_height <= fileBytes * kMaxPixelsPerByte)
+        return true;
+    printf("picture '%s' claims %u x %u pixels in %" PRIu64 " bytes; not decoded\n", name,
+           unsigned(dinfo->image_width), unsigned(dinfo->image_height), fileBytes);
+    return false;
+}
 
 int savedOrientation(j_decompress_ptr dinfo) {
     for (jpeg_saved_marker_ptr m = dinfo->marker_list; m; m = m->next)

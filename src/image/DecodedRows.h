@@ -6,18 +6,6 @@
 
 #include <cstdint>
 
-// Progressive pictures are buffered whole as coefficients by the decoder. A header may claim
-// any size up to 65500 x 65500, so cap what one decode may take (a 100-megapixel progressive
-// picture needs about 300 MB) rather than let a bad file exhaust the machine.
-constexpr long kDecoderMemoryLimit = 1024L * 1024 * 1024;
-// Real progressive pictures have about ten scans; thousands of tiny ones only waste time.
-constexpr int kMaxScans = 1000;
-// A JPEG whose header claims more pixels than this per byte of its file is refused before
-// decoding. Huffman coding spends at least one bit on every 8 x 8 block, so even a picture of
-// one flat colour stays below 512 pixels a byte; a claim four times that comes from a forged
-// or cut header, whose decode would only turn made-up data into pixels for seconds.
-constexpr uint64_t kMaxPixelsPerByte = 2000;
-
 // How decoded rows become RGB.
 enum class Ink {
     None,     // three samples a pixel: as they are
@@ -25,6 +13,15 @@ enum class Ink {
     Inverted, // CMYK as Adobe writes it, 255 meaning no ink (files with the Adobe marker)
     Other,    // any other count of samples: the first one repeated (or the first three taken)
 };
+
+// Points a created decoder at stream under the decoding guards (memory of one decode, scans of
+// a progressive picture, pixels a header may claim per byte; progress becomes its
+// progress monitor and must outlive the decode), keeps its APP1 markers and reads its header.
+// False, after one line naming the picture, when the header claims more pixels than the file's
+// bytes could hold; the caller then destroys the decoder. A libjpeg error longjmps past this
+// frame, which holds nothing to clean up. REQUIRES: dinfo created with an error manager.
+bool readGuardedHeader(j_decompress_ptr dinfo, jpeg_progress_mgr* progress, CFReadStreamRef stream,
+                       const char* name);
 
 // The EXIF orientation of the first saved APP1 marker that holds EXIF; 1 without one.
 // REQUIRES: jpeg_save_markers(dinfo, JPEG_APP0 + 1, 0xFFFF) before the header was read.

@@ -71,11 +71,6 @@ struct Work {
     }
 };
 
-void scanLimit(j_common_ptr cinfo) {
-    auto* dinfo = reinterpret_cast<j_decompress_ptr>(cinfo);
-    if (dinfo->input_scan_number > kMaxScans) ERREXIT(cinfo, JERR_NOTIMPL);
-}
-
 // Decodes stream, fits it and encodes into encoded. Only plain C objects live in this frame.
 bool fitAndEncode(CFReadStreamRef stream, const char* name, uint32_t boxWidth, uint32_t boxHeight,
                   int quality, std::ostream* encoded, Work* work) {
@@ -96,16 +91,7 @@ bool fitAndEncode(CFReadStreamRef stream, const char* name, uint32_t boxWidth, u
     }
 
     jpeg_create_decompress(&dinfo);
-    dinfo.mem->max_memory_to_use = kDecoderMemoryLimit;
-    progress.progress_monitor = scanLimit;
-    dinfo.progress = &progress;
-    jpeg_stream_src(&dinfo, stream);
-    jpeg_save_markers(&dinfo, JPEG_APP0 + 1, 0xFFFF);
-    jpeg_read_header(&dinfo, TRUE);
-    uint64_t fileBytes = uint64_t(std::max<int64_t>(_CFReadStreamGetFileSize(stream), 0));
-    if (uint64_t(dinfo.image_width) * dinfo.image_height > fileBytes * kMaxPixelsPerByte) {
-        printf("picture '%s' claims %u x %u pixels in %" PRIu64 " bytes; not decoded\n", name,
-               unsigned(dinfo.image_width), unsigned(dinfo.image_height), fileBytes);
+    if (!readGuardedHeader(&dinfo, &progress, stream, name)) {
         jpeg_destroy_decompress(&dinfo);
         return false;
     }

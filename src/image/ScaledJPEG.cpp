@@ -14,11 +14,6 @@
 #include <sstream>
 #include <vector>
 
-static void _scanLimit(j_common_ptr cinfo) {
-    auto* dinfo = reinterpret_cast<j_decompress_ptr>(cinfo);
-    if (dinfo->input_scan_number > kMaxScans) ERREXIT(cinfo, JERR_NOTIMPL);
-}
-
 // Chooses the reduction for a box; see writeScaledJPEG.
 static void _chooseScale(j_decompress_ptr dinfo, uint32_t maxWidth, uint32_t maxHeight,
                          int32_t scale) {
@@ -89,16 +84,7 @@ static bool _transcode(CFReadStreamRef stream, const char* name, uint32_t maxWid
     }
 
     jpeg_create_decompress(&dinfo);
-    dinfo.mem->max_memory_to_use = kDecoderMemoryLimit;
-    progress.progress_monitor = _scanLimit;
-    dinfo.progress = &progress;
-    jpeg_stream_src(&dinfo, stream);
-    jpeg_save_markers(&dinfo, JPEG_APP0 + 1, 0xFFFF);
-    jpeg_read_header(&dinfo, TRUE);
-    uint64_t fileBytes = uint64_t(std::max<int64_t>(_CFReadStreamGetFileSize(stream), 0));
-    if (uint64_t(dinfo.image_width) * dinfo.image_height > fileBytes * kMaxPixelsPerByte) {
-        printf("picture '%s' claims %u x %u pixels in %" PRIu64 " bytes; not decoded\n", name,
-               unsigned(dinfo.image_width), unsigned(dinfo.image_height), fileBytes);
+    if (!readGuardedHeader(&dinfo, &progress, stream, name)) {
         jpeg_destroy_decompress(&dinfo);
         return false;
     }
