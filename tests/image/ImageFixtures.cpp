@@ -27,38 +27,14 @@ std::string encodeJPEG(int width, int height, int components, int quality, bool 
 
 std::string encodePixels(int width, int height, const std::vector<uint8_t>& samples,
                          FileColours colours, bool adobe, const std::string& app1) {
-    const int components = colours == FileColours::RGB ? 3 : 4;
-    jpeg_compress_struct cinfo;
-    jpeg_error_mgr jerr;
-    cinfo.err = jpeg_std_error(&jerr);
-    jpeg_create_compress(&cinfo);
-    unsigned char* buffer = nullptr;
-    unsigned long size = 0;
-    jpeg_mem_dest(&cinfo, &buffer, &size);
-    cinfo.image_width = JDIMENSION(width);
-    cinfo.image_height = JDIMENSION(height);
-    cinfo.input_components = components;
-    cinfo.in_color_space = components == 3 ? JCS_RGB : JCS_CMYK;
-    jpeg_set_defaults(&cinfo);
-    if (colours == FileColours::YCCK) jpeg_set_colorspace(&cinfo, JCS_YCCK);
-    jpeg_set_quality(&cinfo, 95, TRUE);
-    for (int c = 0; c < cinfo.num_components; ++c)
-        cinfo.comp_info[c].h_samp_factor = cinfo.comp_info[c].v_samp_factor = 1;
-    cinfo.write_Adobe_marker = adobe ? TRUE : FALSE;
-    jpeg_start_compress(&cinfo, TRUE);
-    if (!app1.empty())
-        jpeg_write_marker(&cinfo, JPEG_APP0 + 1, reinterpret_cast<const JOCTET*>(app1.data()),
-                          unsigned(app1.size()));
-    while (cinfo.next_scanline < cinfo.image_height) {
-        JSAMPROW row[1] = {const_cast<JSAMPLE*>(samples.data()) +
-                           size_t(cinfo.next_scanline) * size_t(width) * size_t(components)};
-        jpeg_write_scanlines(&cinfo, row, 1);
-    }
-    jpeg_finish_compress(&cinfo);
-    std::string out(reinterpret_cast<const char*>(buffer), size);
-    jpeg_destroy_compress(&cinfo);
-    free(buffer);
-    return out;
+    testsupport::JpegOptions options;
+    options.components = colours == FileColours::RGB ? 3 : 4;
+    options.quality = 95;
+    options.samples = &samples;
+    options.ycck = colours == FileColours::YCCK;
+    options.adobe = adobe;
+    options.app1 = app1;
+    return testsupport::encodeJPEG(width, height, options);
 }
 
 bool decodeRGB(const std::string& jpeg, int& width, int& height, std::vector<uint8_t>& rgb) {

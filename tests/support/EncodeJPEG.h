@@ -1,8 +1,10 @@
 // EncodeJPEG.h - JPEG bytes made with libjpeg for the tests' pictures.
 #pragma once
 
+#include <algorithm>
 #include <cstdio> // jpeglib.h needs FILE declared first
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +19,12 @@ struct JpegOptions {
     bool progressive = false;
     std::string app1;     // non-empty: written as an APP1 segment after the JFIF header
     bool gradient = true; // false: every sample is mid-grey (128)
+    // Non-null: the picture's samples, components a pixel, rows top-down (gradient is ignored);
+    // they are stored without subsampling.
+    const std::vector<uint8_t>* samples = nullptr;
+    bool ycck = false; // four components stored as YCCK rather than CMYK
+    std::optional<bool>
+        adobe; // write the Adobe marker or not; unset: libjpeg's default (CMYK only)
 };
 
 // The width × height picture, compressed in memory.
@@ -34,7 +42,12 @@ inline std::string encodeJPEG(int width, int height, const JpegOptions& options 
     cinfo.input_components = components;
     cinfo.in_color_space = components == 1 ? JCS_GRAYSCALE : components == 4 ? JCS_CMYK : JCS_RGB;
     jpeg_set_defaults(&cinfo);
+    if (options.ycck) jpeg_set_colorspace(&cinfo, JCS_YCCK);
     jpeg_set_quality(&cinfo, options.quality, TRUE);
+    if (options.samples)
+        for (int c = 0; c < cinfo.num_components; ++c)
+            cinfo.comp_info[c].h_samp_factor = cinfo.comp_info[c].v_samp_factor = 1;
+    if (options.adobe) cinfo.write_Adobe_marker = *options.adobe ? TRUE : FALSE;
     cinfo.write_JFIF_header = options.jfif ? TRUE : FALSE;
     if (options.progressive) jpeg_simple_progression(&cinfo);
     jpeg_start_compress(&cinfo, TRUE);
@@ -45,7 +58,9 @@ inline std::string encodeJPEG(int width, int height, const JpegOptions& options 
     std::vector<JSAMPLE> row(size_t(width) * size_t(components), 128);
     while (cinfo.next_scanline < cinfo.image_height) {
         int y = int(cinfo.next_scanline);
-        if (options.gradient)
+        if (options.samples)
+            std::copy_n(options.samples->data() + size_t(y) * row.size(), row.size(), row.data());
+        else if (options.gradient)
             for (int x = 0; x < width; ++x)
                 for (int c = 0; c < components; ++c)
                     row[size_t(x * components + c)] =
