@@ -1,6 +1,7 @@
 // RequestStepHttp_test.cpp - the end of the request step through HandleRequest: gzip, 304 and
 // byte ranges together, as responders' replies meet them.
 #include "settings/PreferenceStore.h"
+#include "support/Inflate.h"
 #include "support/TempFolder.h"
 #include "web/Gzip.h"
 #include "web/RequestHandler.h"
@@ -11,6 +12,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <zlib.h>
+
+using testsupport::inflateAll;
 
 namespace {
 
@@ -47,20 +50,6 @@ void earlyResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, c
         return ReplyNotModified(reply, validator, CachePolicy::Revalidate);
     }
     textResponder(reply, path, vars, out);
-}
-
-std::string inflateAll(std::string_view gzip) {
-    z_stream stream = {};
-    inflateInit2(&stream, 15 + 16);
-    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(gzip.data()));
-    stream.avail_in = uInt(gzip.size());
-    std::string out(1 << 20, '\0');
-    stream.next_out = reinterpret_cast<Bytef*>(out.data());
-    stream.avail_out = uInt(out.size());
-    int status = inflate(&stream, Z_FINISH);
-    out.resize(stream.total_out);
-    inflateEnd(&stream);
-    return status == Z_STREAM_END ? out : "(broken)";
 }
 
 class RequestStepHttpTest : public ::testing::Test {

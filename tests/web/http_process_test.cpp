@@ -1,5 +1,6 @@
 // http_process_test.cpp - what browsers expect of the running server: gzip for text, 304 for
 // what the client holds, byte ranges of files, on keep-alive connections.
+#include "support/Inflate.h"
 #include "support/ServerProcess.h"
 #include "support/TempFolder.h"
 
@@ -8,21 +9,9 @@
 
 using namespace testsupport;
 
-namespace {
+using testsupport::inflateAll;
 
-std::string inflateAll(const std::string& gzip) {
-    z_stream stream = {};
-    inflateInit2(&stream, 15 + 16);
-    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(gzip.data()));
-    stream.avail_in = uInt(gzip.size());
-    std::string out(1 << 20, '\0');
-    stream.next_out = reinterpret_cast<Bytef*>(out.data());
-    stream.avail_out = uInt(out.size());
-    int status = inflate(&stream, Z_FINISH);
-    out.resize(stream.total_out);
-    inflateEnd(&stream);
-    return status == Z_STREAM_END ? out : "(not a whole gzip member)";
-}
+namespace {
 
 class HttpProcessTest : public ::testing::Test {
   protected:
