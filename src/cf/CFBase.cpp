@@ -69,19 +69,3 @@ CFIndex CFGetRetainCount(CFTypeRef value) {
     return count == kCFImmortal ? CFIndex(0x7FFFFFFF) : CFIndex(count);
 }
 
-bool CFEqual(CFTypeRef a, CFTypeRef b) {
-    if (a == b) return true;
-    if (!a || !b || CFGetTypeID(a) != CFGetTypeID(b)) return false;
-    switch (CFGetTypeID(a)) {
-    case kCFStringTypeID:
-        return _CFStringEqual(a, b);
-    case kCFNumberTypeID:
-        return _CFNumberEqual(a, b);
-    case kCFDateTypeID:
-        return _CFDateEqual(a, b);
-    case kCFDataTypeID:
-        return _CFDataEqual(a, b);
-    default:
-        return false;
-    }
-}

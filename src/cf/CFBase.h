@@ -56,8 +56,6 @@ void CFRelease(CFTypeRef value);
 CFTypeID CFGetTypeID(CFTypeRef value);
 // The current count; constants answer a very large number.
 CFIndex CFGetRetainCount(CFTypeRef value);
-// Value equality for strings, numbers, booleans, dates and data; identity for the rest.
-bool CFEqual(CFTypeRef a, CFTypeRef b);
 
 // For the value implementations: allocates `size` zeroed bytes headed by a CFRuntimeBase with
 // the type id and a count of one. Never returns null (aborts when memory is exhausted).

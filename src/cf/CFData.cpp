@@ -67,8 +67,3 @@ void _CFDataFinalize(CFTypeRef value) {
     free(static_cast<const CFData*>(value)->bytes);
 }
 
-bool _CFDataEqual(CFTypeRef a, CFTypeRef b) {
-    auto* x = static_cast<CFDataRef>(a);
-    auto* y = static_cast<CFDataRef>(b);
-    return x->length == y->length && (x->length == 0 || memcmp(x->bytes, y->bytes, x->length) == 0);
-}

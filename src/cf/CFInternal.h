@@ -9,8 +9,3 @@ void _CFURLFinalize(CFTypeRef value);
 void _CFArrayFinalize(CFTypeRef value);
 void _CFDictionaryFinalize(CFTypeRef value);
 void _CFReadStreamFinalize(CFTypeRef value);
-
-bool _CFStringEqual(CFTypeRef a, CFTypeRef b);
-bool _CFNumberEqual(CFTypeRef a, CFTypeRef b);
-bool _CFDateEqual(CFTypeRef a, CFTypeRef b);
-bool _CFDataEqual(CFTypeRef a, CFTypeRef b);

@@ -112,16 +112,6 @@ bool CFNumberIsFloatType(CFNumberRef n) {
     return n->real;
 }
 
-bool _CFNumberEqual(CFTypeRef a, CFTypeRef b) {
-    auto* x = static_cast<CFNumberRef>(a);
-    auto* y = static_cast<CFNumberRef>(b);
-    if (!x->real && !y->real) return x->integer == y->integer;
-    double u, v;
-    CFNumberGetValue(x, kCFNumberDoubleType, &u);
-    CFNumberGetValue(y, kCFNumberDoubleType, &v);
-    return u == v;
-}
-
 CFTypeID CFBooleanGetTypeID() {
     return kCFBooleanTypeID;
 }
@@ -135,10 +125,6 @@ bool CFBooleanGetValue(CFBooleanRef b) {
     return b->value;
 }
 
-CFTypeID CFDateGetTypeID() {
-    return kCFDateTypeID;
-}
-
 CFDateRef CFDateCreate(CFAbsoluteTime time) {
     auto* d = static_cast<CFDate*>(_CFRuntimeCreate(kCFDateTypeID, sizeof(CFDate)));
     d->time = time;
@@ -149,12 +135,3 @@ CFAbsoluteTime CFDateGetAbsoluteTime(CFDateRef date) {
     return date->time;
 }
 
-bool _CFDateEqual(CFTypeRef a, CFTypeRef b) {
-    return static_cast<CFDateRef>(a)->time == static_cast<CFDateRef>(b)->time;
-}
-
-CFAbsoluteTime CFAbsoluteTimeGetCurrent() {
-    timespec now;
-    clock_gettime(CLOCK_REALTIME, &now);
-    return double(now.tv_sec) + now.tv_nsec / 1e9 - kCFAbsoluteTimeIntervalSince1970;
-}

@@ -36,9 +36,6 @@ extern const CFBooleanRef kCFBooleanTrue;
 extern const CFBooleanRef kCFBooleanFalse;
 bool CFBooleanGetValue(CFBooleanRef boolean);
 
-CFTypeID CFDateGetTypeID();
 // The caller must release.
 CFDateRef CFDateCreate(CFAbsoluteTime time);
 CFAbsoluteTime CFDateGetAbsoluteTime(CFDateRef date);
-// The current time.
-CFAbsoluteTime CFAbsoluteTimeGetCurrent();

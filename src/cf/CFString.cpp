@@ -52,10 +52,6 @@ void _CFStringFinalize(CFTypeRef value) {
     if (s->mutableStore) free(s->chars);
 }
 
-bool _CFStringEqual(CFTypeRef a, CFTypeRef b) {
-    return CFStringEqual(static_cast<CFStringRef>(a), static_cast<CFStringRef>(b));
-}
-
 // --- UTF-8 decoding -------------------------------------------------------------------------
 
 // Decodes one code point at p (below end). Returns its byte length, or 0 when the sequence is
@@ -323,13 +319,6 @@ bool CFStringEqual(CFStringRef a, CFStringRef b) {
     return CFStringCompare(a, b, 0) == kCFCompareEqualTo;
 }
 
-size_t CFStringHash(CFStringRef s) {
-    size_t h = 1469598103934665603ull;
-    for (uint32_t i = 0; i < s->length; ++i)
-        h = (h ^ _unit(s, i)) * 1099511628211ull;
-    return h;
-}
-
 static bool _matchesAt(CFStringRef s, CFStringRef part, CFIndex at) {
     for (uint32_t i = 0; i < part->length; ++i)
         if (_unit(s, at + i) != _unit(part, i)) return false;
@@ -338,10 +327,6 @@ static bool _matchesAt(CFStringRef s, CFStringRef part, CFIndex at) {
 
 bool CFStringHasSuffix(CFStringRef s, CFStringRef suffix) {
     return suffix->length <= s->length && _matchesAt(s, suffix, s->length - suffix->length);
-}
-
-bool CFStringHasPrefix(CFStringRef s, CFStringRef prefix) {
-    return prefix->length <= s->length && _matchesAt(s, prefix, 0);
 }
 
 int32_t CFStringGetIntValue(CFStringRef s) {
@@ -404,10 +389,3 @@ void CFStringAppend(CFMutableStringRef s, CFStringRef appended) {
     s->length += n;
 }
 
-bool CFStringAppendBytes(CFMutableStringRef s, std::string_view bytes, CFStringEncoding encoding) {
-    CFStringRef piece = CFStringCreateWithBytes(bytes.data(), CFIndex(bytes.size()), encoding);
-    if (!piece) return false;
-    CFStringAppend(s, piece);
-    CFRelease(piece);
-    return true;
-}

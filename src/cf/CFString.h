@@ -61,18 +61,12 @@ std::string CFStringGetUTF8(CFStringRef string);
 // Literal, case-sensitive comparison of the UTF-16 units (options are not supported: pass 0).
 CFComparisonResult CFStringCompare(CFStringRef a, CFStringRef b, unsigned options);
 bool CFStringHasSuffix(CFStringRef string, CFStringRef suffix);
-bool CFStringHasPrefix(CFStringRef string, CFStringRef prefix);
 // The leading integer: optional white space, an optional sign, then digits; 0 when there are
 // none. Values beyond 32 bits are clamped.
 int32_t CFStringGetIntValue(CFStringRef string);
 // Equality of the units, with a fast answer for the same object.
 bool CFStringEqual(CFStringRef a, CFStringRef b);
-// A hash of the units, equal for equal strings.
-size_t CFStringHash(CFStringRef string);
 
 // Mutable strings: an empty string that grows. The caller must release.
 CFMutableStringRef CFStringCreateMutable(CFIndex maxLength);
 void CFStringAppend(CFMutableStringRef string, CFStringRef appended);
-// Appends bytes in UTF-8 or ISO Latin 1 (invalid UTF-8 appends nothing and returns false).
-bool CFStringAppendBytes(CFMutableStringRef string, std::string_view bytes,
-                         CFStringEncoding encoding);
