@@ -1,58 +1,56 @@
 // preferences_test.cpp - preference readers, their defaults, and the preferences file.
 #include "settings/PreferenceStore.h"
 #include "settings/Preferences.h"
+#include "support/TempFolder.h"
 
-#include <cstdio>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <sstream>
 #include <unistd.h>
 
 namespace {
 
+using testsupport::readFile;
+
 class PreferencesTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        char folder[] = "/tmp/tessellan-prefsXXXXXX";
-        ASSERT_NE(mkdtemp(folder), nullptr);
-        dir = folder;
-        path = dir + "/sub/prefs.plist";
+        path = folder.path("sub/prefs.plist");
         CFPreferencesSetPath(path);
         syncPrefs = 0;
     }
-    void TearDown() override {
-        std::string command = "rm -rf '" + dir + "'";
-        ASSERT_EQ(system(command.c_str()), 0);
-    }
-    void writeFile(const std::string& text) {
-        std::string command = "mkdir -p '" + dir + "/sub'";
-        ASSERT_EQ(system(command.c_str()), 0);
-        std::ofstream(path) << text;
+    void writePrefs(const std::string& dictBody) {
+        folder.write("sub/prefs.plist", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist "
+                                        "version=\"1.0\"><dict>" +
+                                            dictBody + "</dict></plist>\n");
         CFPreferencesSetPath(path); // forget what was loaded
     }
-    void writePrefs(const std::string& dictBody) {
-        writeFile("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>" +
-                  dictBody + "</dict></plist>\n");
+    // The layout read, and what the reading printed.
+    std::pair<std::string, std::string> layout() {
+        testing::internal::CaptureStdout();
+        std::string name = CFStringGetUTF8(prefGetLayout());
+        return {name, testing::internal::GetCapturedStdout()};
     }
-    std::string readFile() const {
-        std::ifstream in(path);
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
-    std::string dir, path;
+    testsupport::TempFolder folder;
+    std::string path;
 };
 
-TEST_F(PreferencesTest, MissingFileGivesEveryDefault) {
-    EXPECT_EQ(prefGetThumbnailQuality(), 50u);
-    EXPECT_EQ(prefGetImageQuality(), 90u);
-    EXPECT_EQ(prefGetPortNumber(), 8080);
-    EXPECT_EQ(CFStringGetUTF8(prefGetServerName()), "Tessellan - untitled");
+TEST_F(PreferencesTest, DefaultsAndFallBacks) {
     bool enabled = true;
     std::string user = "x", pass = "y";
     prefGetAuthInfo(enabled, user, pass);
     EXPECT_FALSE(enabled);
+    EXPECT_EQ(prefGetThumbnailQuality(), 50u);
+    EXPECT_EQ(prefGetImageQuality(), 90u);
+    EXPECT_EQ(prefGetPortNumber(), 8080);
+    EXPECT_EQ(CFStringGetUTF8(prefGetServerName()), "Tessellan - untitled");
     EXPECT_EQ(access(path.c_str(), F_OK), -1) << "readers other than the layout never write";
+
+    writePrefs("<key>title</key><string></string><key>port</key><integer>70000</integer>");
+    EXPECT_EQ(CFStringGetUTF8(prefGetServerName()), "Tessellan - untitled");
+    EXPECT_EQ(prefGetPortNumber(), 70000);
+    writePrefs(
+        "<key>title</key><string>Famille Dupr\xC3\xA9</string><key>port</key><string>80</string>");
+    EXPECT_EQ(CFStringGetUTF8(prefGetServerName()), "Famille Dupr\xC3\xA9");
+    EXPECT_EQ(prefGetPortNumber(), 8080) << "a port of the wrong type";
 }
 
 TEST_F(PreferencesTest, QualityLevelsMapToPercentages) {
@@ -73,56 +71,31 @@ TEST_F(PreferencesTest, QualityLevelsMapToPercentages) {
     }
 }
 
-TEST_F(PreferencesTest, TitleAndPortFallBacks) {
-    writePrefs("<key>title</key><string></string><key>port</key><integer>70000</integer>");
-    EXPECT_EQ(CFStringGetUTF8(prefGetServerName()), "Tessellan - untitled");
-    EXPECT_EQ(prefGetPortNumber(), 70000);
-    writePrefs(
-        "<key>title</key><string>Famille Dupr\xC3\xA9</string><key>port</key><string>80</string>");
-    EXPECT_EQ(CFStringGetUTF8(prefGetServerName()), "Famille Dupr\xC3\xA9");
-    EXPECT_EQ(prefGetPortNumber(), 8080);
-}
+TEST_F(PreferencesTest, AnUnusableLayoutIsResetAndWrittenKeepingOtherKeys) {
+    EXPECT_EQ(layout(),
+              std::make_pair(std::string("Default"), std::string("setting layout to default\n")));
+    EXPECT_NE(readFile(path).find("<string>Default</string>"), std::string::npos)
+        << "a missing file and its folder are made";
 
-TEST_F(PreferencesTest, LayoutOfWrongTypeIsResetAndWrittenKeepingOtherKeys) {
     writePrefs(
         "<key>siteLayout</key><integer>3</integer><key>libraries</key><array><dict><key>id</key>"
         "<integer>4</integer></dict></array><key>other</key><data>AAE=</data>");
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(CFStringGetUTF8(prefGetLayout()), "Default");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "setting layout to default\n");
-    std::string text = readFile();
+    EXPECT_EQ(layout().second, "setting layout to default\n");
+    std::string text = readFile(path);
     EXPECT_NE(text.find("<key>siteLayout</key>\n\t<string>Default</string>"), std::string::npos)
         << text;
     EXPECT_NE(text.find("<integer>4</integer>"), std::string::npos);
     EXPECT_NE(text.find("<key>other</key>"), std::string::npos);
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(CFStringGetUTF8(prefGetLayout()), "Default");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-}
+    EXPECT_EQ(layout().second, "") << "reset once, not on every read";
 
-TEST_F(PreferencesTest, UnusableLayoutNamesAreTreatedAsMissing) {
-    const char* unusable[] = {"", ".", "..", "a/b", "/etc", "Themes/Dark", "../Default"};
-    for (const char* name : unusable) {
-        SCOPED_TRACE(name);
+    for (const char* name : {"", ".", "..", "a/b", "/etc", "Themes/Dark", "../Default"}) {
         writePrefs(std::string("<key>siteLayout</key><string>") + name + "</string>");
-        testing::internal::CaptureStdout();
-        EXPECT_EQ(CFStringGetUTF8(prefGetLayout()), "Default");
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), "setting layout to default\n");
-        EXPECT_NE(readFile().find("<string>Default</string>"), std::string::npos);
+        EXPECT_EQ(layout().first, "Default") << name;
     }
-    const char* usable[] = {"Default", "Dark Theme", "..hidden", "a.b", "Caf\xC3\xA9"};
-    for (const char* name : usable) {
-        SCOPED_TRACE(name);
+    for (const char* name : {"Dark Theme", "..hidden", "a.b", "Caf\xC3\xA9"}) {
         writePrefs(std::string("<key>siteLayout</key><string>") + name + "</string>");
-        EXPECT_EQ(CFStringGetUTF8(prefGetLayout()), name);
+        EXPECT_EQ(layout().first, name);
     }
-}
-
-TEST_F(PreferencesTest, MissingLayoutCreatesTheFileAndItsFolder) {
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(CFStringGetUTF8(prefGetLayout()), "Default");
-    testing::internal::GetCapturedStdout();
-    EXPECT_NE(readFile().find("<string>Default</string>"), std::string::npos);
 }
 
 TEST_F(PreferencesTest, AuthenticationSettings) {
@@ -161,7 +134,8 @@ TEST_F(PreferencesTest, AuthenticationSettings) {
 
 TEST_F(PreferencesTest, UnreadableFileIsNeverOverwritten) {
     const std::string broken = "<plist><dict><key>port</key><integer>81</integer>"; // cut short
-    writeFile(broken);
+    folder.write("sub/prefs.plist", broken);
+    CFPreferencesSetPath(path);
     testing::internal::CaptureStdout();
     EXPECT_EQ(prefGetPortNumber(), 8080);
     EXPECT_EQ(CFStringGetUTF8(prefGetLayout()), "Default");
@@ -170,23 +144,22 @@ TEST_F(PreferencesTest, UnreadableFileIsNeverOverwritten) {
     EXPECT_NE(printed.find("preferences file " + path + " could not be read ("), std::string::npos)
         << printed;
     EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), 2)
-        << printed; // the reason once, the layout once
-    EXPECT_EQ(readFile(), broken);
+        << "the reason once, the layout once";
+    EXPECT_EQ(readFile(path), broken);
 
     // Once the file is mended, its own values win over what was set while it was unreadable.
-    std::ofstream(path)
-        << "<plist><dict><key>siteLayout</key><string>Fancy</string></dict></plist>";
+    folder.write("sub/prefs.plist",
+                 "<plist><dict><key>siteLayout</key><string>Fancy</string></dict></plist>");
     sigHup(SIGHUP);
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(CFStringGetUTF8(prefGetLayout()), "Fancy");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "sync prefs\n");
-    EXPECT_EQ(readFile().find("Default"), std::string::npos);
+    EXPECT_EQ(layout(), std::make_pair(std::string("Fancy"), std::string("sync prefs\n")));
+    EXPECT_EQ(readFile(path).find("Default"), std::string::npos);
 }
 
 TEST_F(PreferencesTest, TwoHangupsBeforeAReadSyncOnce) {
     writePrefs("<key>port</key><integer>9000</integer>");
     EXPECT_EQ(prefGetPortNumber(), 9000);
-    std::ofstream(path) << "<plist><dict><key>port</key><integer>9001</integer></dict></plist>";
+    folder.write("sub/prefs.plist",
+                 "<plist><dict><key>port</key><integer>9001</integer></dict></plist>");
     EXPECT_EQ(prefGetPortNumber(), 9000) << "the domain is only re-read after a hangup";
     sigHup(SIGHUP);
     sigHup(SIGHUP);
