@@ -210,11 +210,6 @@ PhotoLibrary::SyncState PhotoLibrary::state() const {
     return state_;
 }
 
-timespec PhotoLibrary::modTime() const {
-    std::lock_guard lock(mutex_);
-    return modTime_;
-}
-
 bool PhotoLibrary::hasTree() const {
     std::lock_guard lock(mutex_);
     return snapshot_ != nullptr;
@@ -242,10 +237,6 @@ CFDictionary_t PhotoLibrary::getPictureInfo(CFStringRef key) {
 
 void PhotoLibrary::getPhotoList(unsigned album, std::vector<PhotoInfo>& list) {
     snapshot()->appendPhotoList(album, list);
-}
-
-AlbumPhotos PhotoLibrary::getAlbumPhotos(unsigned album) {
-    return AlbumSnapshot::photos(snapshot(), album);
 }
 
 CFString_t PhotoLibrary::getAlbumName(unsigned long album) {

@@ -95,15 +95,11 @@ class PhotoLibrary {
     // Appends one record per key of the album's "KeyList", paths resolved. A photo missing a
     // required key ends the call with that key's message; records appended before it stay.
     void getPhotoList(unsigned album, std::vector<PhotoInfo>& list);
-    // The same records without copying them (after sync); throws what getPhotoList throws.
-    AlbumPhotos getAlbumPhotos(unsigned album);
     // The album's "AlbumName".
     CFString_t getAlbumName(unsigned long album);
 
     const std::string& path() const { return path_; }
     SyncState state() const;
-    // The modification time recorded at the last load.
-    timespec modTime() const;
     bool hasTree() const;
     // The leading decimal digits of "Application Version"; 0 when the key is absent.
     uint32_t majorVersion() const { return currentSnapshot()->majorVersion(); }

@@ -1,6 +1,8 @@
 // album_fixture.h - temporary library folders and album files for the library tests.
 #pragma once
 
+#include "cf/cftempl.h"
+#include "settings/PreferenceStore.h"
 #include "support/TempFolder.h"
 
 #include <fcntl.h>
@@ -86,6 +88,36 @@ inline void writeAlbumFile(const std::string& folder, const std::string& text, t
 inline std::string smallLibrary(const std::string& version = "6.0.5 (316)") {
     return albumData(version, albumDict(1, "Summer", {"10", "11"}) + albumDict(2, "Winter", {"12"}),
                      photoDict("10") + photoDict("11") + photoDict("12"));
+}
+
+inline std::string utf8(CFStringRef s) {
+    return CFStringGetUTF8(s);
+}
+
+// One "libraries" entry: id empty leaves "id" out, albums (ids) empty leaves "albums" out; extra
+// is laid into the dictionary as it is.
+inline std::string libraryEntry(const std::string& id, const std::string& name,
+                                const std::string& path, std::initializer_list<int> albums = {},
+                                const std::string& extra = "") {
+    std::string body = "<dict>";
+    if (!id.empty()) body += "<key>id</key><integer>" + id + "</integer>";
+    body += str("name", name) + str("path", path);
+    if (albums.size()) {
+        body += "<key>albums</key><array>";
+        for (int album : albums)
+            body += "<integer>" + std::to_string(album) + "</integer>";
+        body += "</array>";
+    }
+    return body + extra + "</dict>";
+}
+
+// Writes a preferences file with these "libraries" entries as folder/name and points the
+// preference store at it.
+inline void useLibraries(const TempFolder& folder, const std::string& entries,
+                         const std::string& name = "prefs.plist") {
+    CFPreferencesSetPath(
+        folder.write(name, "<plist version=\"1.0\"><dict><key>libraries</key><array>" + entries +
+                               "</array></dict></plist>\n"));
 }
 
 } // namespace fixture

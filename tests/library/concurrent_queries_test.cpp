@@ -2,41 +2,31 @@
 #include "library/LibraryRegistry.h"
 
 #include "album_fixture.h"
-#include "settings/PreferenceStore.h"
 
 #include <atomic>
 #include <thread>
-#include <type_traits>
 
 using namespace fixture;
 
 namespace {
 
-std::string utf8(CFStringRef s) {
-    return CFStringGetUTF8(s);
-}
-
 // Version v of the library: album 1 holds photos 100..139, each captioned "v<v>", album 2 is
 // not published. Photo 100 is first in album 1 in every version.
 std::string version(int v) {
-    std::string photos, tag = "v" + std::to_string(v);
-    std::vector<std::string> keys;
+    std::string photos, list, tag = "v" + std::to_string(v);
     for (int id = 100; id < 140; ++id) {
-        keys.push_back(std::to_string(id));
-        photos += "<key>" + keys.back() + "</key><dict>" + str("ImagePath", "i/" + keys.back()) +
+        std::string key = std::to_string(id);
+        list += "<string>" + key + "</string>";
+        photos += "<key>" + key + "</key><dict>" + str("ImagePath", "i/" + key) +
                   str("ThumbPath", "t/" + tag) + str("MediaType", "Image") + str("Caption", tag) +
                   str("Comment", "") +
                   "<key>DateAsTimerInterval</key><real>1</real><key>ModDateAsTimerInterval</key>"
                   "<real>1</real><key>MetaModDateAsTimerInterval</key><real>1</real></dict>";
     }
-    std::string list;
-    for (const std::string& key : keys)
-        list += "<string>" + key + "</string>";
     std::string albums = "<dict><key>AlbumId</key><integer>1</integer>" + str("AlbumName", tag) +
                          "<key>KeyList</key><array>" + list + "</array></dict>" +
                          albumDict(2, "Hidden", {"100"});
-    return "<plist><dict><key>List of Albums</key><array>" + albums +
-           "</array><key>Master Image List</key><dict>" + photos + "</dict></dict></plist>";
+    return albumData("", albums, photos);
 }
 
 TEST(ConcurrentQueries, ReloadsNeverMixVersionsOrLoseRecords) {
@@ -46,12 +36,7 @@ TEST(ConcurrentQueries, ReloadsNeverMixVersionsOrLoseRecords) {
     // being set sees an earlier time, which the reload rule ignores.
     const time_t start = time(nullptr) + 100'000;
     writeAlbumFile(library, version(0), start);
-    CFPreferencesSetPath(folder.write(
-        "prefs.plist", "<plist><dict><key>libraries</key><array><dict><key>id</key><integer>1"
-                       "</integer>" +
-                           str("name", "L") + str("path", library) +
-                           "<key>albums</key><array><integer>1</integer></array></dict></array>"
-                           "</dict></plist>"));
+    useLibraries(folder, libraryEntry("1", "L", library, {1}));
     ASSERT_EQ(utf8(libGetImagePath(1, 1, 100, true)), library + "/t/v0");
 
     std::atomic<bool> done{false};
