@@ -4,6 +4,7 @@
 #include "image/ExifData.h"
 #include "image/ImageInfo.h"
 
+#include <functional>
 #include <gtest/gtest.h>
 
 namespace {
@@ -68,27 +69,6 @@ TEST_P(ExifByteOrder, CameraFieldsAsDisplayStrings) {
     EXPECT_EQ(fields(e), expect);
 }
 
-TEST_P(ExifByteOrder, PixelDimensionsAsLongBothWriteWidth) {
-    auto got = parseOne(GetParam(), [](E&) {
-        return std::vector<E::Entry>{E::longValue(40962, 3072), E::longValue(40963, 2304)};
-    });
-    EXPECT_EQ(got[4], "2304");
-    EXPECT_EQ(got[5], "");
-}
-
-TEST_P(ExifByteOrder, PixelDimensionsAsShortAreIgnored) {
-    auto got = parseOne(GetParam(), [](E&) {
-        return std::vector<E::Entry>{E::shortValue(40962, 3072), E::shortValue(40963, 2304)};
-    });
-    EXPECT_EQ(got, kEmpty);
-}
-
-TEST_P(ExifByteOrder, IsoAsLongIsIgnored) {
-    auto got =
-        parseOne(GetParam(), [](E&) { return std::vector<E::Entry>{E::longValue(34855, 100)}; });
-    EXPECT_EQ(got, kEmpty);
-}
-
 TEST_P(ExifByteOrder, Rationals) {
     struct Case {
         uint16_t tag;
@@ -99,17 +79,12 @@ TEST_P(ExifByteOrder, Rationals) {
         {33434, 5, 2, 7, "2.5"}, // longer than a second: decimal
         {33434, 2, 2, 7, "1/1"}, // not greater: reduced fraction
         {33434, 10, 1250, 7, "1/125"},
-        {33434, 0, 10, 7, "0/1"},
-        {33434, 0, 0, 7, ""}, // nothing to divide by
-        {33434, 7, 0, 7, ""},
+        {33434, 0, 0, 7, ""},      // nothing to divide by
         {33434, -1, 3, 7, "1/-3"}, // signed rationals go through the same reduction
         {33434, INT32_MIN, -1, 7, "2147483648/1"},
         {33437, 28, 10, 6, "2.8"},
-        {33437, 28, 0, 6, ""}, // FNumber needs a positive denominator
-        {33437, 28, -10, 6, ""},
-        {37386, 47, 10, 9, "4"}, // focal length is truncated
-        {37386, -47, 10, 9, "-4"},
-        {37386, 47, 0, 9, ""},
+        {33437, 28, 0, 6, ""},                  // FNumber needs a positive denominator
+        {37386, 47, 10, 9, "4"},                // focal length is truncated
         {37386, INT32_MAX, 1, 9, "2147483648"}, // single precision rounds it up
         {37382, 3, 1, 0, ""},                   // SubjectDistance stores nothing
     };
@@ -122,22 +97,36 @@ TEST_P(ExifByteOrder, Rationals) {
     }
 }
 
-TEST_P(ExifByteOrder, ShortTextIsReadFromTheOffsetItsValueBytesGive) {
-    // TIFF would store "Leic" inline; the reader takes the value field as an offset, here the
-    // offset of a longer text, so it reads that text's first four bytes.
-    auto got = parseOne(GetParam(), [](E& b) {
-        uint32_t at = b.text("Leica Camera");
-        return std::vector<E::Entry>{E::ascii(271, at, 4)};
-    });
-    EXPECT_EQ(got[0], "Leic");
-}
-
-TEST_P(ExifByteOrder, TextEndsAtItsFirstZeroByte) {
-    auto got = parseOne(GetParam(), [](E& b) {
-        uint32_t at = b.bytes(std::string("Canon\0junk", 10));
-        return std::vector<E::Entry>{E::ascii(272, at, 10)};
-    });
-    EXPECT_EQ(got[1], "Canon");
+TEST_P(ExifByteOrder, OneDirectoryEntriesAndTheirTypes) {
+    using Entries = std::vector<E::Entry>;
+    struct Case {
+        const char* name;
+        std::function<Entries(E&)> entries;
+        size_t field;
+        const char* expect;
+    } cases[] = {
+        {"pixel dimensions as LONG both write the width",
+         [](E&) {
+             return Entries{E::longValue(40962, 3072), E::longValue(40963, 2304)};
+         },
+         4, "2304"},
+        {"...and never the height",
+         [](E&) {
+             return Entries{E::longValue(40962, 3072), E::longValue(40963, 2304)};
+         },
+         5, ""},
+        {"pixel dimensions as SHORT are ignored",
+         [](E&) { return Entries{E::shortValue(40962, 3072)}; }, 4, ""},
+        {"ISO as LONG is ignored", [](E&) { return Entries{E::longValue(34855, 100)}; }, 8, ""},
+        // TIFF would store "Leic" inline; the reader takes the value field as an offset.
+        {"a short text is read from the offset its value bytes give",
+         [](E& b) { return Entries{E::ascii(271, b.text("Leica Camera"), 4)}; }, 0, "Leic"},
+        {"a text ends at its first zero byte",
+         [](E& b) { return Entries{E::ascii(272, b.bytes(std::string("Canon\0junk", 10)), 10)}; },
+         1, "Canon"},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(parseOne(GetParam(), c.entries)[c.field], c.expect) << c.name;
 }
 
 TEST_P(ExifByteOrder, LaterTagOverwritesEarlier) {
@@ -231,7 +220,7 @@ TEST(ExifData, PayloadsThatAreNotExifLeaveEveryFieldEmpty) {
     }
 }
 
-TEST(ExifData, DateThatDoesNotParseThrows) {
+TEST(ExifData, DatesThatDoNotParseAndTextsThatAreNotUtf8Throw) {
     for (const char* date :
          {"0000:00:00 00:00:00", "    :  :     :  :  ", "2006-05-01 12:30:00", ""}) {
         E b(true);
@@ -245,41 +234,9 @@ TEST(ExifData, DateThatDoesNotParseThrows) {
             EXPECT_NE(std::string(error.what()).find("from a NULL pointer"), std::string::npos);
         }
     }
-}
-
-TEST(ExifData, MakeThatIsNotUtf8Throws) {
     E b(false);
-    uint32_t at = b.text("Caf\xE9");
-    b.first(b.directory({E::ascii(271, at, 5)}));
-    EXPECT_THROW(ExifData e(b.data()), std::runtime_error);
-}
-
-TEST(ExifData, FormatExifDate) {
-    CFStringRef s = ExifData::formatExifDate("2006:05:01 12:30:00", kCFDateFormatterShortStyle,
-                                             kCFDateFormatterNoStyle);
-    ASSERT_NE(s, nullptr);
-    EXPECT_EQ(CFStringGetUTF8(s), "5/1/06");
-    CFRelease(s);
-    EXPECT_EQ(ExifData::formatExifDate("2006:13:01 12:30:00", kCFDateFormatterMediumStyle,
-                                       kCFDateFormatterMediumStyle),
-              nullptr);
-}
-
-TEST(ExifData, FromAJpegFileThroughTheProbe) {
-    for (bool little : {false, true}) {
-        TempDir dir;
-        // SOI, APP1, then the JFIF APP0, the tables and the frame.
-        CFURL_t url =
-            dir.write("cam.jpg", insertSegment(encodeJPEG(48, 32), 0xE1, cameraPayload(little)));
-        ImageSize size;
-        CFDataRef exif;
-        ASSERT_EQ(getImageInfo(url, &size, &exif), kImageJPEG);
-        ExifData e(exif);
-        EXPECT_EQ(str(e.cameraModel), "D-99");
-        EXPECT_EQ(str(e.shutter), "1/60");
-        EXPECT_EQ(size.width, 48);
-        EXPECT_EQ(size.height, 32);
-    }
+    b.first(b.directory({E::ascii(271, b.text("Caf\xE9"), 5)}));
+    EXPECT_THROW(ExifData e(b.data()), std::runtime_error) << "a make that is not UTF-8";
 }
 
 // The orientation walk skips texts, so a date that breaks the full reader does not hide it.

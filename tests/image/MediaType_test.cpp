@@ -46,63 +46,45 @@ const Case kCases[] = {
     {"JpegByItsMarker", bytes("\xFF\xD8\xFF\xE0\0\x10JFIF\0", 11), "a.txt", "image/jpeg",
      MediaKind::Picture},
     {"Png", bytes("\x89PNG\r\n\x1A\n\0\0\0\x0DIHDR", 16), "a", "image/png", MediaKind::Picture},
-    {"Gif89", "GIF89a\x01\0\x01\0", "a.gif", "image/gif", MediaKind::Picture},
     {"BmpWithItsInformationHeader", bmp(), "a.bmp", "image/bmp", MediaKind::Picture},
     {"TextStartingWithBMIsNotABitmap", "BMW service notes, 2019: oil", "a.bmp", nullptr,
      MediaKind::None},
     {"TiffLittleEndian", bytes("II*\0\x08\0\0\0", 8), "a.tif", "image/tiff", MediaKind::Picture},
-    {"TiffBigEndian", bytes("MM\0*\0\0\0\x08", 8), "a.tiff", "image/tiff", MediaKind::Picture},
     {"TiffRawByExtension", bytes("MM\0*\0\0\0\x08", 8), "/p/DSC_1.NEF", "image/x-nikon-nef",
      MediaKind::Picture},
     {"CanonRawBySignature", bytes("II*\0\x10\0\0\0CR\x02\0", 12), "a.tif", "image/x-canon-cr2",
      MediaKind::Picture},
-    {"OlympusRaw", bytes("IIRO\x08\0\0\0", 8), "a.orf", "image/x-olympus-orf", MediaKind::Picture},
-    {"FujiRaw", "FUJIFILMCCD-RAW 0201", "a.raf", "image/x-fuji-raf", MediaKind::Picture},
     {"WebP", bytes("RIFF\0\0\0\0WEBPVP8 ", 16), "a", "image/webp", MediaKind::Picture},
     {"Heic", ftyp("heic", "mif1heic"), "a.heic", "image/heic", MediaKind::Picture},
     {"HeifGenericBrandYieldsToHeic", ftyp("mif1", "heic"), "a", "image/heic", MediaKind::Picture},
     {"HeifGeneric", ftyp("mif1", "mif1"), "a", "image/heif", MediaKind::Picture},
-    {"Avif", ftyp("avif", "mif1avif"), "a", "image/avif", MediaKind::Picture},
     {"Mp4", ftyp("isom", "isomiso2avc1mp41"), "a.mp4", "video/mp4", MediaKind::Film},
-    {"M4v", ftyp("M4V ", "M4V M4A mp42isom"), "a.m4v", "video/x-m4v", MediaKind::Film},
     {"QuickTimeBrand", ftyp("qt  ", "qt  "), "a.mp4", "video/quicktime", MediaKind::Film},
     {"GenericBrandTakesTheExtension", ftyp("isom", "isom"), "clip.MOV", "video/quicktime",
      MediaKind::Film},
     {"GenericBrandWithoutExtensionIsMp4", ftyp("mp42"), "clip", "video/mp4", MediaKind::Film},
-    {"ThreeGpp", ftyp("3gp5", "3gp5isom"), "a.3gp", "video/3gpp", MediaKind::Film},
     {"SoundOnlyIsNotAFilm", ftyp("M4A ", "M4A mp42isom"), "a.m4a", nullptr, MediaKind::None},
     {"QuickTimeWithoutTypeBox", bytes("\0\0\0\x08wide\0\0\0\0mdat", 16), "a.mov", "video/quicktime",
      MediaKind::Film},
     {"Avi", bytes("RIFF\0\0\0\0AVI LIST", 16), "a.avi", "video/x-msvideo", MediaKind::Film},
     {"WaveIsNotAFilm", bytes("RIFF\0\0\0\0WAVEfmt ", 16), "a.avi", nullptr, MediaKind::None},
-    {"MpegProgramStream", bytes("\0\0\x01\xBA\x44\0", 6), "a.mpg", "video/mpeg", MediaKind::Film},
     {"MpegTransportStream", transportStream(), "a.mts", "video/mp2t", MediaKind::Film},
     {"WebM", bytes("\x1A\x45\xDF\xA3\x9F\x42\x82\x84webm", 12), "a", "video/webm", MediaKind::Film},
     {"PreferencesFileIsNeither", "<?xml version=\"1.0\"?><plist><dict>", "a.jpg", nullptr,
      MediaKind::None},
     {"ExtensionAloneIsNothing", "root:x:0:0:root:/root:/bin/bash", "passwd.mp4", nullptr,
      MediaKind::None},
-    {"EmptyFile", "", "a.jpg", nullptr, MediaKind::None},
     {"ShortJpegPrefixIsNothing", bytes("\xFF\xD8", 2), "a.jpg", nullptr, MediaKind::None},
 };
 
-class Sniffing : public testing::TestWithParam<Case> {};
-
-TEST_P(Sniffing, FirstBytesDecideAndTheExtensionOnlyRefines) {
-    const Case& c = GetParam();
-    MediaType type =
-        sniffMediaType(reinterpret_cast<const uint8_t*>(c.head.data()), c.head.size(), c.file);
-    EXPECT_EQ(type.kind, c.kind);
-    if (c.type)
-        EXPECT_STREQ(type.contentType, c.type);
-    else
-        EXPECT_EQ(type.contentType, nullptr);
+TEST(MediaType, FirstBytesDecideAndTheExtensionOnlyRefines) {
+    for (const Case& c : kCases) {
+        MediaType type =
+            sniffMediaType(reinterpret_cast<const uint8_t*>(c.head.data()), c.head.size(), c.file);
+        EXPECT_EQ(type.kind, c.kind) << c.name;
+        EXPECT_STREQ(type.contentType, c.type) << c.name;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(MediaType, Sniffing, testing::ValuesIn(kCases),
-                         [](const testing::TestParamInfo<Case>& info) {
-                             return std::string(info.param.name);
-                         });
 
 TEST(MediaFile, OpensOnlyRegularFilesHoldingPicturesOrFilms) {
     testsupport::TempFolder dir;

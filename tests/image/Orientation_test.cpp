@@ -83,7 +83,25 @@ std::string storedOnItsSide(unsigned value) {
                         FileColours::RGB, false, exifWithOrientation(value));
 }
 
-TEST(Orientation, ShrunkPicturesComeOutUprightWithTheBoxAppliedUpright) {
+// Checks that jpeg is the upright picture at width × height: each quarter in its colour.
+void expectUpright(const std::string& jpeg, int expectWidth, int expectHeight, int tolerance,
+                   const std::string& label) {
+    int width = 0, height = 0;
+    std::vector<uint8_t> rgb;
+    ASSERT_TRUE(decodeRGB(jpeg, width, height, rgb)) << label;
+    ASSERT_EQ(width, expectWidth) << label;
+    ASSERT_EQ(height, expectHeight) << label;
+    for (int quarter = 0; quarter < 4; ++quarter) {
+        int x = width / 4 + (quarter % 2) * width / 2;
+        int y = height / 4 + (quarter / 2) * height / 2;
+        for (int c = 0; c < 3; ++c)
+            EXPECT_NEAR(rgb[size_t(y * width + x) * 3 + size_t(c)], kQuarters[quarter][c],
+                        tolerance)
+                << label << " quarter " << quarter << " sample " << c;
+    }
+}
+
+TEST(Orientation, ShrunkAndFittedPicturesComeOutUprightWithTheBoxAppliedUpright) {
     TempDir dir;
     for (unsigned value : {1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 0u, 9u, 65535u}) {
         CFURL_t url = dir.write("turned.jpg", storedOnItsSide(value));
@@ -91,41 +109,14 @@ TEST(Orientation, ShrunkPicturesComeOutUprightWithTheBoxAppliedUpright) {
         for (int32_t scale : {-1, 1}) {
             std::ostringstream out;
             ASSERT_TRUE(writeScaledJPEG(url, 40, 30, 90, out, scale)) << value;
-            int width = 0, height = 0;
-            std::vector<uint8_t> rgb;
-            ASSERT_TRUE(decodeRGB(out.str(), width, height, rgb)) << value;
-            ASSERT_EQ(width, kWidth) << "orientation " << value << " scale " << scale;
-            ASSERT_EQ(height, kHeight) << "orientation " << value << " scale " << scale;
-            for (int quarter = 0; quarter < 4; ++quarter) {
-                int x = kWidth / 4 + (quarter % 2) * kWidth / 2;
-                int y = kHeight / 4 + (quarter / 2) * kHeight / 2;
-                for (int c = 0; c < 3; ++c)
-                    EXPECT_NEAR(rgb[size_t(y * kWidth + x) * 3 + size_t(c)], kQuarters[quarter][c],
-                                12)
-                        << "orientation " << value << " quarter " << quarter << " sample " << c;
-            }
+            expectUpright(out.str(), kWidth, kHeight, 12,
+                          "orientation " + std::to_string(value) + " scale " +
+                              std::to_string(scale));
         }
-    }
-}
-
-TEST(Orientation, ExactFitsComeOutUprightFittingTheBoxUpright) {
-    TempDir dir;
-    for (unsigned value : {1u, 3u, 5u, 6u, 7u, 8u}) {
-        CFURL_t url = dir.write("turned.jpg", storedOnItsSide(value));
-        std::ostringstream out;
-        ASSERT_TRUE(writeFittedJPEG(url, kWidth / 2, kHeight / 2, 90, out)) << value;
-        int width = 0, height = 0;
-        std::vector<uint8_t> rgb;
-        ASSERT_TRUE(decodeRGB(out.str(), width, height, rgb)) << value;
-        ASSERT_EQ(width, kWidth / 2) << "orientation " << value;
-        ASSERT_EQ(height, kHeight / 2) << "orientation " << value;
-        for (int quarter = 0; quarter < 4; ++quarter) {
-            int x = width / 4 + (quarter % 2) * width / 2;
-            int y = height / 4 + (quarter / 2) * height / 2;
-            for (int c = 0; c < 3; ++c)
-                EXPECT_NEAR(rgb[size_t(y * width + x) * 3 + size_t(c)], kQuarters[quarter][c], 16)
-                    << "orientation " << value << " quarter " << quarter << " sample " << c;
-        }
+        std::ostringstream fitted;
+        ASSERT_TRUE(writeFittedJPEG(url, kWidth / 2, kHeight / 2, 90, fitted)) << value;
+        expectUpright(fitted.str(), kWidth / 2, kHeight / 2, 16,
+                      "orientation " + std::to_string(value) + " fitted");
     }
 }
 
