@@ -389,8 +389,3 @@ uint64_t HttpReply::bodyLength() const {
     return file_.fd >= 0 ? file_.length : uint64_t(body().size());
 }
 
-std::string HttpReply::takeBody() {
-    std::string taken = shared_ ? std::string(*shared_) : std::move(body_);
-    clearBody();
-    return taken;
-}

@@ -175,10 +175,6 @@ bool NetServiceRegister(NetService* service, NetServiceCallBack callback, void* 
     return true;
 }
 
-const std::string& NetServiceGetName(const NetService* service) {
-    return service->name;
-}
-
 static void _RetryClosedCallBack(uv_handle_t* handle) {
     free(handle);
 }

@@ -21,7 +21,5 @@ NetService* NetServiceCreate(uv_loop_t* loop, const std::string& name, const std
                              uint16_t port);
 // Starts registering; the callback hears of failures only. False when it cannot even start.
 bool NetServiceRegister(NetService* service, NetServiceCallBack callback, void* info);
-// The name the service is (or will be) registered under.
-const std::string& NetServiceGetName(const NetService* service);
 // Withdraws the registration and frees the service.
 void NetServiceCancel(NetService* service);
