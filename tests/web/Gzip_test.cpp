@@ -1,33 +1,15 @@
 // Gzip_test.cpp - Accept-Encoding negotiation, compressible types, the compressed bytes and the
 // bounded cache of compressed bodies.
+#include "support/Inflate.h"
 #include "web/Gzip.h"
 
 #include <gtest/gtest.h>
 #include <thread>
 #include <vector>
-#include <zlib.h>
 
 namespace {
 
-std::string inflateAll(const std::string& gzip) {
-    z_stream stream = {};
-    EXPECT_EQ(inflateInit2(&stream, 15 + 16), Z_OK);
-    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(gzip.data()));
-    stream.avail_in = uInt(gzip.size());
-    std::string out;
-    char buffer[16384];
-    int status;
-    do {
-        stream.next_out = reinterpret_cast<Bytef*>(buffer);
-        stream.avail_out = sizeof buffer;
-        status = inflate(&stream, Z_NO_FLUSH);
-        out.append(buffer, sizeof buffer - stream.avail_out);
-    } while (status == Z_OK);
-    EXPECT_EQ(status, Z_STREAM_END) << "a whole gzip member";
-    EXPECT_EQ(stream.avail_in, 0u) << "nothing after it";
-    inflateEnd(&stream);
-    return out;
-}
+using testsupport::inflateAll;
 
 std::string text(size_t bytes, unsigned seed = 1) {
     std::string out;
@@ -45,26 +27,20 @@ TEST(Gzip, AcceptEncodingTable) {
     } cases[] = {
         {"plain", "gzip", true},
         {"in a list", "deflate, gzip, br", true},
-        {"browser default", "gzip, deflate, br, zstd", true},
         {"upper case", "GZIP", true},
         {"old name", "x-gzip", true},
         {"q above zero", "gzip;q=0.5", true},
         {"q with spaces", "gzip ; Q = 0.001", true},
         {"q zero refuses", "gzip;q=0", false},
-        {"q zero with decimals refuses", "gzip;q=0.000", false},
-        {"star", "*", true},
         {"star refused", "*;q=0", false},
         {"gzip refused beats star", "*, gzip;q=0", false},
         {"gzip allowed beats refused star", "gzip, *;q=0", true},
         {"only other codings", "deflate, br", false},
-        {"identity only", "identity", false},
-        {"empty", "", false},
         {"q above one is malformed: member ignored", "gzip;q=2", false},
         {"q garbage: member ignored", "gzip;q=abc", false},
         {"q garbage on gzip, star still counts", "gzip;q=x, *", true},
         {"prefix of the name", "gzipped", false},
         {"empty members", ",, gzip ,", true},
-        {"other parameter", "gzip;level=9", true},
     };
     for (const Case& c : cases)
         EXPECT_EQ(AcceptsGzip(c.header), c.accepts) << c.name << ": " << c.header;
@@ -76,17 +52,12 @@ TEST(Gzip, CompressibleTypeTable) {
         bool compressible;
     } cases[] = {
         {"text/html", true},
-        {"text/css", true},
         {"text/javascript; charset=UTF-8", true},
-        {"application/x-javascript", true},
         {"application/json", true},
         {"Application/JSON ; charset=utf-8", true},
         {"image/svg+xml", true},
-        {"text/plain", true},
         {"image/jpeg", false},
-        {"video/mp4", false},
         {"image/png", false},
-        {"application/octet-stream", false},
         {"text/", false},
         {"", false},
     };
@@ -95,7 +66,7 @@ TEST(Gzip, CompressibleTypeTable) {
 }
 
 TEST(Gzip, CompressedBytesInflateToTheOriginal) {
-    for (size_t size : {size_t(0), size_t(1), size_t(300), size_t(65536), size_t(3 << 20)}) {
+    for (size_t size : {size_t(0), size_t(1), size_t(300), size_t(65536), size_t(512 << 10)}) {
         std::string original = text(size, unsigned(size));
         std::string gzip = GzipCompress(original);
         ASSERT_GE(gzip.size(), 18u);
@@ -120,6 +91,9 @@ TEST(Gzip, CacheKeepsItsBoundDroppingTheLeastRecentlyUsed) {
     EXPECT_GT(cache.entries(), 40u);
     EXPECT_EQ(cache.find("\"t1\"", 5000, "text/css"), nullptr) << "least recently used went first";
     EXPECT_NE(cache.find("\"t199\"", 5000, "text/css"), nullptr);
+    size_t entries = cache.entries();
+    cache.store("\"big\"", 1, "text/css", std::make_shared<const std::string>(9000, 'x'));
+    EXPECT_EQ(cache.entries(), entries) << "no entry over an eighth of the capacity is kept";
 }
 
 TEST(Gzip, CacheKeysTellVersionsApart) {
@@ -138,13 +112,6 @@ TEST(Gzip, CacheKeysTellVersionsApart) {
     std::string changed = one;
     changed[500] ^= 1;
     EXPECT_EQ(cache.find(changed), nullptr) << "one bit changed";
-}
-
-TEST(Gzip, CacheKeepsNoEntryTooBigForIt) {
-    GzipCache cache(80 * 1024);
-    cache.store("\"big\"", 1, "text/css", std::make_shared<const std::string>(20000, 'x'));
-    EXPECT_EQ(cache.entries(), 0u) << "over an eighth of the capacity";
-    EXPECT_EQ(cache.bytes(), 0u);
 }
 
 TEST(Gzip, CacheServesSeveralThreadsAtOnce) {

@@ -63,30 +63,6 @@ std::vector<int> range(int first, int end) {
     return ids;
 }
 
-std::string photo(const std::string& id, const std::string& caption, const std::string& comment,
-                  const std::string& image, const std::string& thumb, const std::string& type,
-                  double date, double modDate) {
-    return key(id) + "<dict>" + string("Caption", caption) + string("Comment", comment) +
-           string("ImagePath", image) + string("ThumbPath", thumb) + string("MediaType", type) +
-           real("DateAsTimerInterval", date) + real("ModDateAsTimerInterval", modDate) +
-           integer("MetaModDateAsTimerInterval", 0) + "</dict>";
-}
-
-std::string album(int id, const std::string& name, const std::vector<std::string>& keys,
-                  const std::string& extra = "") {
-    std::string list;
-    for (const std::string& k : keys)
-        list += "<string>" + k + "</string>";
-    return "<dict>" + integer("AlbumId", id) + string("AlbumName", name) + key("KeyList") +
-           "<array>" + list + "</array>" + integer("PhotoCount", long(keys.size())) + extra +
-           "</dict>";
-}
-
-std::string albumFile(const std::string& albums, const std::string& photos) {
-    return plist(key("List of Albums") + "<array>" + albums + "</array>" +
-                 key("Master Image List") + "<dict>" + photos + "</dict>");
-}
-
 constexpr double kBefore1970 = -978307200.0 - 86400.0; // 1969-12-31 00:00:00 GMT
 constexpr double kMay2006 = 168179400.0;               // 2006-05-01 12:30:00 GMT
 
@@ -104,15 +80,15 @@ class JsonApiTest : public ::testing::Test {
         files.write("family/thumbs/11.jpg", jpeg(20, 16));
         files.write(
             "family/AlbumData.xml",
-            albumFile(album(1, "Summer", {"10", "11", "12"}, string("Comments", "Beach \"days\"")) +
-                          album(2, "Winter", {"12"}),
-                      photo("10", "Say \"cheese\" \xE2\x80\x94 caf\xC3\xA9 \xE6\x9D\xB1 C:\\pics",
-                            "first", family + "/img10.jpg", family + "/thumbs/10.jpg", "Image", 0.0,
-                            kMay2006) +
-                          photo("11", "Film", "", family + "/clip11.mov", family + "/thumbs/11.jpg",
-                                "Movie", kBefore1970, -978307200.0) +
-                          photo("12", "Gone", "", family + "/img12.jpg", family + "/thumbs/12.jpg",
-                                "Image", 0.0, 0.0)));
+            albumFile(
+                album(1, "Summer", {"10", "11", "12"}, string("Comments", "Beach \"days\"")) +
+                    album(2, "Winter", {"12"}),
+                photo("10", "Say \"cheese\" \xE2\x80\x94 caf\xC3\xA9 \xE6\x9D\xB1 C:\\pics",
+                      "first", family + "/img10.jpg", family + "/thumbs/10.jpg", "Image", 0.0,
+                      kMay2006) +
+                    photo("11", "Film", "", family + "/clip11.mov", family + "/thumbs/11.jpg",
+                          "Movie", kBefore1970, -978307200.0) +
+                    photo("12", "Gone", "", family + "/img12.jpg", family + "/thumbs/12.jpg")));
         // Stored on its side (EXIF orientation 6): 8 × 6 as stored, sent 6 × 8.
         files.write("trips/t.jpg", jpeg(8, 6,
                                         std::string("Exif\0\0MM\0\x2a\0\0\0\x08\0\x01"
@@ -122,8 +98,7 @@ class JsonApiTest : public ::testing::Test {
         std::string photos;
         for (int id = 100; id < 125; ++id) {
             keys.push_back(std::to_string(id));
-            photos += photo(keys.back(), "P" + keys.back(), "", trips + "/p.jpg", trips + "/t.jpg",
-                            "Image", 0.0, 0.0);
+            photos += photo(keys.back(), "P" + keys.back(), "", trips + "/p.jpg", trips + "/t.jpg");
         }
         files.write("trips/AlbumData.xml", albumFile(album(5, "Road", keys), photos));
 
@@ -162,11 +137,8 @@ TEST_F(JsonApiTest, GetlibsListsEveryLibraryInPreferenceOrder) {
     EXPECT_EQ(reply.body,
               "[\n{ \"name\":\"Family\", \"id\":0, \"fullSizeDownload\":false},\n"
               "{ \"name\":\"Trips \\u00e9 \\u65c5\", \"id\":1, \"fullSizeDownload\":true}\n]\n");
-}
-
-TEST_F(JsonApiTest, GetlibsWithoutLibrariesIsAnEmptyArrayWithABlankLine) {
     setPreferences(key("libraries") + "<array/>");
-    EXPECT_EQ(call("getlibs").body, "[\n\n]\n");
+    EXPECT_EQ(call("getlibs").body, "[\n\n]\n") << "no libraries: an empty array with a blank line";
     EXPECT_EQ(call("getallalbums").body, "[\n\n]\n");
 }
 
@@ -206,12 +178,8 @@ TEST_F(JsonApiTest, GetpicsPaging) {
     } cases[] = {
         {"l=1&a=5", range(100, 124)},
         {"l=1&a=5&i=25", range(100, 124)}, // at the count: back to the start
-        {"l=1&a=5&i=99&c=2", range(100, 102)},
         {"l=1&a=5&i=20&c=10", range(120, 125)},
         {"l=1&a=5&i=3&c=0", range(103, 125)},
-        {"l=1&a=5&i=3&c=-4", range(103, 125)},
-        {"l=1&a=5&i=5&c=2", range(105, 107)},
-        {"l=1&a=5&i=24&c=1", range(124, 125)},
         {"l=1&a=5&i=5&c=2147483647", range(105, 125)},
         {"l=1&a=5&i=x&c=3", range(100, 103)}, // not a number reads as 0
     };
@@ -255,16 +223,13 @@ TEST_F(JsonApiTest, GetpicinfoOfAFilmProbesItsThumbnail) {
               "\"cameraModel\":\"\", \"width\":\"\", \"height\":\"\" } })\n");
 }
 
-TEST_F(JsonApiTest, GetpicinfoOfAMissingFileHasNoSize) {
-    std::string body = call("getpicinfo", "l=0&a=2&i=0").body;
-    std::string start = "({ \"h\":0, \"w\":0, \"fileName\":\"img12.jpg\", ";
-    EXPECT_EQ(body.substr(0, start.size()), start);
-}
-
-TEST_F(JsonApiTest, GetsiteIsTheTitleAsOneString) {
+TEST_F(JsonApiTest, GetsiteIsTheTitleAsOneStringAndMissingFilesHaveNoSize) {
     Reply reply = call("getsite");
     EXPECT_EQ(reply.contentType, "text/javascript; charset=UTF-8");
     EXPECT_EQ(reply.body, "\"Site \\u00e9\"");
+    std::string start = "({ \"h\":0, \"w\":0, \"fileName\":\"img12.jpg\", ";
+    EXPECT_EQ(call("getpicinfo", "l=0&a=2&i=0").body.substr(0, start.size()), start)
+        << "a missing file has no size";
 }
 
 TEST_F(JsonApiTest, MissingOrOutOfRangeVariablesGiveAnEmptyBody) {
@@ -276,11 +241,8 @@ TEST_F(JsonApiTest, MissingOrOutOfRangeVariablesGiveAnEmptyBody) {
         {"getalbums", "", "application/x-javascript"},
         {"getalbums", "a=1", "application/x-javascript"},
         {"getpics", "l=0", "application/x-javascript"},
-        {"getpics", "a=1&i=0", "application/x-javascript"},
         {"getpics", "l=0&a=1&i=-1", "application/x-javascript"},
         {"getpicinfo", "l=0&a=1", "text/javascript; charset=UTF-8"},
-        {"getpicinfo", "a=1&i=0", "text/javascript; charset=UTF-8"},
-        {"getpicinfo", "l=0&i=0", "text/javascript; charset=UTF-8"},
         {"getpicinfo", "l=0&a=1&i=3", "text/javascript; charset=UTF-8"},
         {"getpicinfo", "l=0&a=1&i=-1", "text/javascript; charset=UTF-8"},
     };

@@ -96,4 +96,28 @@ std::string plist(const std::string& rootDictBody) {
            rootDictBody + "</dict></plist>\n";
 }
 
+std::string photo(const std::string& id, const std::string& caption, const std::string& comment,
+                  const std::string& image, const std::string& thumb, const std::string& type,
+                  double date, double modDate) {
+    return key(id) + "<dict>" + string("Caption", caption) + string("Comment", comment) +
+           string("ImagePath", image) + string("ThumbPath", thumb) + string("MediaType", type) +
+           real("DateAsTimerInterval", date) + real("ModDateAsTimerInterval", modDate) +
+           integer("MetaModDateAsTimerInterval", 0) + "</dict>";
+}
+
+std::string album(long id, const std::string& name, const std::vector<std::string>& keys,
+                  const std::string& extra) {
+    std::string list;
+    for (const std::string& k : keys)
+        list += "<string>" + k + "</string>";
+    return "<dict>" + integer("AlbumId", id) + string("AlbumName", name) + key("KeyList") +
+           "<array>" + list + "</array>" + integer("PhotoCount", long(keys.size())) + extra +
+           "</dict>";
+}
+
+std::string albumFile(const std::string& albums, const std::string& photos) {
+    return plist(key("List of Albums") + "<array>" + albums + "</array>" +
+                 key("Master Image List") + "<dict>" + photos + "</dict>");
+}
+
 } // namespace jsonfixture

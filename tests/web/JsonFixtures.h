@@ -25,4 +25,15 @@ std::string real(const std::string& name, double value);
 std::string boolean(const std::string& name, bool value);
 std::string plist(const std::string& rootDictBody);
 
+// A "Master Image List" entry: the key id, then a photo dictionary with every key a listing
+// reads (MetaModDateAsTimerInterval 0).
+std::string photo(const std::string& id, const std::string& caption, const std::string& comment,
+                  const std::string& image, const std::string& thumb,
+                  const std::string& type = "Image", double date = 0, double modDate = 0);
+// A "List of Albums" entry listing keys; extra is laid into the dictionary as it is.
+std::string album(long id, const std::string& name, const std::vector<std::string>& keys,
+                  const std::string& extra = "");
+// A whole album file of these albums and photos.
+std::string albumFile(const std::string& albums, const std::string& photos);
+
 } // namespace jsonfixture

