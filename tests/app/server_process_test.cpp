@@ -41,49 +41,6 @@ class ServerTest : public ::testing::Test {
     ServerProcess server;
 };
 
-TEST_F(ServerTest, AnswersSeveralRequestsOnOneConnection) {
-    ASSERT_TRUE(startServer());
-    Connection connection(port);
-    for (int i = 0; i < 3; ++i) {
-        ASSERT_TRUE(connection.send("GET /index.html HTTP/1.1\r\nHost: x\r\n\r\n"));
-        std::string reply = connection.receiveReply();
-        EXPECT_EQ(statusLine(reply), "HTTP/1.1 200 OK");
-        EXPECT_EQ(headerOf(reply, "Content-Type"), "text/html");
-        EXPECT_EQ(headerOf(reply, "Content-Length"), "17");
-        EXPECT_EQ(bodyOf(reply), "<html>home</html>");
-    }
-}
-
-TEST_F(ServerTest, HeaderSplitOverManyWritesIsAnsweredOnce) {
-    ASSERT_TRUE(startServer());
-    Connection connection(port);
-    std::string request =
-        "GET /app.js HTTP/1.1\r\nHost: localhost\r\nX-Long: " + std::string(300, 'y') + "\r\n\r\n";
-    for (char c : request) {
-        ASSERT_TRUE(connection.send(std::string(1, c)));
-        if (c == '\n') std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    std::string reply = connection.receiveReply();
-    EXPECT_EQ(statusLine(reply), "HTTP/1.1 200 OK");
-    EXPECT_EQ(bodyOf(reply), "run()");
-    EXPECT_EQ(connection.receiveAll(300), "") << "answered exactly once";
-}
-
-TEST_F(ServerTest, PipelinedRequestsAreAnsweredInOrder) {
-    ASSERT_TRUE(startServer());
-    Connection connection(port);
-    ASSERT_TRUE(connection.send(
-        "GET /screen.css HTTP/1.1\r\n\r\nPOST /app.js HTTP/1.1\r\nContent-Length: 5\r\n\r\n"
-        "GET /HEAD /index.html HTTP/1.1\r\n\r\nGET /missing HTTP/1.1\r\n\r\n"));
-    EXPECT_EQ(bodyOf(connection.receiveReply()), "body{}");
-    EXPECT_EQ(bodyOf(connection.receiveReply()), "run()") << "the POST body is read and dropped";
-    std::string head = connection.receiveReply(true);
-    EXPECT_EQ(statusLine(head), "HTTP/1.1 200 OK");
-    EXPECT_EQ(headerOf(head, "Content-Length"), "17");
-    EXPECT_EQ(head.substr(head.size() - 4), "\r\n\r\n") << "the header and no body";
-    EXPECT_EQ(statusLine(connection.receiveReply()), "HTTP/1.1 404 Not Found");
-}
-
 TEST_F(ServerTest, ManyPipelinedRequestsWithABigReplyStayInOrder) {
     files.write("resources/layouts/Default/big.js", std::string(3 << 20, 'b'));
     ASSERT_TRUE(startServer());
@@ -99,27 +56,21 @@ TEST_F(ServerTest, ManyPipelinedRequestsWithABigReplyStayInOrder) {
 }
 
 TEST_F(ServerTest, AuthenticationMatrix) {
+    const std::string userPass = "<key>auth</key><true/><key>user</key><string>user</string>"
+                                 "<key>pass</key><string>pass</string>",
+                      empty = "<key>auth</key><true/><key>user</key><string></string>"
+                              "<key>pass</key><string></string>";
     struct Case {
-        const char* prefs;
+        std::string prefs;
         const char* header;
         int status;
     } cases[] = {
-        {"<key>auth</key><true/><key>user</key><string>user</string><key>pass</key><string>pass</"
-         "string>",
-         "", 401},
-        {"<key>auth</key><true/><key>user</key><string>user</string><key>pass</key><string>pass</"
-         "string>",
-         "Authorization: basic dXNlcjpwYXNz\r\n", 401},
-        {"<key>auth</key><true/><key>user</key><string>user</string><key>pass</key><string>pass</"
-         "string>",
-         "Authorization: Basic dXNlcjpvdGhlcg==\r\n", 401},
-        {"<key>auth</key><true/><key>user</key><string>user</string><key>pass</key><string>pass</"
-         "string>",
-         "Authorization: Basic dXNlcjpwYXNz\r\n", 200},
-        {"<key>auth</key><true/><key>user</key><string></string><key>pass</key><string></string>",
-         "Authorization: Basic !!!\r\n", 200},
-        {"<key>auth</key><true/><key>user</key><string></string><key>pass</key><string></string>",
-         "", 401},
+        {userPass, "", 401},
+        {userPass, "Authorization: basic dXNlcjpwYXNz\r\n", 401}, // the scheme's case counts
+        {userPass, "Authorization: Basic dXNlcjpvdGhlcg==\r\n", 401},
+        {userPass, "Authorization: Basic dXNlcjpwYXNz\r\n", 200},
+        {empty, "Authorization: Basic !!!\r\n", 200}, // undecodable is empty, as set
+        {empty, "", 401},
         {"<key>auth</key><false/>", "", 200},
     };
     for (auto& c : cases) {
@@ -161,21 +112,10 @@ TEST_F(ServerTest, RoutingIsByExactDirectoryPart) {
     EXPECT_EQ(statusLine(get(port, longURL)), "HTTP/1.1 404 Not Found") << "a URL over 200 bytes";
     EXPECT_EQ(statusLine(get(port, "/index.html?" + std::string(188, 'q'))), "HTTP/1.1 200 OK")
         << "exactly 200 bytes";
-}
-
-TEST_F(ServerTest, NonASCIIURLGetsTheErrorPageAndTheServerGoesOn) {
-    ASSERT_TRUE(startServer());
-    std::string reply = get(port, "/caf\xC3\xA9.html");
-    EXPECT_EQ(statusLine(reply), "HTTP/1.1 404 Not Found");
-    EXPECT_NE(bodyOf(reply).find("<title>Page Not Found</title>"), std::string::npos);
-    EXPECT_EQ(statusLine(get(port, "/")), "HTTP/1.1 200 OK");
+    std::string nonAscii = get(port, "/caf\xC3\xA9.html");
+    EXPECT_EQ(statusLine(nonAscii), "HTTP/1.1 404 Not Found");
+    EXPECT_NE(bodyOf(nonAscii).find("<title>Page Not Found</title>"), std::string::npos);
     EXPECT_NE(server.output().find("request URL is not ASCII"), std::string::npos);
-}
-
-TEST_F(ServerTest, UnknownAndLowerCaseMethodsAreAnsweredLikeAGet) {
-    ASSERT_TRUE(startServer());
-    EXPECT_EQ(bodyOf(request(port, "get /app.js HTTP/1.1\r\n\r\n")), "run()");
-    EXPECT_EQ(bodyOf(request(port, "FROBNICATE /app.js HTTP/1.1\r\n\r\n")), "run()");
 }
 
 TEST_F(ServerTest, HeadGetsHeadersWithTheBodysLength) {
@@ -272,29 +212,21 @@ TEST_F(ServerTest, LayoutFilesAndTheirContentTypes) {
         << server.output();
 }
 
-TEST_F(ServerTest, ChangedLayoutIsServedWithoutRestart) {
-    ASSERT_TRUE(startServer());
-    EXPECT_EQ(bodyOf(get(port, "/")), "<html>home</html>");
-    writePrefs("");
-    files.write("prefs.plist",
-                "<plist><dict><key>port</key><integer>" + std::to_string(port) +
-                    "</integer><key>siteLayout</key><string>Other</string></dict></plist>");
-    server.signal(SIGHUP);
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    EXPECT_EQ(bodyOf(get(port, "/")), "<html>other</html>");
-}
-
-TEST_F(ServerTest, UnusableLayoutNamesServeTheDefaultLayout) {
+TEST_F(ServerTest, ALayoutChangeIsServedWithoutRestartAndUnusableNamesServeTheDefault) {
     files.write("resources/layouts/index.html", "<html>the layouts folder itself</html>");
     files.write("resources/layouts/Themes/Dark/index.html", "<html>nested</html>");
     ASSERT_TRUE(startServer());
-    for (const char* name : {"", ".", "..", "a/b", "../Other", "Themes/Dark"}) {
+    for (const char* name : {"Other", "", ".", "..", "a/b", "../Other", "Themes/Dark"}) {
         SCOPED_TRACE(name);
         files.write("prefs.plist", "<plist><dict><key>port</key><integer>" + std::to_string(port) +
                                        "</integer><key>siteLayout</key><string>" + name +
                                        "</string></dict></plist>");
         server.signal(SIGHUP);
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        if (std::string(name) == "Other") {
+            EXPECT_EQ(bodyOf(get(port, "/")), "<html>other</html>") << "served without a restart";
+            continue;
+        }
         EXPECT_EQ(bodyOf(get(port, "/")), "<html>home</html>") << "treated like a missing name";
         EXPECT_NE(readFile(prefsPath()).find("<string>Default</string>"), std::string::npos);
     }
@@ -321,22 +253,6 @@ TEST_F(ServerTest, LayoutFilesNeverLeadOutOfTheLayoutFolder) {
     std::string alias = get(port, "/alias.css");
     EXPECT_EQ(bodyOf(alias), "body{}") << "a link to a file beside it stays in the folder";
     EXPECT_EQ(headerOf(alias, "Content-Type"), "text/css");
-}
-
-TEST_F(ServerTest, LayoutFilesAreRevalidated) {
-    ASSERT_TRUE(startServer());
-    std::string first = get(port, "/screen.css");
-    std::string tag = headerOf(first, "ETag");
-    ASSERT_NE(tag, "");
-    EXPECT_EQ(headerOf(first, "Cache-Control"), "no-cache");
-    std::string again = get(port, "/screen.css", "If-None-Match: " + tag + "\r\n");
-    EXPECT_EQ(statusLine(again), "HTTP/1.1 304 Not Modified");
-    EXPECT_EQ(bodyOf(again), "");
-    files.write("resources/layouts/Default/screen.css", "body{color:red}");
-    std::string changed = get(port, "/screen.css", "If-None-Match: " + tag + "\r\n");
-    EXPECT_EQ(statusLine(changed), "HTTP/1.1 200 OK");
-    EXPECT_EQ(bodyOf(changed), "body{color:red}") << "the cache follows the file";
-    EXPECT_NE(headerOf(changed, "ETag"), tag);
 }
 
 } // namespace
