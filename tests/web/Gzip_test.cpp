@@ -4,7 +4,6 @@
 #include "web/Gzip.h"
 
 #include <gtest/gtest.h>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -112,27 +111,6 @@ TEST(Gzip, CacheKeysTellVersionsApart) {
     std::string changed = one;
     changed[500] ^= 1;
     EXPECT_EQ(cache.find(changed), nullptr) << "one bit changed";
-}
-
-TEST(Gzip, CacheServesSeveralThreadsAtOnce) {
-    GzipCache cache(256 * 1024);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&cache, t] {
-            for (int i = 0; i < 2000; ++i) {
-                std::string tag = "\"" + std::to_string((i * 7 + t) % 300) + "\"";
-                auto found = cache.find(tag, 1, "text/css");
-                if (found) {
-                    EXPECT_EQ(*found, tag);
-                } else {
-                    cache.store(tag, 1, "text/css", std::make_shared<const std::string>(tag));
-                }
-            }
-        });
-    }
-    for (auto& thread : threads)
-        thread.join();
-    EXPECT_LE(cache.bytes(), 256u * 1024);
 }
 
 } // namespace

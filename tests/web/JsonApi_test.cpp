@@ -211,18 +211,6 @@ TEST_F(JsonApiTest, GetpicinfoDescribesOnePhoto) {
               "\"width\":\"\", \"height\":\"\" } })\n");
 }
 
-TEST_F(JsonApiTest, GetpicinfoOfAFilmProbesItsThumbnail) {
-    EXPECT_EQ(call("getpicinfo", "l=0&a=1&i=1").body,
-              "({ \"h\":16, \"w\":20, \"fileName\":\"clip11.mov\", \"mediaType\":\"Movie\", "
-              "\"caption\":\"Film\", \"comment\":\"\", "
-              "\"captureDate\":{ \"value\":-86400000, \"string\":\"Dec 31, 1969, "
-              "12:00:00\\u202fAM\" }, "
-              "\"modifiedDate\":{ \"value\":0, \"string\":\"Jan 1, 1970, 12:00:00\\u202fAM\" }, "
-              "\"exif\":{ \"captureDate\":\"\", \"modifiedDate\":\"\", \"aperture\":\"\", "
-              "\"shutter\":\"\", \"iso\":\"\", \"focalLength\":\"\", \"cameraMake\":\"\", "
-              "\"cameraModel\":\"\", \"width\":\"\", \"height\":\"\" } })\n");
-}
-
 TEST_F(JsonApiTest, GetsiteIsTheTitleAsOneStringAndMissingFilesHaveNoSize) {
     Reply reply = call("getsite");
     EXPECT_EQ(reply.contentType, "text/javascript; charset=UTF-8");

@@ -1,5 +1,6 @@
 // PictureResponders_test.cpp - thumbnails and pictures through the running server: sizes,
-// types, libraries without full-size downloads, validators and what is refused.
+// types, libraries without full-size downloads, validators and what is refused; the JSON API's
+// place in the responder table.
 #include "JsonFixtures.h"
 #include "image/ImageFixtures.h"
 #include "support/ServerProcess.h"
@@ -149,24 +150,44 @@ TEST_F(PictureTest, ThumbnailsAreReencodedAtTheirOwnSizeOrRefused) {
     }
 }
 
-TEST_F(PictureTest, PicturesAreSentAsStoredOrShrunkToTheBox) {
-    std::string whole = fetch("/image/?l=0&a=1&i=0");
-    EXPECT_EQ(headerOf(whole, "Content-Type"), "image/jpeg");
-    EXPECT_EQ(bodyOf(whole), big);
-    expectJPEG(fetch("/image/?l=0&a=1&i=0&mw=800&mh=600"), 800, 600);
-    {
-        SCOPED_TRACE("one step short of fitting");
-        expectJPEG(fetch("/image/?l=0&a=1&i=0&mw=799&mh=600"), 800, 600);
+TEST_F(PictureTest, PicturesComeShrunkOrFittedToTheBox) {
+    struct Case {
+        const char* name;
+        const char* query;
+        int width, height;
+    } cases[] = {
+        {"the box", "l=0&a=1&i=0&mw=800&mh=600", 800, 600},
+        {"one step short of fitting", "l=0&a=1&i=0&mw=799&mh=600", 800, 600},
+        {"nothing fits: an eighth", "l=0&a=1&i=0&mw=0&mh=0", 200, 150},
+        {"negative boxes are very large", "l=0&a=1&i=0&mw=-1&mh=-1", 1600, 1200},
+        {"a film in a box: its still", "l=0&a=1&i=5&mw=800&mh=600", 640, 480},
+        {"no full-size downloads: re-encoded", "l=1&a=1&i=0", 1600, 1200},
+        {"no full-size downloads: shrunk to fit 2048", "l=1&a=1&i=12", 2000, 1500},
+        {"no full-size downloads: no box asks for more", "l=1&a=1&i=12&mw=-1&mh=-1", 2000, 1500},
+        {"no full-size downloads: a box within the limit", "l=1&a=1&i=0&mw=800&mh=600", 800, 600},
+        {"exact: landscape touches the box height", "l=0&a=1&i=12&mw=1920&mh=1080&fit=exact", 1440,
+         1080},
+        {"exact: width limits a wide box", "l=0&a=1&i=0&mw=300&mh=1000&fit=exact", 300, 225},
+        {"exact: a box the picture fits", "l=0&a=1&i=0&mw=1600&mh=1200&fit=exact", 1600, 1200},
+        {"exact: a huge side is not taken as it is", "l=0&a=1&i=12&mw=99999&mh=1500&fit=exact",
+         2000, 1500},
+        {"exact: no full-size downloads, capped at 2048", "l=1&a=1&i=12&mw=5000&mh=5000&fit=exact",
+         2048, 1536},
+        {"exact: a film's still", "l=0&a=1&i=5&mw=320&mh=320&fit=exact", 320, 240},
+        {"exact: one pixel", "l=0&a=1&i=0&mw=1&mh=1&fit=exact", 1, 1},
+    };
+    for (auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        expectJPEG(fetch(std::string("/image/?") + c.query), c.width, c.height);
     }
-    {
-        SCOPED_TRACE("nothing fits: an eighth");
-        expectJPEG(fetch("/image/?l=0&a=1&i=0&mw=0&mh=0"), 200, 150);
-    }
-    {
-        SCOPED_TRACE("negative boxes are very large");
-        expectJPEG(fetch("/image/?l=0&a=1&i=0&mw=-1&mh=-1"), 1600, 1200);
-    }
-    EXPECT_EQ(bodyOf(fetch("/image/?l=0&a=1&i=0&mw=800")), big) << "both sides are needed to scale";
+    const std::string huge = readFile(files->path("Library/huge.jpg"));
+    EXPECT_EQ(bodyOf(fetch("/image/?l=0&a=1&i=0")), big) << "no box: as stored";
+    EXPECT_EQ(bodyOf(fetch("/image/?l=0&a=1&i=0&mw=800")), big) << "both sides are needed";
+    EXPECT_EQ(bodyOf(fetch("/image/?l=0&a=1&i=12")), huge) << "full-size downloads: the original";
+    EXPECT_EQ(bodyOf(fetch("/image/?l=0&a=1&i=12&mw=99999999999&mh=99999999999&fit=exact")), huge)
+        << "a box the picture fits sends the original";
+    EXPECT_NE(bodyOf(fetch("/image/?l=1&a=1&i=0")), big) << "no full-size downloads: never it";
+    EXPECT_NE(bodyOf(fetch("/image/?l=1&a=1&i=0&mw=1600&mh=1200&fit=exact")), big);
 }
 
 TEST_F(PictureTest, FilesGoOutAsStoredWithTheirRealTypes) {
@@ -185,43 +206,20 @@ TEST_F(PictureTest, FilesGoOutAsStoredWithTheirRealTypes) {
             EXPECT_EQ(bodyOf(reply).size(), 64u);
         }
     }
-    expectJPEG(fetch("/image/?l=0&a=1&i=5&mw=800&mh=600"), 640, 480); // a film in a box: its still
+    EXPECT_EQ(headerOf(fetch("/image/?l=0&a=1&i=1&mw=10&mh=10&fit=exact"), "Content-Type"),
+              "image/png")
+        << "pictures that are not JPEGs go out as without fit";
 }
 
-TEST_F(PictureTest, LibrariesWithoutFullSizeDownloadsNeverSendOriginals) {
-    {
-        SCOPED_TRACE("a picture smaller than the limit is re-encoded, not sent");
-        std::string reply = fetch("/image/?l=1&a=1&i=0");
-        expectJPEG(reply, 1600, 1200);
-        EXPECT_NE(bodyOf(reply), big);
-    }
-    {
-        SCOPED_TRACE("a larger one is shrunk to fit 2048 x 2048");
-        expectJPEG(fetch("/image/?l=1&a=1&i=12"), 2000, 1500);
-    }
-    {
-        SCOPED_TRACE("no box asks for more than the limit");
-        expectJPEG(fetch("/image/?l=1&a=1&i=12&mw=-1&mh=-1"), 2000, 1500);
-        expectJPEG(fetch("/image/?l=1&a=1&i=12&mw=2048&mh=2048"), 2000, 1500);
-    }
-    {
-        SCOPED_TRACE("boxes within the limit are answered as anywhere else");
-        expectJPEG(fetch("/image/?l=1&a=1&i=0&mw=800&mh=600"), 800, 600);
-    }
+TEST_F(PictureTest, LibrariesWithoutFullSizeDownloadsRefuseWhatTheyCannotShrink) {
     for (int index : {1, 2, 3, 4}) {
-        SCOPED_TRACE("pictures that cannot be shrunk are refused: " + std::to_string(index));
+        SCOPED_TRACE(index);
         expectErrorPage(fetch("/image/?l=1&a=1&i=" + std::to_string(index)));
         expectErrorPage(fetch("/image/?l=1&a=1&mw=10&mh=10&i=" + std::to_string(index)));
     }
-    {
-        SCOPED_TRACE("films still play");
-        std::string film = fetch("/image/?l=1&a=1&i=5");
-        EXPECT_EQ(headerOf(film, "Content-Type"), "video/quicktime");
-        EXPECT_EQ(bodyOf(film).size(), 64u);
-    }
-    std::string unlimited = fetch("/image/?l=0&a=1&i=12");
-    EXPECT_EQ(bodyOf(unlimited).size(), readFile(files->path("Library/huge.jpg")).size())
-        << "a library with full-size downloads sends the original";
+    std::string film = fetch("/image/?l=1&a=1&i=5");
+    EXPECT_EQ(headerOf(film, "Content-Type"), "video/quicktime") << "films still play";
+    EXPECT_EQ(bodyOf(film).size(), 64u);
 }
 
 TEST_F(PictureTest, ValidatorsLetBrowsersKeepPicturesAndRevalidateWithoutWork) {
@@ -231,11 +229,8 @@ TEST_F(PictureTest, ValidatorsLetBrowsersKeepPicturesAndRevalidateWithoutWork) {
     } cases[] = {
         {"/thumbnail/?l=0&a=1&p=1", "/image/?l=0&a=1&i=0&mw=160&mh=120"},
         {"/image/?l=0&a=1&i=0", "/image/?l=0&a=1&i=0&mw=800&mh=600"},
-        {"/image/?l=0&a=1&i=0&mw=800&mh=600", "/image/?l=0&a=1&i=0&mw=799&mh=600"},
         {"/image/?l=1&a=1&i=0", "/image/?l=0&a=1&i=0"},
-        {"/image/?l=0&a=1&i=5", "/image/?l=0&a=1&i=5&mw=800&mh=600"},
         {"/image/?l=0&a=1&i=0&mw=800&mh=600&fit=exact", "/image/?l=0&a=1&i=0&mw=800&mh=600"},
-        {"/image/?l=0&a=1&i=0&mw=1600&mh=1200&fit=exact", "/image/?l=0&a=1&i=0"},
         {"/image/?l=1&a=1&i=0&mw=1600&mh=1200&fit=exact",
          "/image/?l=0&a=1&i=0&mw=1600&mh=1200&fit=exact"},
         {"/thumbnail/?l=0&a=1&p=1&size=256", "/thumbnail/?l=0&a=1&p=1&size=257"},
@@ -262,54 +257,6 @@ TEST_F(PictureTest, ValidatorsLetBrowsersKeepPicturesAndRevalidateWithoutWork) {
     EXPECT_NE(headerOf(changed, "ETag"), before);
 }
 
-TEST_F(PictureTest, ExactFitFillsTheBoxAndNeverEnlarges) {
-    struct Case {
-        const char* name;
-        const char* target;
-        int width, height;
-        const char* original = nullptr; // non-null: the file that must go out as stored
-    } cases[] = {
-        {"landscape touches the box height", "l=0&a=1&i=12&mw=1920&mh=1080", 1440, 1080},
-        {"height limits a narrow box", "l=0&a=1&i=0&mw=800&mh=500", 667, 500},
-        {"width limits a wide box", "l=0&a=1&i=0&mw=300&mh=1000", 300, 225},
-        {"a box the picture fits sends the original", "l=0&a=1&i=0&mw=1600&mh=1200", 1600, 1200,
-         "big.jpg"},
-        {"so does a huge box", "l=0&a=1&i=12&mw=99999999999&mh=99999999999", 4000, 3000,
-         "huge.jpg"},
-        {"a huge side is not taken as it is", "l=0&a=1&i=12&mw=99999&mh=1500", 2000, 1500},
-        {"no full-size downloads: re-encoded at its size", "l=1&a=1&i=0&mw=1600&mh=1200", 1600,
-         1200},
-        {"no full-size downloads: capped at 2048", "l=1&a=1&i=12&mw=5000&mh=5000", 2048, 1536},
-        {"a film's still", "l=0&a=1&i=5&mw=320&mh=320", 320, 240},
-        {"one pixel", "l=0&a=1&i=0&mw=1&mh=1", 1, 1},
-    };
-    for (auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        std::string reply = fetch(std::string("/image/?") + c.target + "&fit=exact");
-        expectJPEG(reply, c.width, c.height);
-        if (c.original)
-            EXPECT_EQ(bodyOf(reply), readFile(files->path(std::string("Library/") + c.original)));
-        else
-            EXPECT_NE(bodyOf(reply), big);
-    }
-    EXPECT_EQ(headerOf(fetch("/image/?l=0&a=1&i=1&mw=10&mh=10&fit=exact"), "Content-Type"),
-              "image/png")
-        << "pictures that are not JPEGs go out as without fit";
-}
-
-TEST_F(PictureTest, ExactFitRefusesBadBoxes) {
-    const char* targets[] = {
-        "mw=800&fit=exact",        "mh=600&fit=exact",
-        "mw=0&mh=600&fit=exact",   "mw=800&mh=-1&fit=exact",
-        "mw=8e2&mh=600&fit=exact", "mw=800&mh=600&fit=EXACT",
-        "mw=800&mh=600&fit=cover", "mw=1234567890123456789012&mh=600&fit=exact",
-    };
-    for (const char* target : targets) {
-        SCOPED_TRACE(target);
-        expectErrorPage(fetch(std::string("/image/?l=0&a=1&i=0&") + target));
-    }
-}
-
 TEST_F(PictureTest, SizedThumbnailsComeFromTheOriginal) {
     struct Case {
         const char* name;
@@ -331,12 +278,6 @@ TEST_F(PictureTest, SizedThumbnailsComeFromTheOriginal) {
         expectJPEG(fetch(std::string("/thumbnail/?l=0&a=1&") + c.target), c.width, c.height);
     }
     expectJPEG(fetch("/thumbnail/?l=1&a=1&p=12&size=700"), 700, 525);
-    for (const char* garbage :
-         {"size=", "size=abc", "size=12px", "size=1e3", "size=+5", "size=1234567890123456789012"}) {
-        SCOPED_TRACE(garbage);
-        expectErrorPage(fetch(std::string("/thumbnail/?l=0&a=1&p=1&") + garbage));
-    }
-    expectErrorPage(fetch("/thumbnail/?l=0&a=1&p=8&size=256")); // neither file there
 }
 
 TEST_F(PictureTest, MadePicturesAreKeptAndServedAgainByteForByte) {
@@ -359,6 +300,15 @@ TEST_F(PictureTest, MadePicturesAreKeptAndServedAgainByteForByte) {
     }
 }
 
+TEST_F(PictureTest, TheJsonApiAnswersUnderItsOwnDirectoryOnly) {
+    std::string helper = fetch("/json/tessellan.js");
+    EXPECT_EQ(headerOf(helper, "Content-Type"), "application/x-javascript");
+    EXPECT_NE(bodyOf(helper).find("Tessellan.parseReply"), std::string::npos);
+    EXPECT_EQ(headerOf(fetch("/json/getsite"), "Content-Type"), "text/javascript; charset=UTF-8");
+    for (const char* target : {"/JSON/getsite", "/json/getSite", "/json/sub/getsite"})
+        EXPECT_EQ(statusLine(fetch(target)), "HTTP/1.1 404 Not Found") << target;
+}
+
 TEST_F(PictureTest, PictureRefusals) {
     const char* targets[] = {
         "/image/?l=0&a=1",                    // no index: no reply from the responder
@@ -368,6 +318,15 @@ TEST_F(PictureTest, PictureRefusals) {
         "/image/?l=9&a=1&i=0",                // no such library
         "/image/?l=0&a=2&i=0",                // album not published
         "/image/?l=0&a=1&i=10&mw=100&mh=100", // a JPEG that cannot be decoded
+        // Exact fit needs both sides as whole positive numbers, and fit=exact as written.
+        "/image/?l=0&a=1&i=0&mw=800&fit=exact", "/image/?l=0&a=1&i=0&mw=0&mh=600&fit=exact",
+        "/image/?l=0&a=1&i=0&mw=8e2&mh=600&fit=exact",
+        "/image/?l=0&a=1&i=0&mw=800&mh=600&fit=EXACT",
+        "/image/?l=0&a=1&i=0&mw=1234567890123456789012&mh=600&fit=exact",
+        // Sizes are whole numbers too.
+        "/thumbnail/?l=0&a=1&p=1&size=", "/thumbnail/?l=0&a=1&p=1&size=12px",
+        "/thumbnail/?l=0&a=1&p=1&size=+5",
+        "/thumbnail/?l=0&a=1&p=8&size=256", // neither file there
     };
     for (const char* target : targets) {
         SCOPED_TRACE(target);
