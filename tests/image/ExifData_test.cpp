@@ -129,26 +129,6 @@ TEST_P(ExifByteOrder, OneDirectoryEntriesAndTheirTypes) {
         EXPECT_EQ(parseOne(GetParam(), c.entries)[c.field], c.expect) << c.name;
 }
 
-TEST_P(ExifByteOrder, LaterTagOverwritesEarlier) {
-    E b(GetParam());
-    uint32_t first = b.text("First"), second = b.text("Second");
-    uint32_t sub = b.directory({E::ascii(271, second, 7)});
-    b.first(b.directory({E::ascii(271, first, 6), E::pointer(sub)}));
-    ExifData e(b.data());
-    EXPECT_EQ(str(e.cameraMake), "Second");
-}
-
-TEST_P(ExifByteOrder, ThumbnailDirectoryIsNotRead) {
-    E b(GetParam());
-    uint32_t make = b.text("Thumb");
-    uint32_t ifd1 = b.directory({E::ascii(271, make, 6), E::longValue(40962, 160)});
-    b.first(b.directory({E::shortValue(34855, 400)}, ifd1));
-    ExifData e(b.data());
-    EXPECT_EQ(str(e.iso), "400");
-    EXPECT_EQ(str(e.cameraMake), "");
-    EXPECT_EQ(str(e.width), "");
-}
-
 TEST_P(ExifByteOrder, LoopingDirectoriesAreReadOnce) {
     // IFD0 -> sub -> IFD0 -> ...: each is read once and the walk ends.
     E b(GetParam());

@@ -122,26 +122,4 @@ TEST(Resampler, KeepsFineDetailBetterThanABoxFilter) {
     }
 }
 
-TEST(Resampler, FlatPicturesStayFlatAndEveryRowComesOutOnce) {
-    struct {
-        uint32_t inWidth, inHeight, outWidth, outHeight;
-    } cases[] = {{100, 80, 33, 17}, {7, 300, 1, 1}, {50, 50, 50, 50}, {1, 1000, 1, 3}};
-    for (auto& c : cases) {
-        SCOPED_TRACE(std::to_string(c.inWidth) + "x" + std::to_string(c.inHeight));
-        std::vector<uint8_t> row(size_t(c.inWidth) * 3, 200);
-        std::vector<uint32_t> seen;
-        Resampler resampler(c.inWidth, c.inHeight, c.outWidth, c.outHeight,
-                            [&](const uint8_t* out, uint32_t y) {
-                                seen.push_back(y);
-                                for (uint32_t i = 0; i < c.outWidth * 3; ++i)
-                                    ASSERT_EQ(out[i], 200) << "row " << y << " sample " << i;
-                            });
-        for (uint32_t y = 0; y < c.inHeight; ++y)
-            resampler.push(row.data());
-        ASSERT_EQ(seen.size(), c.outHeight);
-        for (uint32_t y = 0; y < c.outHeight; ++y)
-            EXPECT_EQ(seen[y], y);
-    }
-}
-
 } // namespace

@@ -179,28 +179,6 @@ TEST_F(JpegWalk, MalformedFilesAreUnknown) {
                 << c.what << " ask " << ask;
 }
 
-TEST(ImageInfo, TiffDirectorySizeInBothByteOrders) {
-    struct Case {
-        bool little;
-        uint16_t widthType;
-        uint32_t widthCount;
-        int expectWidth;
-    } cases[] = {{true, 3, 1, 3000}, {false, 3, 1, 3000}, {true, 4, 1, 3000}, {false, 4, 2, -1}};
-    for (const Case& c : cases) {
-        ExifBuilder tiff(c.little);
-        tiff.first(tiff.directory({{256, c.widthType, c.widthCount, 3000}, {257, 4, 1, 2000}}));
-        TempDir dir;
-        CFReadStream_t stream(dir.write("t.tif", tiff.payload().substr(6)));
-        ASSERT_TRUE(stream.seekAbsolute(8));
-        ImageSize size = {-1, -1};
-        getTiffSize(stream, &size, c.little ? toUInt16_LE : toUInt16_BE,
-                    c.little ? toUInt32_LE : toUInt32_BE);
-        EXPECT_EQ(size.width, c.expectWidth)
-            << c.little << " " << c.widthType << " " << c.widthCount;
-        EXPECT_EQ(size.height, 2000);
-    }
-}
-
 TEST(ImageInfo, ScaleToFitSize) {
     struct Case {
         int width, height, maxWidth, maxHeight, expectWidth, expectHeight;

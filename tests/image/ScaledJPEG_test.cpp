@@ -68,15 +68,6 @@ TEST(ScaledJPEG, HeadersClaimingAbsurdPixelCountsAreRefusedBeforeDecoding) {
     EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), 1) << "one line";
 }
 
-TEST(ScaledJPEG, QualityReachesTheEncoder) {
-    TempDir dir;
-    CFURL_t url = dir.write("in.jpg", encodeJPEG(320, 240, 3, 95));
-    std::ostringstream low, high;
-    ASSERT_TRUE(writeScaledJPEG(url, 0, 0, 10, low, 1));
-    ASSERT_TRUE(writeScaledJPEG(url, 0, 0, 95, high, 1));
-    EXPECT_LT(low.str().size() * 2, high.str().size());
-}
-
 TEST(ScaledJPEG, UnusableFilesFailWithNothingWritten) {
     std::string good = encodeJPEG(64, 48);
     size_t scan = good.find("\xFF\xDA");
@@ -193,21 +184,4 @@ TEST(ScaledJPEG, CmykAndYcckPicturesComeOutInTheirColours) {
                         << c.what << " scale " << scale << " sample " << i;
         }
     }
-}
-
-TEST(ScaledJPEG, CmykPastAnEighthIsResampledInItsColours) {
-    std::vector<uint8_t> samples;
-    for (int i = 0; i < 2000 * 16; ++i)
-        samples.insert(samples.end(), {200, 100, 50, 128});
-    TempDir dir;
-    std::ostringstream out;
-    CFURL_t url = dir.write("wide.jpg", encodePixels(2000, 16, samples, FileColours::CMYK));
-    ASSERT_TRUE(writeScaledJPEG(url, 100, 100, 95, out, -1, 100));
-    int width = 0, height = 0;
-    std::vector<uint8_t> rgb;
-    ASSERT_TRUE(decodeRGB(out.str(), width, height, rgb));
-    EXPECT_EQ(width, 100);
-    EXPECT_NEAR(rgb[0], 100, 8);
-    EXPECT_NEAR(rgb[1], 50, 8);
-    EXPECT_NEAR(rgb[2], 25, 8);
 }
