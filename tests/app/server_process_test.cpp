@@ -41,20 +41,6 @@ class ServerTest : public ::testing::Test {
     ServerProcess server;
 };
 
-TEST_F(ServerTest, ManyPipelinedRequestsWithABigReplyStayInOrder) {
-    files.write("resources/layouts/Default/big.js", std::string(3 << 20, 'b'));
-    ASSERT_TRUE(startServer());
-    Connection connection(port);
-    std::string batch;
-    for (int i = 0; i < 20; ++i)
-        batch += i % 5 == 0 ? "GET /big.js HTTP/1.1\r\n\r\n" : "GET /app.js HTTP/1.1\r\n\r\n";
-    ASSERT_TRUE(connection.send(batch));
-    for (int i = 0; i < 20; ++i) {
-        std::string reply = connection.receiveReply();
-        ASSERT_EQ(bodyOf(reply).size(), i % 5 == 0 ? size_t(3 << 20) : 5u) << "reply " << i;
-    }
-}
-
 TEST_F(ServerTest, AuthenticationMatrix) {
     const std::string userPass = "<key>auth</key><true/><key>user</key><string>user</string>"
                                  "<key>pass</key><string>pass</string>",

@@ -43,17 +43,6 @@ TEST(PropertyListReader, ReadsEveryValueType) {
         << "a repeated key's last value wins";
 }
 
-TEST(PropertyListReader, LargeDictionariesFindEveryKey) {
-    std::string body = "<dict>";
-    for (int i = 0; i < 500; ++i)
-        body +=
-            "<key>" + std::to_string(i * 7) + "</key><integer>" + std::to_string(i) + "</integer>";
-    CFDictionary_t d = parseDict(body + "</dict>");
-    for (int i = 0; i < 500; ++i)
-        ASSERT_EQ(int(d.get<CFNumber_t>(makeString(std::to_string(i * 7)))), i);
-    EXPECT_EQ(CFDictionaryGetValue(d, CFSTR("3")), nullptr);
-}
-
 TEST(PropertyListReader, RefusesBrokenDocumentsAndAcceptsAForeignDocumentType) {
     const char* bad[] = {
         "",

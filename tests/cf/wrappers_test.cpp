@@ -78,15 +78,6 @@ TEST(CFArray_t, ElemReportsIndexesAtOrPastTheEnd) {
     EXPECT_NE(thrownText([&] { array.elem(-1); }), kNothingThrown);
 }
 
-TEST(CFNumber_t, IntegerViewsShareTheSigned32BitValue) {
-    CFNumber_t negative(newNumber(-1), CFNumber_t::Create);
-    EXPECT_EQ(unsigned(negative), 0xFFFFFFFFu);
-    double real = 2.75;
-    CFNumber_t fraction(CFNumberCreate(kCFNumberDoubleType, &real), CFNumber_t::Create);
-    EXPECT_EQ(int(fraction), 2);
-    EXPECT_DOUBLE_EQ(double(fraction), 2.75);
-}
-
 TEST(Texts, LongErrorsAreCutToTheBufferAndToStringCutsWholeCharacters) {
     std::string longFunction(8200, 'f');
     EXPECT_EQ(thrownText([&] { throwRTE(longFunction.c_str(), "message %d", 1); }).size(), 8191u);

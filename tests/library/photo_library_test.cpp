@@ -105,18 +105,6 @@ TEST(PhotoLibraryLoad, MajorVersionIsTheLeadingDigits) {
     }
 }
 
-TEST(PhotoLibraryLoad, GetLibraryCachesLoadedFoldersOnly) {
-    TempFolder folder;
-    EXPECT_EQ(PhotoLibrary::getLibrary(folder.path()), nullptr);
-    EXPECT_EQ(PhotoLibrary::getLibrary(folder.path()), nullptr) << "a miss is not remembered";
-    writeAlbumFile(folder.path(), smallLibrary());
-    PhotoLibrary* first = PhotoLibrary::getLibrary(folder.path());
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(PhotoLibrary::getLibrary(folder.path()), first);
-    EXPECT_EQ(first->path(), folder.path());
-    EXPECT_NE(PhotoLibrary::getLibrary(folder.path() + "/"), first) << "paths are keys as text";
-}
-
 TEST(PhotoLibraryLoad, DamagedFilesAreLoggedOnceAndReadAgainOnlyWhenChanged) {
     struct Case {
         const char* name;

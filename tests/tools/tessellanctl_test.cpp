@@ -383,13 +383,4 @@ TEST_F(Tessellanctl, RunningServerSeesAPublishWithinASecond) {
     EXPECT_EQ(ctl({"status"}).status, 1);
 }
 
-TEST_F(Tessellanctl, HelpAndVersion) {
-    CtlRun help = ctl({"--help"});
-    EXPECT_EQ(help.status, 0);
-    for (const char* command : {"library add FOLDER", "publish ID", "password USER", "check ID"})
-        EXPECT_NE(help.out.find(command), std::string::npos) << command;
-    CtlRun version = ctl({"--version"});
-    EXPECT_EQ(version.out, "tessellanctl " TESSELLAN_TEST_VERSION "\n");
-}
-
 } // namespace
