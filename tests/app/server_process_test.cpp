@@ -104,29 +104,6 @@ TEST_F(ServerTest, RoutingIsByExactDirectoryPart) {
     EXPECT_NE(server.output().find("request URL is not ASCII"), std::string::npos);
 }
 
-TEST_F(ServerTest, HeadGetsHeadersWithTheBodysLength) {
-    ASSERT_TRUE(startServer());
-    Connection connection(port);
-    connection.send("HEAD /missing HTTP/1.1\r\n\r\nGET / HTTP/1.1\r\n\r\n");
-    std::string head = connection.receiveReply(true);
-    EXPECT_EQ(statusLine(head), "HTTP/1.1 404 Not Found");
-    EXPECT_NE(headerOf(head, "Content-Length"), "0");
-    EXPECT_EQ(bodyOf(head), "");
-    EXPECT_EQ(bodyOf(connection.receiveReply()), "<html>home</html>");
-}
-
-TEST_F(ServerTest, IdleClientIsDisconnected) {
-    ASSERT_TRUE(startServer("", "0.5"));
-    Connection silent(port);
-    auto started = std::chrono::steady_clock::now();
-    EXPECT_TRUE(silent.closedByPeer(5000));
-    EXPECT_GE(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(400));
-    Connection active(port);
-    active.send("GET / HTTP/1.1\r\n\r\n");
-    EXPECT_EQ(statusLine(active.receiveReply()), "HTTP/1.1 200 OK");
-    EXPECT_TRUE(active.closedByPeer(5000)) << "idle again after the reply";
-}
-
 TEST_F(ServerTest, HangupRereadsThePreferences) {
     ASSERT_TRUE(startServer());
     EXPECT_EQ(statusLine(get(port, "/")), "HTTP/1.1 200 OK");

@@ -61,29 +61,6 @@ TEST(HttpRequest, HeaderSplitOverManyAppendsIsAnsweredOnceWhenComplete) {
     EXPECT_FALSE(request.failed());
 }
 
-TEST(HttpRequest, PipelinedRequestsAreAnsweredOneAtATimeInOrder) {
-    std::string data = "GET /first HTTP/1.1\r\nHost: h\r\n\r\n"
-                       "HEAD /second?x=1 HTTP/1.1\r\nHost: h\r\n\r\n"
-                       "GET /third HTTP/1.1\r\n\r\n";
-    HttpRequest request;
-    size_t used = request.append(data.data(), data.size());
-    ASSERT_TRUE(request.isHeaderComplete());
-    EXPECT_LT(used, data.size());
-    EXPECT_EQ(request.url(), "/first");
-    EXPECT_FALSE(request.isHead());
-    request.next();
-    used += request.append(data.data() + used, data.size() - used);
-    ASSERT_TRUE(request.isHeaderComplete());
-    EXPECT_EQ(request.url(), "/second?x=1");
-    EXPECT_TRUE(request.isHead());
-    EXPECT_EQ(request.header("Host"), "h");
-    request.next();
-    used += request.append(data.data() + used, data.size() - used);
-    ASSERT_TRUE(request.isHeaderComplete());
-    EXPECT_EQ(request.url(), "/third");
-    EXPECT_FALSE(request.header("Host").has_value()) << "headers of an earlier request linger";
-}
-
 // Every way of cutting a stream of requests into reads gives the same answers: bodies are
 // skipped, any method is answered like a read, connection headers and old versions do not end
 // the connection, URLs are kept as received.
@@ -108,19 +85,6 @@ TEST(HttpRequest, AnswersDoNotDependOnHowTheBytesAreCut) {
         EXPECT_TRUE(answered[4].head) << "HEAD is still known for what it is";
         EXPECT_FALSE(answered[2].head);
     }
-}
-
-TEST(HttpRequest, BodyArrivingInALaterReadIsStillDropped) {
-    HttpRequest request;
-    std::string header = "POST /form HTTP/1.1\r\nContent-Length: 10\r\n\r\n";
-    size_t used = request.append(header.data(), header.size());
-    ASSERT_TRUE(request.isHeaderComplete());
-    request.next();
-    EXPECT_EQ(request.append(header.data() + used, header.size() - used), header.size() - used);
-    std::string rest = "0123456789GET /next HTTP/1.1\r\n\r\n";
-    request.append(rest.data(), rest.size());
-    ASSERT_TRUE(request.isHeaderComplete());
-    EXPECT_EQ(request.url(), "/next");
 }
 
 TEST(HttpRequest, HeaderLookupIgnoresCaseAndToleratesSplitNamesAndValues) {

@@ -43,22 +43,6 @@ class ScopedEnv {
     std::vector<std::pair<const char*, std::optional<std::string>>> saved_;
 };
 
-TEST(Dates, StylesInTheDefaultLocale) {
-    struct Case {
-        CFDateFormatterStyle date, timeOfDay;
-        const char* expect;
-    } cases[] = {
-        {kCFDateFormatterMediumStyle, kCFDateFormatterMediumStyle, "Jan 1, 2001, 12:00:00\u202FAM"},
-        {kCFDateFormatterShortStyle, kCFDateFormatterNoStyle, "1/1/01"},
-        {kCFDateFormatterFullStyle, kCFDateFormatterNoStyle, "Monday, January 1, 2001"},
-        {kCFDateFormatterNoStyle, kCFDateFormatterNoStyle, ""},
-    };
-    for (const Case& c : cases)
-        EXPECT_EQ(display(0.0, c.date, c.timeOfDay), c.expect) << c.date << " " << c.timeOfDay;
-    EXPECT_EQ(display(168179400.0, kCFDateFormatterMediumStyle, kCFDateFormatterMediumStyle),
-              "May 1, 2006, 12:30:00\u202FPM");
-}
-
 TEST(Dates, LocaleComesFromTheProcessSettings) {
     struct Case {
         const char *all, *time, *lang;

@@ -2,7 +2,6 @@
 #include "library/PhotoLibrary.h"
 
 #include "album_fixture.h"
-#include "support/ThrownText.h"
 
 #include <stdexcept>
 #include <unistd.h>
@@ -12,8 +11,6 @@ using namespace fixture;
 namespace {
 
 const time_t kLoadTime = 1'200'000'000;
-
-using testsupport::thrownText;
 
 // The album name of album 1 tells which version of the file a library answers from.
 std::string versionFile(const std::string& name) {
@@ -85,26 +82,6 @@ TEST(PhotoLibrarySync, FailedReloadKeepsTheOldTreeAsCurrent) {
     EXPECT_EQ(utf8(library.getAlbumName(1)), "old") << "a vanished file leaves the tree in service";
 }
 
-TEST(PhotoLibraryLoad, MajorVersionIsTheLeadingDigits) {
-    struct Case {
-        const char* version; // null: no key
-        unsigned major;
-    } cases[] = {
-        {"6.0.5 (316)", 6},
-        {nullptr, 0},
-        {"v7", 0},
-        {"0042x9", 42},
-    };
-    for (const Case& c : cases) {
-        TempFolder folder;
-        std::string text = albumData("", albumDict(1, "A", {}), "");
-        if (c.version) text = albumData(c.version, albumDict(1, "A", {}), "");
-        writeAlbumFile(folder.path(), text);
-        EXPECT_EQ(PhotoLibrary(folder.path()).majorVersion(), c.major)
-            << (c.version ? c.version : "(absent)");
-    }
-}
-
 TEST(PhotoLibraryLoad, DamagedFilesAreLoggedOnceAndReadAgainOnlyWhenChanged) {
     struct Case {
         const char* name;
@@ -158,51 +135,6 @@ TEST(PhotoLibraryLoad, DamagedFilesAreLoggedOnceAndReadAgainOnlyWhenChanged) {
               "album file " + other.path() +
                   "/AlbumData.xml could not be read (not a regular file); its library stays "
                   "unavailable until the file changes\n");
-}
-
-TEST(PhotoLibraryLookup, MissingThingsReadAsDesigned) {
-    TempFolder folder;
-    writeAlbumFile(folder.path(), smallLibrary());
-    PhotoLibrary library(folder.path());
-    EXPECT_EQ(thrownText([&] { library.getAlbumInfo(99); }),
-              "(In getAlbumInfo) : couldn't find album with id 99");
-    EXPECT_EQ(thrownText([&] { library.getPhotoInfo(2, 10); }),
-              "(In getPhotoInfo) : couldn't find photo with id 10")
-        << "photo 10 exists, but not in album 2";
-    EXPECT_EQ(thrownText([&] { library.getPictureInfo(CFSTR("77")); }),
-              "(In T CFDictionary_t::get(const __CFString*) const [with T = CFDictionary_t]) : "
-              "dictionary doesn't have key '77'");
-
-    TempFolder bare;
-    writeAlbumFile(bare.path(), "<plist><dict/></plist>");
-    PhotoLibrary empty(bare.path());
-    EXPECT_EQ(thrownText([&] { empty.getAlbumList(); }),
-              "(In CoreType<T, F>::CoreType(const void*, CoreType<T, F>::Rule) [with T = const "
-              "__CFArray*, CFTypeID (* F)() = CFArrayGetTypeID]) : Tried to create a PK9__CFArray "
-              "from a NULL pointer");
-}
-
-TEST(PhotoLibraryList, RecordsCarryEveryField) {
-    TempFolder folder;
-    writeAlbumFile(folder.path(), albumData("9", albumDict(3, "Trip", {"0007", "8"}),
-                                            photoDict("0007") + photoDict("8", "OriginalPath")));
-    PhotoLibrary library(folder.path());
-    std::vector<PhotoInfo> list;
-    library.getPhotoList(3, list);
-    ASSERT_EQ(list.size(), 2u);
-    const PhotoInfo& p = list[0];
-    EXPECT_EQ(p.id, 7);
-    EXPECT_EQ(utf8(p.imagePath), "/photos/2009/img_0007.jpg");
-    EXPECT_EQ(utf8(p.fileName), "img_0007.jpg");
-    EXPECT_EQ(utf8(p.originalPath), "/photos/Originals/img_0007.jpg");
-    EXPECT_EQ(utf8(p.thumbPath), "/photos/Thumbs/0007.jpg");
-    EXPECT_EQ(utf8(p.mediaType), "Image");
-    EXPECT_EQ(utf8(p.caption), "Caption 0007");
-    EXPECT_EQ(utf8(p.comment), "Comment 0007");
-    EXPECT_DOUBLE_EQ(p.date, 7.5);
-    EXPECT_DOUBLE_EQ(p.modDate, 20007.25);
-    EXPECT_DOUBLE_EQ(p.metaModDate, 30007);
-    EXPECT_EQ(utf8(list[1].originalPath), "/photos/2009/img_8.jpg") << "defaults to ImagePath";
 }
 
 } // namespace

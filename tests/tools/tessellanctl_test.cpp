@@ -267,33 +267,6 @@ TEST_F(Tessellanctl, PublishesAlbumsByIdByNameAndAll) {
     EXPECT_TRUE(fs::exists(library + "/AlbumData.xml")) << "removing never touches the library";
 }
 
-TEST_F(Tessellanctl, SettingsAreStoredAsTheServerReadsThem) {
-    files.write("data/Tessellan/layouts/Mine/index.html", "<html></html>");
-    struct Case {
-        std::vector<std::string> arguments;
-        const char* key;
-        std::string expected; // the stored value as text
-    } cases[] = {
-        {{"set", "title", "Ana's pictures"}, "title", "Ana's pictures"},
-        {{"set", "port", "0"}, "port", "0"},
-        {{"set", "layout", "Mine"}, "siteLayout", "Mine"},
-        {{"set", "thumbnail-quality", "high"}, "ThumbnailQuality", "2"},
-        {{"set", "image-quality", "medium"}, "ImageQuality", "1"},
-    };
-    for (const Case& c : cases) {
-        CtlRun run = ctl(c.arguments);
-        ASSERT_EQ(run.status, 0) << c.arguments[1] << ": " << run.err;
-        CFDictionary_t root = prefsRoot();
-        CFTypeRef value = CFDictionaryGetValue(root, makeString(c.key));
-        ASSERT_NE(value, nullptr) << c.key;
-        std::string stored = CFGetTypeID(value) == CFStringGetTypeID()
-                                 ? CFStringGetUTF8(static_cast<CFStringRef>(value))
-                                 : std::to_string(int(CFNumber_t(value, CFNumber_t::Get)));
-        EXPECT_EQ(stored, c.expected) << c.arguments[1] << " " << c.arguments[2];
-    }
-    EXPECT_EQ(text(prefsRoot(), CFSTR("title")), "Ana's pictures") << "other keys are kept";
-}
-
 TEST_F(Tessellanctl, PasswordKeepsThePreferencesFileOwnerOnly) {
     files.write("config/prefs.plist",
                 "<plist><dict><key>title</key><string>T</string></dict></plist>");

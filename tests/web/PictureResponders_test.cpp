@@ -280,26 +280,6 @@ TEST_F(PictureTest, SizedThumbnailsComeFromTheOriginal) {
     expectJPEG(fetch("/thumbnail/?l=1&a=1&p=12&size=700"), 700, 525);
 }
 
-TEST_F(PictureTest, MadePicturesAreKeptAndServedAgainByteForByte) {
-    for (const char* target :
-         {"/thumbnail/?l=0&a=1&p=0042&size=300", "/image/?l=0&a=1&i=7&mw=555&mh=555&fit=exact"}) {
-        SCOPED_TRACE(target);
-        auto kept = [] {
-            std::error_code missing;
-            std::filesystem::directory_iterator entries(files->path("cache/tessellan"), missing);
-            return missing ? 0 : std::distance(entries, std::filesystem::directory_iterator());
-        };
-        auto before = kept();
-        std::string first = fetch(target);
-        EXPECT_EQ(kept(), before + 1) << "one entry kept";
-        std::string again = fetch(target);
-        EXPECT_EQ(statusLine(again), "HTTP/1.1 200 OK");
-        EXPECT_EQ(bodyOf(again), bodyOf(first));
-        EXPECT_EQ(headerOf(again, "ETag"), headerOf(first, "ETag"));
-        EXPECT_EQ(headerOf(again, "Content-Length"), headerOf(first, "Content-Length"));
-    }
-}
-
 TEST_F(PictureTest, TheJsonApiAnswersUnderItsOwnDirectoryOnly) {
     std::string helper = fetch("/json/tessellan.js");
     EXPECT_EQ(headerOf(helper, "Content-Type"), "application/x-javascript");
