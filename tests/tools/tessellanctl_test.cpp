@@ -24,30 +24,19 @@ struct CtlRun {
     std::string out, err;
 };
 
-// What the child reads from a pipe fd until its end.
-std::string drain(int fd) {
-    std::string text;
-    char buffer[4096];
-    for (ssize_t n; (n = read(fd, buffer, sizeof buffer)) > 0;)
-        text.append(buffer, size_t(n));
-    close(fd);
-    return text;
-}
-
-// Runs tessellanctl with the given arguments, environment additions and standard input. As
-// root, asNobody runs it as the unprivileged user 65534 so that file modes bind it.
-CtlRun runCtl(const std::vector<std::string>& arguments,
-              const std::map<std::string, std::string>& environment, const std::string& input = "",
-              bool asNobody = false) {
-    int in[2], out[2], err[2];
-    if (pipe(in) || pipe(out) || pipe(err)) return {};
+// Runs tessellanctl with the given arguments, environment additions and standard input; its
+// output goes through files in folder. As root, asNobody runs it as the unprivileged user 65534
+// so that file modes bind it.
+CtlRun runCtl(const TempFolder& folder, const std::vector<std::string>& arguments,
+              const std::map<std::string, std::string>& environment, const std::string& input,
+              bool asNobody) {
+    std::string in = folder.write("ctl.in", input), out = folder.path("ctl.out"),
+                err = folder.path("ctl.err");
     pid_t child = fork();
     if (child == 0) {
-        dup2(in[0], 0);
-        dup2(out[1], 1);
-        dup2(err[1], 2);
-        for (int fd : {in[0], in[1], out[0], out[1], err[0], err[1]})
-            close(fd);
+        if (!freopen(in.c_str(), "r", stdin) || !freopen(out.c_str(), "w", stdout) ||
+            !freopen(err.c_str(), "w", stderr))
+            _exit(125);
         for (auto& [name, value] : environment)
             setenv(name.c_str(), value.c_str(), 1);
         if (asNobody && geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(126);
@@ -59,20 +48,9 @@ CtlRun runCtl(const std::vector<std::string>& arguments,
         execv(argv[0], argv.data());
         _exit(127);
     }
-    close(in[0]);
-    close(out[1]);
-    close(err[1]);
-    if (!input.empty() && write(in[1], input.data(), input.size()) < 0) {
-    }
-    close(in[1]);
-    CtlRun run;
-    std::thread errors([&] { run.err = drain(err[0]); });
-    run.out = drain(out[0]);
-    errors.join();
     int status = 0;
     waitpid(child, &status, 0);
-    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return run;
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(out), readFile(err)};
 }
 
 // One photo of a test album file.
@@ -119,7 +97,7 @@ class Tessellanctl : public ::testing::Test {
     CtlRun ctl(std::vector<std::string> arguments, const std::string& input = "",
                bool asNobody = false) {
         arguments.insert(arguments.begin(), {"--prefs", prefs});
-        return runCtl(arguments,
+        return runCtl(io, arguments,
                       {{"XDG_RUNTIME_DIR", runtime}, {"XDG_DATA_HOME", files.path("data")}}, input,
                       asNobody);
     }
@@ -137,7 +115,7 @@ class Tessellanctl : public ::testing::Test {
         }
         return {};
     }
-    TempFolder files;
+    TempFolder files, io; // io: the tool's standard streams, apart from the files it may see
     std::string runtime, prefs;
 };
 

@@ -38,33 +38,6 @@ TEST(EmitPageHeader, EscapesTitleVersionAndWritesOnlyNonEmptyAttributes) {
     EXPECT_EQ(some.str(), pageHeader("(unknown version)", "t") + " onResize=\"r()\">\n");
 }
 
-TEST(EmitFramePageHeader, WritesTheFramesetWithTheFirstColumnWidthAndTheFootersClose) {
-    const std::string head =
-        kDeclarations +
-        "<html xmlns=\"http://www.w3.org/1999/xhtml\" xml:lang=\"en\" lang=\"en\">\n  <head>\n"
-        "    <title>A &amp; B</title>\n"
-        "    <META http-equiv=\"Content-Type\" content=\"text/html; charset=UTF-8\">\n"
-        "    <META http-equiv=\"PRAGMA\" content=\"NO-CACHE\">\n"
-        "    <link rel=\"stylesheet\" type=\"text/css\" href=\"./styles/screen.css\" "
-        "media=\"screen\" />\n"
-        "    <style type=\"text/css\">\n@import \"./styles/markup.css\";\n    </style>\n"
-        "  </head>\n  <frameset cols=\"";
-    struct {
-        int cols;
-        std::string width;
-    } cases[] = {{180, "180"}, {0, "25%"}, {-5, "25%"}};
-    for (const auto& c : cases) {
-        std::ostringstream out;
-        out << std::hex; // a stream left in hexadecimal still gets a decimal width
-        EmitFramePageHeader(out, makeString("A & B"), c.cols);
-        EXPECT_EQ(out.str(), head + c.width + ",*\" frameborder=\"1\">\n") << c.cols;
-    }
-    std::ostringstream out;
-    EmitPageFooter(out) << "|";
-    EmitFramePageFooter(out);
-    EXPECT_EQ(out.str(), "</body>\n</html>\n|  </frameset>\n</html>\n");
-}
-
 TEST(ErrorPageResponder, AnswersNotFoundWithACompletePage) {
     std::unique_ptr<HttpReply> reply = std::make_unique<HttpReply>(200);
     std::ostringstream out;
