@@ -20,11 +20,10 @@ class Resampler {
     Resampler(uint32_t inWidth, uint32_t inHeight, uint32_t outWidth, uint32_t outHeight,
               RowSink sink);
 
-    // Feeds input row number rowsPushed() (inWidth × 3 bytes). Output rows are handed to the sink
+    // Feeds the next input row (inWidth × 3 bytes). Output rows are handed to the sink
     // as soon as they can be made; after the last input row all of them have been.
     // REQUIRES: fewer than inHeight rows pushed so far.
     void push(const uint8_t* row);
-    uint32_t rowsPushed() const { return pushed_; }
 
   private:
     // The taps of one output sample: `count` weights from input index `first`.

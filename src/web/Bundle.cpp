@@ -43,12 +43,6 @@ const std::string& BundleResourcesPath() {
     return _resourcesPath();
 }
 
-CFURLRef BundleCopyResourceURL(CFStringRef name, CFStringRef subfolder) {
-    std::string relative = CFStringGetUTF8(subfolder);
-    relative.append("/").append(CFStringGetUTF8(name));
-    return BundleCopyResourceURLAtPath(relative);
-}
-
 CFURLRef BundleCopyResourceURLAtPath(std::string_view relative) {
     const std::string& root = BundleResourcesPath();
     if (root.empty()) return nullptr;

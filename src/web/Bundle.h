@@ -16,10 +16,8 @@ void BundleSetResourcesPath(const std::string& path);
 // The resources folder: the one set, else the one found from the executable. Empty when
 // neither exists (there is then no bundle).
 const std::string& BundleResourcesPath();
-// A file URL for the regular file name inside subfolder of the resources, or null when there
-// is no such file. The caller must release it.
-CFURLRef BundleCopyResourceURL(CFStringRef name, CFStringRef subfolder);
-// The same for a path relative to the resources folder ("layouts/Default/index.html").
+// A file URL for the regular file at a path relative to the resources folder
+// ("layouts/Default/index.html"), or null when there is no such file. The caller must release it.
 CFURLRef BundleCopyResourceURLAtPath(std::string_view relative);
 // The per-user application-support folder: $XDG_DATA_HOME, else ~/.local/share; empty when
 // neither can be found.

@@ -267,7 +267,3 @@ void CurrentRequestBegin(const HttpRequest& request) {
 void CurrentRequestEnd() {
     current = nullptr;
 }
-
-const HttpRequest* CurrentRequest() {
-    return current;
-}

@@ -61,8 +61,6 @@ void FinishConditional(const HttpRequest& request, std::unique_ptr<HttpReply>& r
 // alive until CurrentRequestEnd.
 void CurrentRequestBegin(const HttpRequest& request);
 void CurrentRequestEnd();
-// The request being answered on this thread, or null.
-const HttpRequest* CurrentRequest();
 
 // --- The pieces, for the request step and its tests --------------------------------------
 
