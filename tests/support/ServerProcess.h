@@ -78,8 +78,9 @@ class Connection {
         }
         return data;
     }
-    // Reads one whole reply (header and Content-Length body; none for HEAD).
-    std::string receiveReply(bool head = false, int timeoutMs = 5000) {
+    // Reads one whole reply (header and Content-Length body; none for HEAD). The default wait
+    // is long: a sanitized build shrinking a large picture on a busy machine takes seconds.
+    std::string receiveReply(bool head = false, int timeoutMs = 20000) {
         for (;;) {
             size_t end = buffer_.find("\r\n\r\n");
             if (end != std::string::npos) {
