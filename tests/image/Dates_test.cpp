@@ -1,5 +1,5 @@
-// Dates_test.cpp - display styles, the locale the process settings choose, and
-// fixed-layout parsing. The image tests run in en_US and UTC (see ImageFixtures.cpp).
+// Dates_test.cpp - the locale the process settings choose, and fixed-layout parsing in any
+// locale. The image tests run in en_US and UTC (see ImageFixtures.cpp).
 #include "image/Dates.h"
 
 #include <cstdlib>

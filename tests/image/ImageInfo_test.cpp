@@ -1,5 +1,5 @@
 // ImageInfo_test.cpp - header probing of every type, the JPEG marker walk's rules and quirks,
-// the TIFF directory reader and box fitting.
+// and box fitting.
 #include "ImageFixtures.h"
 #include "image/ImageInfo.h"
 #include "image/ScaledJPEG.h"

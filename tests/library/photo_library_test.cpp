@@ -1,4 +1,4 @@
-// photo_library_test.cpp - loading album files, the settling reload rule, album and photo lookups.
+// photo_library_test.cpp - loading album files, the settling reload rule, damaged files.
 #include "library/PhotoLibrary.h"
 
 #include "album_fixture.h"

@@ -1,4 +1,4 @@
-// PageFrame_test.cpp - the exact bytes of the page frames, the error page and the site icon.
+// PageFrame_test.cpp - the exact bytes of the page header, the error page and the site icon.
 #include "web/PageFrame.h"
 
 #include "web/Favicon.h"
