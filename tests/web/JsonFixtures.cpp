@@ -2,6 +2,8 @@
 // tests, and the fixed locale and time zone they run under.
 #include "JsonFixtures.h"
 
+#include "image/ImageFixtures.h"
+
 #include "support/EncodeJPEG.h"
 #include "support/FixedLocale.h"
 
@@ -13,14 +15,6 @@ namespace {
 // Display dates in the expected replies are en_US in UTC, in the servers the tests start too.
 const testing::Environment* const fixedLocale =
     testing::AddGlobalTestEnvironment(new testsupport::FixedLocaleEnvironment("en_US.UTF-8"));
-
-std::string u16(unsigned value) {
-    return {char((value >> 8) & 0xFF), char(value & 0xFF)};
-}
-
-std::string u32(unsigned value) {
-    return u16(value >> 16) + u16(value & 0xFFFF);
-}
 
 std::string xml(const std::string& text) {
     std::string out;
@@ -51,21 +45,14 @@ std::string jpeg(int width, int height, const std::string& app1) {
 
 std::string exifPayload(const std::string& make, const std::string& model, unsigned iso,
                         const std::string& dateTimeOriginal) {
-    // TIFF header (8 bytes), then a directory of four entries, then the texts.
-    const unsigned entries = 4, directory = 8, texts = directory + 2 + 12 * entries + 4;
-    std::string tiff = "MM" + u16(42) + u32(directory) + u16(entries);
-    std::string data;
-    auto ascii = [&](unsigned tag, const std::string& text) {
-        unsigned offset = texts + unsigned(data.size());
-        data += text + std::string(1, '\0');
-        tiff += u16(tag) + u16(2) + u32(unsigned(text.size() + 1)) + u32(offset);
-    };
-    ascii(271, make);
-    ascii(272, model);
-    tiff += u16(34855) + u16(3) + u32(1) + u16(iso) + u16(0);
-    ascii(36867, dateTimeOriginal);
-    tiff += u32(0);
-    return std::string("Exif\0\0", 6) + tiff + data;
+    ExifBuilder b(false);
+    uint32_t makeAt = b.text(make), modelAt = b.text(model), dateAt = b.text(dateTimeOriginal);
+    b.first(
+        b.directory({ExifBuilder::ascii(271, makeAt, uint32_t(make.size() + 1)),
+                     ExifBuilder::ascii(272, modelAt, uint32_t(model.size() + 1)),
+                     ExifBuilder::shortValue(34855, uint16_t(iso)),
+                     ExifBuilder::ascii(36867, dateAt, uint32_t(dateTimeOriginal.size() + 1))}));
+    return b.payload();
 }
 
 std::string key(const std::string& name) {
