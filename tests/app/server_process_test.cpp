@@ -109,7 +109,7 @@ TEST_F(ServerTest, AuthenticationMatrix) {
          "", 401},
         {"<key>auth</key><true/><key>user</key><string>user</string><key>pass</key><string>pass</"
          "string>",
-         "Authorization: basic dXNlcjpwYXNz\r\n", 401},
+         "Authorization: basic dXNlcjpwYXNz\r\n", 200},
         {"<key>auth</key><true/><key>user</key><string>user</string><key>pass</key><string>pass</"
          "string>",
          "Authorization: Basic dXNlcjpvdGhlcg==\r\n", 401},
