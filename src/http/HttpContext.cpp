@@ -7,6 +7,7 @@
 #include "http/EventLoop.h"
 
 #include <algorithm>
+#include <arpa/inet.h>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -45,6 +46,7 @@ constexpr double kLingerSeconds = 2.0;
 enum class Phase {
     Reading,   // waiting for (the rest of) a request header
     Working,   // a worker is answering the request
+    Holding,   // the reply waits out the hold it asks for
     Writing,   // the reply is going out
     Lingering, // the last reply is out; waiting for the client to close
 };
@@ -68,7 +70,8 @@ struct HttpContext {
     uint64_t _headerStartedAt = 0; // loop time of the current header's first byte; 0: none yet
     Phase _phase = Phase::Reading;
     std::unique_ptr<HttpRequest> _request;
-    std::string _input; // bytes read that the request has not taken yet
+    std::unique_ptr<HttpReply> _held; // the reply while Holding
+    std::string _input;               // bytes read that the request has not taken yet
 
     Job _job;
     bool _working = false; // _job is submitted and its done call has not come yet
@@ -138,10 +141,18 @@ static void _end(HttpContext* context) {
     HttpContextRelease(context);
 }
 
+static void _startReply(HttpContext* context, std::unique_ptr<HttpReply> reply, bool answer);
+
 static void _TimerCallBack(uv_timer_t* timer) {
     auto* context = static_cast<HttpContext*>(timer->data);
     TS_ASSERT(timer == context->_timer, "HttpContext", 656);
-    _end(context);
+    if (context->_phase != Phase::Holding) return _end(context);
+    // The hold is over: the reply goes out as it would have without one.
+    context->_timerDue = 0;
+    HttpContextRetain(context); // what follows may end the connection
+    _startReply(context, std::move(context->_held), true);
+    if (context->_phase == Phase::Reading) _processInput(context);
+    HttpContextRelease(context);
 }
 
 static void _stopTimer(HttpContext* context) {
@@ -154,7 +165,8 @@ static void _stopTimer(HttpContext* context) {
 // deadline when that comes first. Within one turn of the loop the time stands still, so the
 // timer is set at most once per turn. A connection whose request is being worked on has none.
 static void _pushTimer(HttpContext* context) {
-    if (!context->_timer || context->_phase == Phase::Working) return;
+    if (!context->_timer || context->_phase == Phase::Working || context->_phase == Phase::Holding)
+        return;
     uint64_t now = uv_now(EventLoop());
     double seconds = context->_phase == Phase::Lingering
                          ? std::min(kLingerSeconds, HttpContextIdleSeconds)
@@ -212,6 +224,12 @@ bool HttpContextOpen(HttpContext* context) {
     int yes = 1;
     setsockopt(context->_socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
     context->_request = std::make_unique<HttpRequest>();
+    sockaddr_in peer = {};
+    socklen_t length = sizeof peer;
+    char text[INET_ADDRSTRLEN];
+    if (getpeername(context->_socket, reinterpret_cast<sockaddr*>(&peer), &length) == 0 &&
+        peer.sin_family == AF_INET && inet_ntop(AF_INET, &peer.sin_addr, text, sizeof text))
+        context->_request->setPeer(text);
     context->_timer = static_cast<uv_timer_t*>(malloc(sizeof(uv_timer_t)));
     if (!context->_timer || uv_timer_init(EventLoop(), context->_timer) != 0) {
         free(context->_timer);
@@ -258,6 +276,7 @@ void HttpContextClose(HttpContext* context) {
     // The request stays: a worker may still be reading it. It goes with the record.
     std::string().swap(context->_input);
     std::string().swap(context->_replyHead);
+    context->_held.reset();
     _dropReply(context);
     if (context->_working && HttpWorkCancel(&context->_job)) {
         context->_working = false;
@@ -371,6 +390,12 @@ static void _WorkDoneCallBack(HttpWorkItem* item, bool cancelled) {
     context->_working = false;
     if (context->_watch && cancelled) {
         _end(context);
+    } else if (context->_watch && reply && reply->holdMilliseconds() > 0) {
+        // Held on the connection's timer: no thread waits, and no other connection.
+        context->_phase = Phase::Holding;
+        context->_timerDue = uv_now(EventLoop()) + reply->holdMilliseconds();
+        uv_timer_start(context->_timer, _TimerCallBack, reply->holdMilliseconds(), 0);
+        context->_held = std::move(reply);
     } else if (context->_watch) {
         TS_ASSERT(reply, "HttpContext", 478);
         _startReply(context, std::move(reply), true);

@@ -71,6 +71,11 @@ class HttpRequest {
         return !headerComplete_ && (inBody_ || (headerBytes_ == 0 && method_.empty()));
     }
 
+    // The client's address as text ("192.0.2.7"), the same for every request of a connection;
+    // empty when unknown (a request not read from a socket).
+    const std::string& peer() const { return peer_; }
+    void setPeer(std::string address) { peer_ = std::move(address); }
+
   private:
     size_t _gateMethod(const char* bytes, size_t length);
     void _feedMethod(const std::string& method);
@@ -93,6 +98,7 @@ class HttpRequest {
     std::string method_;         // the method gathered so far, until the space after it
     bool headerTooLarge_ = false;
     size_t headerBytes_ = 0; // bytes of the current request's header taken so far
+    std::string peer_;
 };
 
 // The standard reason phrase of an HTTP status code ("Not Found"), or "Unknown".
@@ -122,6 +128,10 @@ class HttpReply {
     int status() const { return status_; }
     // Changes the status (a 200 becoming 206, 304 or 416).
     void setStatus(int status) { status_ = status; }
+    // Milliseconds the connection waits before it starts sending this reply (0: at once). The
+    // wait holds no thread and delays nothing but this connection.
+    uint32_t holdMilliseconds() const { return hold_; }
+    void setHoldMilliseconds(uint32_t milliseconds) { hold_ = milliseconds; }
 
     // Sets a header. A header of the same name (compared without regard to ASCII case) keeps
     // its place and takes the new value; a new name goes last.
@@ -161,6 +171,7 @@ class HttpReply {
 
   private:
     int status_;
+    uint32_t hold_ = 0;
     std::vector<std::pair<std::string, std::string>> headers_;
     std::string body_;
     std::shared_ptr<const std::string> shared_;

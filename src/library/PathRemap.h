@@ -37,7 +37,10 @@ class PathRemap {
     CFStringRef join(CFStringRef stored, CFIndex from, bool slash) const;
 
     bool hasArchive_;
-    std::u16string archive_; // without trailing slashes; empty for "/"
-    std::u16string folder_;  // without trailing slashes; empty for "/"
-    bool folderNarrow_;      // every unit of folder_ is below 0x100
+    std::u16string archive_;   // without trailing slashes; empty for "/"
+    std::string archiveBytes_; // archive_ one byte a unit, when archiveNarrow_
+    bool archiveNarrow_ = false;
+    std::u16string folder_;   // without trailing slashes; empty for "/"
+    std::string folderBytes_; // folder_ one byte a unit, when folderNarrow_
+    bool folderNarrow_ = false;
 };

@@ -2,13 +2,15 @@
 #include "web/RequestHandler.h"
 
 #include "settings/Preferences.h"
+#include "web/Credentials.h"
+#include "web/GuessThrottle.h"
 #include "web/Gzip.h"
 #include "web/PageFrame.h"
 #include "web/Ranges.h"
 #include "web/Validators.h"
-#include "web/base64.h"
 #include "web/utility.h"
 
+#include <chrono>
 #include <cstdio>
 #include <exception>
 #include <sstream>
@@ -35,18 +37,22 @@ CFString_t asciiString(std::string_view bytes) {
         CFString_t::Create);
 }
 
-bool isAuthorized(const HttpRequest& request) {
+// Whether the request may be answered; *holdMs receives how long its answer must wait (a client
+// that keeps guessing the password is answered ever more slowly, see GuessThrottle.h).
+bool isAuthorized(const HttpRequest& request, uint32_t* holdMs) {
     bool enabled = false;
     std::string user, pass;
     prefGetAuthInfo(enabled, user, pass);
     if (!enabled) return true;
     std::optional<std::string> header = request.header("Authorization");
-    if (!header) return false;
-    std::string text = toString(makeString(*header));
-    if (text.compare(0, 6, "Basic ") != 0) return false;
-    std::string givenUser, givenPass;
-    decodeAuthentication(text.substr(6), givenUser, givenPass);
-    return givenUser == user && givenPass == pass;
+    std::string text = header ? toString(makeString(*header)) : std::string();
+    bool matched = BasicCredentialsMatch(header ? &text : nullptr, user, pass);
+    uint64_t now = uint64_t(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                std::chrono::steady_clock::now().time_since_epoch())
+                                .count());
+    GuessThrottle::Verdict verdict = GuessThrottle::shared().settle(request.peer(), matched, now);
+    *holdMs = verdict.holdMs;
+    return verdict.allowed && matched;
 }
 
 void refuse(std::unique_ptr<HttpReply>& reply, std::ostream& out) {
@@ -109,6 +115,7 @@ std::unique_ptr<HttpReply> HandleRequest(const HttpRequest& request) {
     out.flags(std::ios::dec | std::ios::skipws);
     out.fill(' ');
     VarMap vars;
+    uint32_t holdMs = 0;
     CurrentRequestBegin(request);
 
     const std::string& url = request.url();
@@ -133,7 +140,7 @@ std::unique_ptr<HttpReply> HandleRequest(const HttpRequest& request) {
         CFString_t dirPart = asciiString(path.substr(0, dirEnd));
         CFString_t leafPart = asciiString(path.substr(dirEnd));
         vars.queryToMap(hasQuery ? std::string(bytes.substr(leafEnd + 1)) : std::string());
-        if (!isAuthorized(request)) {
+        if (!isAuthorized(request, &holdMs)) {
             refuse(reply, out);
         } else {
             if (std::optional<std::string> cookies = request.header("Cookie"))
@@ -150,6 +157,7 @@ std::unique_ptr<HttpReply> HandleRequest(const HttpRequest& request) {
     if (!body.empty() || (!reply->fileBody() && reply->bodyLength() == 0))
         reply->setBody(std::move(body));
     finishReply(request, reply);
+    reply->setHoldMilliseconds(holdMs);
     CurrentRequestEnd();
     return reply;
 }

@@ -2,8 +2,9 @@
 //
 // Splits the URL into a directory part (up to the last "/" before the first "?") and a leaf,
 // reads the query and cookie variables, checks Basic credentials when the preferences ask for
-// them (refusing with the 401 page), and lets the responder registered for the directory part
-// build the reply. Nothing a client sends ends the process: an unknown path, a URL that is not
+// them (refusing with the 401 page, and holding the answers to an address that keeps guessing:
+// GuessThrottle.h, HttpReply::holdMilliseconds), and lets the responder registered for the
+// directory part build the reply. Nothing a client sends ends the process: an unknown path, a URL that is not
 // ASCII, a failing responder or one that leaves no reply is answered with the error page.
 //
 // Then the reply is finished as HTTP asks: text is gzip-compressed when the client accepts it

@@ -1,0 +1,99 @@
+// GuessThrottle_test.cpp - answers to an address that keeps guessing: free refusals, delays
+// that double to their cap, held answers, other addresses, the bounded table and the log.
+#include "web/GuessThrottle.h"
+
+#include <gtest/gtest.h>
+#include <vector>
+
+namespace {
+
+constexpr uint64_t kStart = 1000000;
+
+// Refuses address `count` times, each guess sent when the previous answer went out; returns
+// the holds and advances *now past the last one.
+std::vector<uint32_t> refuse(GuessThrottle& throttle, const char* address, int count,
+                             uint64_t* now) {
+    std::vector<uint32_t> holds;
+    for (int i = 0; i < count; ++i) {
+        GuessThrottle::Verdict verdict = throttle.settle(address, false, *now);
+        EXPECT_FALSE(verdict.allowed);
+        holds.push_back(verdict.holdMs);
+        *now += verdict.holdMs;
+    }
+    return holds;
+}
+
+TEST(GuessThrottle, DelaysDoubleAfterFiveRefusalsUpToTheirCap) {
+    GuessThrottle throttle;
+    uint64_t now = kStart;
+    EXPECT_EQ(refuse(throttle, "192.0.2.7", 13, &now),
+              (std::vector<uint32_t>{0, 0, 0, 0, 0, 250, 500, 1000, 2000, 4000, 8000, 8000, 8000}));
+}
+
+TEST(GuessThrottle, HeldAnswersRightAnswersAndOtherAddresses) {
+    GuessThrottle throttle;
+    uint64_t now = kStart;
+    refuse(throttle, "192.0.2.7", 7, &now); // the last answer went out at now
+    GuessThrottle::Verdict next = throttle.settle("192.0.2.7", false, now);
+    EXPECT_EQ(next.holdMs, 1000u);
+
+    struct Case {
+        const char* name;
+        const char* address;
+        bool matched;
+        uint64_t at;
+        GuessThrottle::Verdict expected;
+    } cases[] = {
+        {"a guess beside a held answer waits for it untried",
+         "192.0.2.7",
+         false,
+         now + 400,
+         {false, 600}},
+        {"right credentials beside a held answer are not tried either",
+         "192.0.2.7",
+         true,
+         now + 400,
+         {false, 600}},
+        {"another address is refused at once", "192.0.2.8", false, now + 400, {false, 0}},
+        {"another address is let in at once", "192.0.2.9", true, now + 400, {true, 0}},
+        {"right credentials once the held answer is out", "192.0.2.7", true, now + 1000, {true, 0}},
+        {"the right answer cleared the record", "192.0.2.7", false, now + 1000, {false, 0}},
+    };
+    for (const Case& c : cases) {
+        GuessThrottle::Verdict verdict = throttle.settle(c.address, c.matched, c.at);
+        EXPECT_EQ(verdict.allowed, c.expected.allowed) << c.name;
+        EXPECT_EQ(verdict.holdMs, c.expected.holdMs) << c.name;
+    }
+}
+
+TEST(GuessThrottle, QuietAddressesStartOverAndTheTableStaysBounded) {
+    GuessThrottle throttle;
+    uint64_t now = kStart;
+    refuse(throttle, "192.0.2.7", 6, &now);
+    now += GuessThrottle::kForgetMs;
+    EXPECT_EQ(refuse(throttle, "192.0.2.7", 6, &now), (std::vector<uint32_t>{0, 0, 0, 0, 0, 250}))
+        << "a burst long over is forgotten";
+
+    for (int i = 0; i < 1000; ++i)
+        throttle.settle("10.0." + std::to_string(i / 256) + "." + std::to_string(i % 256), false,
+                        ++now);
+    EXPECT_EQ(throttle.size(), GuessThrottle::kMaxAddresses);
+    EXPECT_EQ(refuse(throttle, "10.0.3.231", 5, &now), (std::vector<uint32_t>{0, 0, 0, 0, 250}))
+        << "the address seen last kept its record";
+    EXPECT_EQ(refuse(throttle, "192.0.2.7", 1, &now), (std::vector<uint32_t>{0}))
+        << "the address seen longest ago gave its place";
+}
+
+TEST(GuessThrottle, LogsOneLinePerBurst) {
+    GuessThrottle throttle;
+    uint64_t now = kStart;
+    testing::internal::CaptureStdout();
+    refuse(throttle, "192.0.2.7", 12, &now);
+    refuse(throttle, "192.0.2.8", 5, &now);
+    now += GuessThrottle::kForgetMs;
+    refuse(throttle, "192.0.2.7", 7, &now);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "password refused 6 times from 192.0.2.7\n"
+                                                      "password refused 6 times from 192.0.2.7\n");
+}
+
+} // namespace
