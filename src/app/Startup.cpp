@@ -14,6 +14,7 @@
 #include "web/JsonApi.h"
 #include "web/LayoutPages.h"
 #include "web/PictureResponders.h"
+#include "web/ReplyReuse.h"
 #include "web/RequestHandler.h"
 
 #include <cerrno>
@@ -97,6 +98,7 @@ int TessellanMain() {
     rmap[CFString_t("/image/")] = ImageResponder;
     rmap[CFString_t("/json/")] = JavascriptApiResponder;
     HttpContextSetRequestHandler(HandleRequest, ClassifyRequest);
+    HttpContextSetReuseRules({ReplyReuseKey, ReplyReuseGeneration, kReplyFreshMilliseconds});
 
     if (!server) {
         libTerm();

@@ -6,7 +6,9 @@
 // after which it must close has been written (a request with "Connection: close", HTTP/1.0
 // without keep-alive, or a request answered 400 or 431). It answers any number of requests,
 // strictly in order: each complete header is handed to the request handler on a worker thread
-// (HttpWork.h), and the next request is not looked at before the reply is out. Bodies are sent as
+// (HttpWork.h), and the next request is not looked at before the reply is out. A request that
+// asks exactly what a recent one asked may be answered at once on the loop thread from the
+// reply kept for it (HttpContextSetReuseRules). Bodies are sent as
 // the socket takes them: bytes held by the reply, or a file slice sent with sendfile(2), so a
 // transfer holds no more memory for a 5 GiB file than for a small one.
 //
@@ -20,6 +22,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <string>
 
 struct HttpContext;
 
@@ -35,6 +38,20 @@ typedef HttpWorkKind (*HttpRequestClassifier)(const HttpRequest& request);
 // once at start-up, before the first connection is opened.
 void HttpContextSetRequestHandler(HttpRequestHandler handler,
                                   HttpRequestClassifier classifier = nullptr);
+
+// Which replies may be answered again from the loop thread (KeptReplies.h). keyOf, on the loop
+// thread and quick, writes into key everything the handler reads of the request and returns
+// true, or returns false when the request must always go to a worker. generation (null: 0) is a
+// number that moves on whenever the handler's replies may change other than by files changing
+// (its settings); may be called on any thread. A kept reply is used for freshMilliseconds after
+// the work that made it was handed out, then a worker makes it again. All null: nothing is kept.
+// REQUIRES: set at start-up, before the first connection is opened.
+struct HttpReuseRules {
+    bool (*keyOf)(const HttpRequest& request, std::string& key) = nullptr;
+    uint64_t (*generation)() = nullptr;
+    uint64_t freshMilliseconds = 1000;
+};
+void HttpContextSetReuseRules(const HttpReuseRules& rules);
 
 // Seconds without read or write progress after which a connection is dropped (60 by default;
 // the tests shorten it). Time spent by a worker on the connection's request does not count.
