@@ -39,7 +39,7 @@ bool ReplyReuseKey(const HttpRequest& request, std::string& key) {
     key += request.isHead() ? 'H' : 'G';
     key.append(url);
     for (std::string_view name : kKeyHeaders) {
-        // A separator that no header value holds, then '+' and the value, or '-' for none.
+        // A separator that no header value holds (the parser refuses line feeds in values), then '+' and the value, or '-' for none.
         key += '\n';
         if (const std::string* value = request.headerValue(name)) {
             key += '+';
