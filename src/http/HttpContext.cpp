@@ -398,8 +398,14 @@ static void _WorkDoneCallBack(HttpWorkItem* item, bool cancelled) {
     context->_working = false;
     if (context->_watch && cancelled) {
         _end(context);
+    } else if (context->_watch && reply && reply->status() == kHttpStatusAgainAsHeavy &&
+               job->kind == HttpWorkKind::Light) {
+        job->kind = HttpWorkKind::Heavy; // the job keeps its reference
+        context->_working = true;
+        return HttpWorkSubmit(job);
     } else if (context->_watch) {
         TS_ASSERT(reply, "HttpContext", 478);
+        if (reply->status() == kHttpStatusAgainAsHeavy) reply = std::make_unique<HttpReply>(500);
         if (job->keep)
             _kept().keep(job->key, *reply, job->began, job->generation, _reuse.freshMilliseconds);
         _startReply(context, std::move(reply), true);

@@ -29,7 +29,15 @@ struct HttpContext;
 // Turns a request whose header is complete into its reply. Never returns null. Runs on a worker
 // thread; it may read the request (which stays unchanged until it returns), nothing else of the
 // connection. A reply without "Content-Length" gets one from its body's length.
+// A handler running as light work that finds the request needs heavy work after all returns
+// HttpReplyAgainAsHeavy(): the request is then queued again as heavy work and answered there.
 typedef std::unique_ptr<HttpReply> (*HttpRequestHandler)(const HttpRequest& request);
+// The stand-in reply that sends the request back to be answered as heavy work (see above).
+// Light work only: from heavy work it would be answered 500.
+constexpr int kHttpStatusAgainAsHeavy = 0;
+inline std::unique_ptr<HttpReply> HttpReplyAgainAsHeavy() {
+    return std::make_unique<HttpReply>(kHttpStatusAgainAsHeavy);
+}
 // Tells, on the loop thread, whether a request is heavy work. Must be quick: it looks at the URL.
 typedef HttpWorkKind (*HttpRequestClassifier)(const HttpRequest& request);
 

@@ -12,8 +12,8 @@ namespace {
 constexpr size_t kMaxURLBytes = 200;
 
 // The request headers the request step reads, in key order.
-constexpr std::string_view kKeyHeaders[] = {"Accept-Encoding", "If-None-Match",
-                                            "If-Modified-Since", "Authorization", "Cookie"};
+constexpr std::string_view kKeyHeaders[] = {"Accept-Encoding", "If-None-Match", "If-Modified-Since",
+                                            "Authorization", "Cookie"};
 
 // The directory part of the URL's path: up to the last "/" before the first "?".
 std::string_view directoryOf(std::string_view url) {
@@ -39,7 +39,8 @@ bool ReplyReuseKey(const HttpRequest& request, std::string& key) {
     key += request.isHead() ? 'H' : 'G';
     key.append(url);
     for (std::string_view name : kKeyHeaders) {
-        // A separator that no header value holds (the parser refuses line feeds in values), then '+' and the value, or '-' for none.
+        // A separator that no header value holds (the parser refuses line feeds in values), then
+        // '+' and the value, or '-' for none.
         key += '\n';
         if (const std::string* value = request.headerValue(name)) {
             key += '+';
