@@ -14,6 +14,7 @@
 #include "web/JsonApi.h"
 #include "web/LayoutPages.h"
 #include "web/PictureResponders.h"
+#include "web/ReplyReuse.h"
 #include "web/RequestHandler.h"
 
 #include <cerrno>
@@ -50,10 +51,14 @@ static void _StopCallBack(uv_signal_t*, int) {
     uv_stop(EventLoop());
 }
 
+// Pictures are heavy work, except a revalidation: it is mostly answered 304 without decoding,
+// and goes on as heavy work when it is not (HttpReplyAgainAsHeavy).
 HttpWorkKind ClassifyRequest(const HttpRequest& request) {
     std::string_view url = request.url();
-    return url.starts_with("/image/") || url.starts_with("/thumbnail/") ? HttpWorkKind::Heavy
-                                                                        : HttpWorkKind::Light;
+    if (!url.starts_with("/image/") && !url.starts_with("/thumbnail/")) return HttpWorkKind::Light;
+    bool revalidation =
+        request.headerValue("If-None-Match") || request.headerValue("If-Modified-Since");
+    return revalidation ? HttpWorkKind::Light : HttpWorkKind::Heavy;
 }
 
 void RaiseOpenFileLimit() {
@@ -97,6 +102,7 @@ int TessellanMain() {
     rmap[CFString_t("/image/")] = ImageResponder;
     rmap[CFString_t("/json/")] = JavascriptApiResponder;
     HttpContextSetRequestHandler(HandleRequest, ClassifyRequest);
+    HttpContextSetReuseRules({ReplyReuseKey, ReplyReuseGeneration, kReplyFreshMilliseconds});
 
     if (!server) {
         libTerm();

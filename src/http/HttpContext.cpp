@@ -5,6 +5,7 @@
 
 #include "cf/Assert.h"
 #include "http/EventLoop.h"
+#include "http/KeptReplies.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -25,6 +26,19 @@ double HttpContextHeaderSeconds = 30.0;
 
 static HttpRequestHandler _handler = nullptr;
 static HttpRequestClassifier _classifier = nullptr;
+
+static HttpReuseRules _reuse;
+
+// The replies kept for answering again on the loop thread; never destroyed (the loop may run
+// during exit).
+static KeptReplies& _kept() {
+    static KeptReplies* kept = new KeptReplies;
+    return *kept;
+}
+
+void HttpContextSetReuseRules(const HttpReuseRules& rules) {
+    _reuse = rules;
+}
 
 void HttpContextSetRequestHandler(HttpRequestHandler handler, HttpRequestClassifier classifier) {
     HttpWorkConfigure();
@@ -56,6 +70,10 @@ struct HttpContext;
 struct Job : HttpWorkItem {
     HttpContext* context = nullptr;
     std::unique_ptr<HttpReply> reply; // set by the worker
+    bool keep = false;                // the reply may be kept under key for reuse
+    std::string key;
+    uint64_t began = 0; // loop time the work was handed out
+    uint64_t generation = 0;
 };
 
 struct HttpContext {
@@ -345,10 +363,19 @@ static void _refuse(HttpContext* context, int status) {
     _startReply(context, std::move(reply), false);
 }
 
-// Hands the request whose header is complete to a worker.
+// Hands the request whose header is complete to a worker, unless a reply kept for the same
+// request answers it at once.
 static void _dispatch(HttpContext* context) {
     _leaveWaitList(context);
     context->_headerStartedAt = 0;
+    Job& job = context->_job;
+    job.keep = _reuse.keyOf && _reuse.keyOf(*context->_request, job.key);
+    if (job.keep) {
+        job.began = uv_now(EventLoop());
+        job.generation = _reuse.generation ? _reuse.generation() : 0;
+        if (std::unique_ptr<HttpReply> reply = _kept().find(job.key, job.began, job.generation))
+            return _startReply(context, std::move(reply), true);
+    }
     context->_phase = Phase::Working;
     _stopTimer(context);
     context->_job.kind = _classifier ? _classifier(*context->_request) : HttpWorkKind::Light;
@@ -390,6 +417,11 @@ static void _WorkDoneCallBack(HttpWorkItem* item, bool cancelled) {
     context->_working = false;
     if (context->_watch && cancelled) {
         _end(context);
+    } else if (context->_watch && reply && reply->status() == kHttpStatusAgainAsHeavy &&
+               job->kind == HttpWorkKind::Light) {
+        job->kind = HttpWorkKind::Heavy; // the job keeps its reference
+        context->_working = true;
+        return HttpWorkSubmit(job);
     } else if (context->_watch && reply && reply->holdMilliseconds() > 0) {
         // Held on the connection's timer: no thread waits, and no other connection.
         context->_phase = Phase::Holding;
@@ -398,6 +430,9 @@ static void _WorkDoneCallBack(HttpWorkItem* item, bool cancelled) {
         context->_held = std::move(reply);
     } else if (context->_watch) {
         TS_ASSERT(reply, "HttpContext", 478);
+        if (reply->status() == kHttpStatusAgainAsHeavy) reply = std::make_unique<HttpReply>(500);
+        if (job->keep)
+            _kept().keep(job->key, *reply, job->began, job->generation, _reuse.freshMilliseconds);
         _startReply(context, std::move(reply), true);
         if (context->_phase == Phase::Reading) _processInput(context);
     }

@@ -6,7 +6,9 @@
 // after which it must close has been written (a request with "Connection: close", HTTP/1.0
 // without keep-alive, or a request answered 400 or 431). It answers any number of requests,
 // strictly in order: each complete header is handed to the request handler on a worker thread
-// (HttpWork.h), and the next request is not looked at before the reply is out. Bodies are sent as
+// (HttpWork.h), and the next request is not looked at before the reply is out. A request that
+// asks exactly what a recent one asked may be answered at once on the loop thread from the
+// reply kept for it (HttpContextSetReuseRules). Bodies are sent as
 // the socket takes them: bytes held by the reply, or a file slice sent with sendfile(2), so a
 // transfer holds no more memory for a 5 GiB file than for a small one. A reply that asks for a
 // hold (HttpReply::holdMilliseconds) waits that long on the connection's timer before it is
@@ -22,13 +24,22 @@
 
 #include <cstddef>
 #include <memory>
+#include <string>
 
 struct HttpContext;
 
 // Turns a request whose header is complete into its reply. Never returns null. Runs on a worker
 // thread; it may read the request (which stays unchanged until it returns), nothing else of the
 // connection. A reply without "Content-Length" gets one from its body's length.
+// A handler running as light work that finds the request needs heavy work after all returns
+// HttpReplyAgainAsHeavy(): the request is then queued again as heavy work and answered there.
 typedef std::unique_ptr<HttpReply> (*HttpRequestHandler)(const HttpRequest& request);
+// The stand-in reply that sends the request back to be answered as heavy work (see above).
+// Light work only: from heavy work it would be answered 500.
+constexpr int kHttpStatusAgainAsHeavy = 0;
+inline std::unique_ptr<HttpReply> HttpReplyAgainAsHeavy() {
+    return std::make_unique<HttpReply>(kHttpStatusAgainAsHeavy);
+}
 // Tells, on the loop thread, whether a request is heavy work. Must be quick: it looks at the URL.
 typedef HttpWorkKind (*HttpRequestClassifier)(const HttpRequest& request);
 
@@ -37,6 +48,20 @@ typedef HttpWorkKind (*HttpRequestClassifier)(const HttpRequest& request);
 // once at start-up, before the first connection is opened.
 void HttpContextSetRequestHandler(HttpRequestHandler handler,
                                   HttpRequestClassifier classifier = nullptr);
+
+// Which replies may be answered again from the loop thread (KeptReplies.h). keyOf, on the loop
+// thread and quick, writes into key everything the handler reads of the request and returns
+// true, or returns false when the request must always go to a worker. generation (null: 0) is a
+// number that moves on whenever the handler's replies may change other than by files changing
+// (its settings); may be called on any thread. A kept reply is used for freshMilliseconds after
+// the work that made it was handed out, then a worker makes it again. All null: nothing is kept.
+// REQUIRES: set at start-up, before the first connection is opened.
+struct HttpReuseRules {
+    bool (*keyOf)(const HttpRequest& request, std::string& key) = nullptr;
+    uint64_t (*generation)() = nullptr;
+    uint64_t freshMilliseconds = 1000;
+};
+void HttpContextSetReuseRules(const HttpReuseRules& rules);
 
 // Seconds without read or write progress after which a connection is dropped (60 by default;
 // the tests shorten it). Time spent by a worker on the connection's request does not count.

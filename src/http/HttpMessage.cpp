@@ -195,9 +195,14 @@ void HttpRequest::next() {
 }
 
 std::optional<std::string> HttpRequest::header(std::string_view name) const {
-    for (const auto& [field, value] : headers_)
-        if (_sameName(field, name)) return value;
+    if (const std::string* value = headerValue(name)) return *value;
     return std::nullopt;
+}
+
+const std::string* HttpRequest::headerValue(std::string_view name) const {
+    for (const auto& [field, value] : headers_)
+        if (_sameName(field, name)) return &value;
+    return nullptr;
 }
 
 // --- HttpReply ------------------------------------------------------------------------------

@@ -55,6 +55,8 @@ class HttpRequest {
     // The value of the first header called name (compared without regard to ASCII case), or
     // nothing when the request has no such header.
     std::optional<std::string> header(std::string_view name) const;
+    // The same without a copy: the value, valid until the next request, or null.
+    const std::string* headerValue(std::string_view name) const;
     // The method is HEAD. Meaningful once isHeaderComplete().
     bool isHead() const { return headerComplete_ && parser_.method == HTTP_HEAD; }
     // The client lets the connection carry another request after this one: HTTP/1.1 without
@@ -141,6 +143,10 @@ class HttpReply {
     // The value of the header called name (any ASCII case), or null. Valid until the next change.
     const std::string* header(std::string_view name) const;
     const std::vector<std::pair<std::string, std::string>>& headers() const { return headers_; }
+    // Replaces all headers with these, in their order. REQUIRES: no two share a name.
+    void setHeaders(const std::vector<std::pair<std::string, std::string>>& headers) {
+        headers_ = headers;
+    }
 
     // Takes the body over without copying it (move a big body in). Drops any other body.
     void setBody(std::string body);
@@ -155,6 +161,8 @@ class HttpReply {
 
     // The body is bytes shared with a cache (setSharedBody).
     bool hasSharedBody() const { return shared_ != nullptr; }
+    // Those shared bytes, or null.
+    const std::shared_ptr<const std::string>& sharedBody() const { return shared_; }
     // The file slice when the body comes from a file, else null.
     const FileSlice* fileBody() const { return file_.fd >= 0 ? &file_ : nullptr; }
     // Hands the file slice out: the caller owns its descriptor; the reply has no body after.

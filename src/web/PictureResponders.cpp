@@ -1,6 +1,7 @@
 // PictureResponders.cpp - thumbnails and pictures.
 #include "web/PictureResponders.h"
 
+#include "http/HttpContext.h"
 #include "image/FittedJPEG.h"
 #include "image/ImageInfo.h"
 #include "image/ScaledJPEG.h"
@@ -26,6 +27,14 @@ std::unique_ptr<HttpReply> jpegReply() {
     auto reply = std::make_unique<HttpReply>(200);
     reply->setHeader("Content-Type", "image/jpeg");
     return reply;
+}
+
+// Decoding is heavy work: a request that came as light work (a revalidation, expected to be
+// answered 304) is sent back to be answered as heavy work. True when it was.
+bool sentToHeavy(std::unique_ptr<HttpReply>& reply) {
+    if (HttpWorkRunningKind() != HttpWorkKind::Light) return false;
+    reply = HttpReplyAgainAsHeavy();
+    return true;
 }
 
 // Whether the library lets originals leave; an entry without the setting does not.
@@ -125,6 +134,7 @@ void SizedThumbnail(std::unique_ptr<HttpReply>& reply, const CFString_t& path, c
     snprintf(variant, sizeof variant, "s%uq%d", side, kSizedThumbnailQuality);
     Validator validator = FileValidator(file.info(), variant);
     if (NotModified(validator)) return ReplyNotModified(reply, validator, CachePolicy::Keep);
+    if (sentToHeavy(reply)) return;
     ++stats.thumbnailCount;
     if (replyFromCache(reply, file, variant, validator)) return;
     std::ostringstream made;
@@ -146,6 +156,7 @@ void ExactFitPicture(std::unique_ptr<HttpReply>& reply, std::ostream& out, Media
              fullSize ? "" : "l");
     Validator made = FileValidator(file.info(), variant);
     if (NotModified(made)) return ReplyNotModified(reply, made, CachePolicy::Keep);
+    if (sentToHeavy(reply)) return;
     // The original as a browser shows it: upright.
     ImageSize stored = {0, 0};
     getImageInfo(readingURL(file), &stored, nullptr);
@@ -187,6 +198,7 @@ void ThumbnailResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& pat
     snprintf(variant, sizeof variant, "ut%u", quality); // upright, at this quality
     Validator validator = FileValidator(file.info(), variant);
     if (NotModified(validator)) return ReplyNotModified(reply, validator, CachePolicy::Keep);
+    if (sentToHeavy(reply)) return;
     if (!writeScaledJPEG(readingURL(file), 0, 0, int(quality), out, 1))
         return ErrorPageResponder(reply, path, vars, out);
     reply = jpegReply();
@@ -247,6 +259,7 @@ void ImageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, c
         Validator made =
             FileValidator(file.info(), madeVariant(boxWidth, boxHeight, limit, quality));
         if (NotModified(made)) return ReplyNotModified(reply, made, CachePolicy::Keep);
+        if (sentToHeavy(reply)) return;
         // A picture that cannot be shrunk leaves no reply: the request step says so in one line
         // and answers with the error page.
         if (writeScaledJPEG(readingURL(file), boxWidth, boxHeight, int(quality), out, -1, limit)) {

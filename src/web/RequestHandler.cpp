@@ -1,6 +1,7 @@
 // RequestHandler.cpp - the request step: URL split, variables, access control, routing.
 #include "web/RequestHandler.h"
 
+#include "http/HttpContext.h"
 #include "settings/Preferences.h"
 #include "web/Credentials.h"
 #include "web/GuessThrottle.h"
@@ -151,6 +152,10 @@ std::unique_ptr<HttpReply> HandleRequest(const HttpRequest& request) {
         }
     }
 
+    if (reply->status() == kHttpStatusAgainAsHeavy) { // answered again as heavy work
+        CurrentRequestEnd();
+        return reply;
+    }
     // A responder either writes its body to the stream or gives the reply a body of its own
     // (a file, or bytes shared with a cache) and writes nothing.
     std::string body = std::move(out).str();

@@ -24,4 +24,5 @@ typedef std::map<CFString_t, Responder, CFStringCmp> ResponderMap;
 extern ResponderMap rmap;
 
 // The reply to request, with its body and "Content-Length" set (none for a 304). Never null.
+// Run as light work, a request that needs decoding gets HttpReplyAgainAsHeavy().
 std::unique_ptr<HttpReply> HandleRequest(const HttpRequest& request);

@@ -1,0 +1,65 @@
+// ReplyReuse_test.cpp - the key under which a reply is answered again: requests the request step
+// could answer differently never share one, and requests whose reply must be made afresh have none.
+#include "web/ReplyReuse.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// The key of the request whose header is head (without the blank line), or "none".
+std::string keyOf(const std::string& head) {
+    HttpRequest request;
+    std::string bytes = head + "\r\n\r\n";
+    request.append(bytes.data(), bytes.size());
+    EXPECT_TRUE(request.isHeaderComplete()) << head;
+    std::string key;
+    return ReplyReuseKey(request, key) ? key : "none";
+}
+
+TEST(ReplyReuse, RequestsAnsweredDifferentlyNeverShareAKey) {
+    const std::string base = "GET /json/getsite HTTP/1.1\r\nHost: h";
+    const struct {
+        const char* wrong;
+        std::string other;
+    } cases[] = {
+        {"the compressed reply is given to a client that did not ask for it",
+         base + "\r\nAccept-Encoding: gzip"},
+        {"a 304 is given to a client that holds nothing", base + "\r\nIf-None-Match: \"x\""},
+        {"a 304 by date is given to a client that holds nothing",
+         base + "\r\nIf-Modified-Since: Sun, 06 Nov 1994 08:49:37 GMT"},
+        {"an authorised reply is given without credentials",
+         base + "\r\nAuthorization: Basic eA=="},
+        {"cookie variables are ignored", base + "\r\nCookie: l=1"},
+        {"HEAD and GET share a reply", "HEAD /json/getsite HTTP/1.1\r\nHost: h"},
+        {"the query is ignored", "GET /json/getsite?l=1 HTTP/1.1\r\nHost: h"},
+    };
+    std::string plain = keyOf(base);
+    ASSERT_NE(plain, "none");
+    for (const auto& c : cases)
+        EXPECT_NE(keyOf(c.other), plain) << c.wrong;
+    EXPECT_EQ(keyOf(base + "\r\nUser-Agent: another"), plain)
+        << "a header the request step does not read splits the key";
+}
+
+TEST(ReplyReuse, RepliesThatMustBeMadeAfreshHaveNoKey) {
+    const struct {
+        const char* wrong;
+        std::string head;
+        bool kept;
+    } cases[] = {
+        {"layout files are not kept", "GET /index.html HTTP/1.1", true},
+        {"revalidated thumbnails are not kept",
+         "GET /thumbnail/?l=0&a=1&p=2 HTTP/1.1\r\nIf-None-Match: \"t\"", true},
+        {"a thumbnail to decode is kept", "GET /thumbnail/?l=0&a=1&p=2 HTTP/1.1", false},
+        {"a picture to shrink is kept", "GET /image/?l=0&a=1&i=0&mw=9&mh=9 HTTP/1.1", false},
+        {"a byte range is kept", "GET /index.html HTTP/1.1\r\nRange: bytes=0-1", false},
+        {"a conditional range is kept", "GET /index.html HTTP/1.1\r\nIf-Range: \"x\"", false},
+        {"an unknown folder is kept", "GET /other/x HTTP/1.1", false},
+        {"a URL the request step does not route is kept",
+         "GET /" + std::string(300, 'a') + " HTTP/1.1", false},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(keyOf(c.head) != "none", c.kept) << c.wrong;
+}
+
+} // namespace
