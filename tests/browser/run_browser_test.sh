@@ -42,7 +42,7 @@ start auth "$auth_port"
 
 mkdir -p "$shots"
 cd "$here"
-TESSELLAN_URL="http://127.0.0.1:$open_port/" \
+TESSELLAN_URL="http://127.0.0.1:$open_port/" TESSELLAN_LIBRARY="$work/library" \
 TESSELLAN_AUTH_URL="http://127.0.0.1:$auth_port/" TESSELLAN_USER=family TESSELLAN_PASS='s3cret & more' \
 TESSELLAN_SCREENSHOTS="$shots" node --test gallery.test.mjs
 status=$?

@@ -55,7 +55,7 @@ TEST_F(DemoJsonTest, ListsAndPagesAreByteForByte) {
          "2005\\u20132008: hills, sea, "
          "dunes and night skies.\", \"size\":23 },\n{ \"name\":\"Tessellations\", \"id\":5, "
          "\"comment\":\"Tiles, "
-         "waves & blocks: pattern studies.\", \"size\":10, \"theme\":\"dark\" }]\n"},
+         "waves & blocks: pattern studies.\", \"size\":12, \"theme\":\"dark\" }]\n"},
         {"/json/getpics?l=0&a=5&i=0&c=3", "application/x-javascript",
          "[\n{ \"caption\":\"Hexagons, Mediterranean\", \"id\":24, \"h\":180, \"w\":240 },\n{ "
          "\"caption\":\"Hexagon "
