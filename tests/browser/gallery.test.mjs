@@ -308,6 +308,7 @@ for (const size of SIZES) {
     try {
       await openViewer(page, upright);
       const pic = await viewerPicture(page, upright.index);
+      await page.locator('#v-title').filter({ hasText: UPRIGHT.caption }).waitFor({ state: 'attached' });
       assert.ok(pic.h > pic.w, `the portrait shows as ${pic.w}x${pic.h}`);
       const [top, bottom] = await sampleViewer(page, [[0.5, 0.05], [0.5, 0.95]]);
       assertColour(top, UPRIGHT.top, 'the top of the upright card');
@@ -396,24 +397,25 @@ test('the album download holds every original, byte for byte', { skip: skipAll, 
     await download.saveAs(zip);
     // Every member is an original of the album, byte for byte; none is missing.
     const names = photos.filter((x) => x.lib.id === p.lib.id && x.album.id === p.album.id).map((x) => x.info.fileName);
+    // Members are matched to the originals by their bytes, whatever they are named.
     const check = `
-import os, sys, zipfile
-zip_path, library, names = sys.argv[1], sys.argv[2], sys.argv[3:]
-originals = {}
+import hashlib, os, sys, zipfile
+zip_path, library, names = sys.argv[1], sys.argv[2], set(sys.argv[3:])
+digest = lambda b: hashlib.sha256(b).hexdigest()
+originals = []
 for folder, _, files in os.walk(os.path.join(library, 'Masters')):
-    for f in files:
-        originals[f] = os.path.join(folder, f)
+    originals += [digest(open(os.path.join(folder, f), 'rb').read()) for f in files if f in names]
+assert len(originals) == len(names), f'{len(originals)} originals found for {len(names)} names'
 with zipfile.ZipFile(zip_path) as z:
     assert z.testzip() is None, 'a member is corrupt'
-    members = [i for i in z.infolist() if not i.is_dir()]
-    got = sorted(os.path.basename(i.filename) for i in members)
-    assert got == sorted(names), f'members {got} are not the album {sorted(names)}'
-    for i in members:
-        with open(originals[os.path.basename(i.filename)], 'rb') as f:
-            assert z.read(i) == f.read(), i.filename + ' differs from its original'
-print(len(members), 'members checked')
+    members = [digest(z.read(i)) for i in z.infolist() if not i.is_dir()]
+assert sorted(members) == sorted(originals), f'{len(members)} members are not the {len(originals)} originals'
 `;
-    execFileSync('python3', ['-c', check, zip, LIBRARY, ...names], { stdio: 'pipe' });
+    try {
+      execFileSync('python3', ['-c', check, zip, LIBRARY, ...names], { stdio: 'pipe' });
+    } catch (err) {
+      assert.fail(`${zip} is not the album: ${String(err.stderr).trim().split('\n').pop()}`);
+    }
     assert.deepEqual(problems, []);
   } finally {
     await context.close();
@@ -456,6 +458,13 @@ test('a password-protected server asks for credentials and works with them', { s
   // The refusal reads well on a phone and on a desktop, and offers to ask again.
   for (const size of SIZES) {
     const refused = await openPage(size, AUTH_BASE);
+    // A headless browser gives up at the challenge; shown without it, the page is the server's.
+    await refused.page.route(AUTH_BASE, async (route) => {
+      const answer = await route.fetch();
+      const headers = { ...answer.headers() };
+      delete headers['www-authenticate'];
+      await route.fulfill({ response: answer, headers });
+    });
     try {
       const res = await refused.page.goto(AUTH_BASE);
       assert.equal(res.status(), 401);
