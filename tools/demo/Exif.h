@@ -18,7 +18,7 @@ struct ExifFields {
     Rational exposureTime;        // seconds
     Rational fNumber;
     uint16_t iso;
-    Rational focalLength; // millimetres
+    Rational focalLength;             // millimetres
     uint32_t pixelWidth, pixelHeight; // as stored
     uint16_t orientation = 1;         // tag 274: 1 as stored, 6 turn a quarter clockwise to show
 };

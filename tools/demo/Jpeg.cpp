@@ -72,10 +72,10 @@ JSAMPROW toInvertedInks(const uint8_t* rgb, int width, JSAMPLE* out) {
 }
 
 // The libjpeg work, in a frame that holds nothing with a destructor, since an error leaves it
-// by longjmp. Returns false with errors->message set on failure.
-// With inks (room for one row of four components), the picture is stored as inverted CMYK.
-bool compress(const Canvas& canvas, int quality, bool jfif, const std::string& app1,
-              JSAMPLE* inks, std::string* out, ErrorManager* errors) {
+// by longjmp; with inks (room for one row of four components) the picture is stored as
+// inverted CMYK. Returns false with errors->message set on failure.
+bool compress(const Canvas& canvas, int quality, bool jfif, const std::string& app1, JSAMPLE* inks,
+              std::string* out, ErrorManager* errors) {
     const bool cmyk = inks != nullptr;
     jpeg_compress_struct cinfo;
     Destination dest;

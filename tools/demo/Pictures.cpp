@@ -87,9 +87,9 @@ void writePictures(const std::string& root) {
     for (const PhotoSpec& photo : catalogue()) {
         Canvas canvas(photo.width, photo.height);
         paintScene(canvas, photo.scene, photo.variant);
-        writeFileAtomically(picturePath(root, photo),
-                            encode(photo, photo.orientation == 6 ? turnedAnticlockwise(canvas)
-                                                                 : canvas));
+        writeFileAtomically(
+            picturePath(root, photo),
+            encode(photo, photo.orientation == 6 ? turnedAnticlockwise(canvas) : canvas));
         // Thumbnails are upright RGB; a movie's is the still that stands for its first frame.
         writeFileAtomically(
             thumbnailPath(root, photo),

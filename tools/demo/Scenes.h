@@ -1,5 +1,6 @@
 // Scenes.h - the procedurally drawn subjects of the demo pictures: landscapes, skies, tilings
-// and two test cards. Each painter covers the whole canvas and depends only on its size and variant.
+// and two test cards. Each painter covers the whole canvas and depends only on its size and
+// variant.
 #pragma once
 
 #include "demo/Canvas.h"

@@ -947,7 +947,8 @@
     // The camera's own date is the same moment in the server's words: only shown in its stead.
     const cameraDate = str(exif.captureDate);
     if (cameraDate && !taken) row('Taken', cameraDate);
-    if (info.w > 0 && info.h > 0) row(info.mediaType === 'Movie' ? 'Still size' : 'Size', `${numberFormat.format(info.w)} \u00d7 ${numberFormat.format(info.h)} pixels`);
+    // A film's size would be its still's, not its own.
+    if (info.w > 0 && info.h > 0 && info.mediaType !== 'Movie') row('Size', `${numberFormat.format(info.w)} \u00d7 ${numberFormat.format(info.h)} pixels`);
     if (info.mediaType === 'Movie') row('Kind', 'Film');
     else if (kindOf(info) === 'thumbnail') row('Kind', 'Shown by its thumbnail: browsers cannot show this file');
     if (str(info.fileName)) row('File', str(info.fileName));
