@@ -3,6 +3,7 @@
 #include "DemoLibrary.h"
 #include "image/ImageInfo.h"
 
+#include <algorithm>
 #include <csetjmp>
 #include <cstdio>
 #include <ctime>
@@ -230,8 +231,10 @@ void _decodeErrorExit(j_common_ptr cinfo) {
     longjmp(reinterpret_cast<DecodeErrors*>(cinfo->err)->escape, 1);
 }
 
-// Decodes the whole JPEG; false when libjpeg finds it corrupt.
-bool decodeJpeg(const std::string& bytes, unsigned& width, unsigned& height) {
+// Decodes the whole JPEG; false when libjpeg finds it corrupt. With pixels, its samples as
+// decoded (RGB, or CMYK as stored for four components), rows from the top.
+bool decodeJpeg(const std::string& bytes, unsigned& width, unsigned& height,
+                std::vector<JSAMPLE>* pixels = nullptr) {
     jpeg_decompress_struct cinfo;
     DecodeErrors errors;
     cinfo.err = jpeg_std_error(&errors.manager);
@@ -251,6 +254,7 @@ bool decodeJpeg(const std::string& bytes, unsigned& width, unsigned& height) {
     while (cinfo.output_scanline < cinfo.output_height) {
         JSAMPROW rows[1] = {row.data()};
         jpeg_read_scanlines(&cinfo, rows, 1);
+        if (pixels) pixels->insert(pixels->end(), row.begin(), row.end());
     }
     jpeg_finish_decompress(&cinfo);
     jpeg_destroy_decompress(&cinfo);
@@ -263,6 +267,37 @@ TEST(DemoPictures, ThumbnailsAreWholeJpegsFittingTheBox) {
         EXPECT_TRUE(decodeJpeg(readFile(photo.thumbnail), width, height)) << photo.thumbnail;
         EXPECT_EQ(std::max(width, height), 240u) << photo.thumbnail;
     }
+}
+
+TEST(DemoPictures, TestCardsAreStoredOnTheirSideAndInInvertedInks) {
+    std::map<std::string, std::string> files;
+    for (const Photo& photo : photosNamed(".jpg"))
+        files[photo.image.substr(photo.image.rfind('/') + 1)] = readFile(photo.image);
+    unsigned width = 0, height = 0;
+    std::vector<JSAMPLE> px;
+
+    // Orientation 6: stored landscape, and the first column is the red top of the card.
+    const std::string& turned = files["which-way-is-up.jpg"];
+    JpegLayout layout = jpegLayout(turned);
+    Tiff tiff(layout.app1);
+    EXPECT_EQ(tiff.directory(tiff.u32(4))[274].value & 0xFFFF, 6u) << "little-endian SHORT";
+    ASSERT_TRUE(decodeJpeg(turned, width, height, &px));
+    EXPECT_GT(width, height);
+    auto rgb = [&](unsigned x, unsigned y) { return &px[(size_t(y) * width + x) * 3]; };
+    EXPECT_GT(rgb(width / 20, height / 2)[0], 180) << "the top is red";
+    EXPECT_GT(rgb(width - width / 20, height / 2)[2], 160) << "the bottom is blue";
+
+    // Inverted CMYK after an Adobe segment (transform 0): red = stored C x stored K / 255.
+    const std::string& inks = files["printers-inks.jpg"];
+    layout = jpegLayout(inks);
+    EXPECT_NE(std::find(layout.markers.begin(), layout.markers.end(), 0xEE), layout.markers.end());
+    px.clear();
+    ASSERT_TRUE(decodeJpeg(inks, width, height, &px));
+    ASSERT_EQ(px.size(), size_t(width) * height * 4);
+    const JSAMPLE* first = &px[(size_t(height / 4) * width + width / 6) * 4]; // red patch
+    EXPECT_NEAR(first[0] * first[3] / 255, 0xD6, 8);
+    EXPECT_NEAR(first[1] * first[3] / 255, 0x28, 8);
+    EXPECT_NEAR(first[2] * first[3] / 255, 0x28, 8);
 }
 
 // The server reads pictures other than JPEG by their headers only: each must probe as its type
