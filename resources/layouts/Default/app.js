@@ -461,7 +461,7 @@
         // Films are known from the photo's details, asked once its thumbnail is in.
         img.addEventListener('load', () => {
           infoSoon(l, a, p.i).then((info) => {
-            if (kindOf(info) === 'film') link.append(h('span', { class: 'thumb__play', 'aria-label': 'Film' }));
+            if (kindOf(info) === 'film') link.append(h('span', { class: 'thumb__play' }, h('span', { class: 'visually-hidden', text: 'Film' })));
           }, () => {});
         }, { once: true });
         return h('li', { class: 'thumb', style: `--r:${ratio.toFixed(4)};flex-grow:${(ratio * 100).toFixed(2)}` }, link);
