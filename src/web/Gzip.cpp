@@ -208,7 +208,9 @@ bool PrepareGzip(const HttpRequest& request, HttpReply& reply) {
 }
 
 void CompressReply(HttpReply& reply, GzipCache& cache) {
-    const std::string* etag = reply.header("ETag");
+    // Only a file's tag names one body: made replies may share a tag between addresses (every
+    // JSON reply carries the tag of the preferences and album files), so they go by their bytes.
+    const std::string* etag = reply.fileBody() ? reply.header("ETag") : nullptr;
     std::string type = *reply.header("Content-Type");
     uint64_t length = reply.bodyLength();
     std::shared_ptr<const std::string> gzip;

@@ -81,7 +81,8 @@ GzipCache& SharedGzipCache();
 // request's Accept-Encoding also allows gzip, its "ETag" becomes GzipETag's and true is
 // returned: call CompressReply once the reply is known to be sent with its body.
 bool PrepareGzip(const HttpRequest& request, HttpReply& reply);
-// Replaces the body by its compressed bytes (from cache when they are there) and sets
+// Replaces the body by its compressed bytes (from cache when they are there: a file body by its
+// "ETag", any other body by its bytes, since made replies may share a tag) and sets
 // "Content-Encoding: gzip". A file body is read and closed; if reading fails the reply becomes
 // a 500 with no body. REQUIRES: PrepareGzip returned true for reply.
 void CompressReply(HttpReply& reply, GzipCache& cache);

@@ -4,9 +4,11 @@
 #include "settings/Preferences.h"
 #include "web/Bundle.h"
 #include "web/Globals.h"
+#include "web/PageFrame.h"
 #include "web/StaticFiles.h"
 #include "web/Validators.h"
 
+#include <optional>
 #include <string>
 
 namespace {
@@ -39,17 +41,21 @@ std::string userLayoutFolder(const std::string& layout) {
     return folder + "/Tessellan/layouts/" + layout;
 }
 
-// The file of the layout: the application's own copy when there is one, else the user's.
-// Throws the missing file's error, naming the user's path, when neither is there.
-StaticFile openLayoutFile(const std::string& name, const std::string& layout) {
+// The file of the layout: the application's own copy when there is one, else the user's;
+// nothing when neither is there.
+std::optional<StaticFile> findLayoutFile(const std::string& name, const std::string& layout) {
     const std::string& resources = BundleResourcesPath();
     if (!resources.empty())
-        if (auto file = StaticFile::open(resources + "/layouts/" + layout, name))
-            return std::move(*file);
+        if (auto file = StaticFile::open(resources + "/layouts/" + layout, name)) return file;
+    std::string user = userLayoutFolder(layout);
+    return user.empty() ? std::nullopt : StaticFile::open(user, name);
+}
+
+// Throws the missing file's error, naming the user's path.
+[[noreturn]] void missingLayoutFile(const std::string& name, const std::string& layout) {
     std::string user = userLayoutFolder(layout);
     if (user.empty())
         throwRTE("PrimaryPageResponder", "no folder for the layout '%s'", layout.c_str());
-    if (auto file = StaticFile::open(user, name)) return std::move(*file);
     std::string path = user + "/" + name;
     CFURL_t url(CFURLCreateFromFileSystemRepresentation(path.data(), CFIndex(path.size()), false),
                 CFURL_t::Create);
@@ -74,15 +80,19 @@ CFURLRef locateFile(const CFString_t& name, CFStringRef& contentType, const CFSt
     return url;
 }
 
-void PrimaryPageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, const VarMap&,
-                          std::ostream&) {
+void PrimaryPageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path,
+                          const VarMap& vars, std::ostream& out) {
     CFString_t name = CFStringGetLength(path) == 0 ? CFString_t("index.html") : path;
     std::string nameText = CFStringGetUTF8(name);
     std::string layout = CFStringGetUTF8(prefGetLayout());
     if (!isPlainFileName(nameText) || !prefLayoutNameUsable(layout))
         throwRTE("PrimaryPageResponder", "'%s' in layout '%s' is outside the layout folder",
                  nameText.c_str(), layout.c_str());
-    StaticFile file = openLayoutFile(nameText, layout);
+    std::optional<StaticFile> found = findLayoutFile(nameText, layout);
+    // A layout without a site icon of its own gets the one built into the server.
+    if (!found && nameText == "favicon.ico") return FaviconResponder(reply, path, vars, out);
+    if (!found) missingLayoutFile(nameText, layout);
+    StaticFile& file = *found;
     Validator validator = FileValidator(file.info(), "");
     if (NotModified(validator)) return ReplyNotModified(reply, validator, CachePolicy::Revalidate);
     reply = std::make_unique<HttpReply>(200);

@@ -22,7 +22,8 @@ CFURLRef locateFile(const CFString_t& name, CFStringRef& contentType, const CFSt
 // own layout folder, else the user's, as a body shared with the file cache or as the file
 // itself (see StaticFiles: no link out of the layout folder is followed). The reply carries
 // the file's validator and asks browsers to revalidate; a request that holds it gets 304.
-// Throws when the file is in neither folder (naming the user's path), or when the name is not
+// A missing "favicon.ico" is answered with the icon built into the server (FaviconResponder).
+// Throws when another file is in neither folder (naming the user's path), or when the name is not
 // a plain file name or the layout name is unusable (see prefLayoutNameUsable).
 void PrimaryPageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path,
                           const VarMap& vars, std::ostream& out);

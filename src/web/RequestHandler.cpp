@@ -62,6 +62,13 @@ void refuse(std::unique_ptr<HttpReply>& reply, std::ostream& out) {
     reply->setHeader("Content-Type", "text/html");
     CFString_t empty("");
     EmitPageHeader(out, CFString_t("Unauthorized Access"), ".", empty, empty, empty);
+    // Readable on a phone, with a way to be asked again: following the link to this same
+    // address is refused again, and the browser asks for the name and password anew. The
+    // link comes first in the text but is shown after the sentence.
+    out << "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\" />"
+           "<style>body{display:flex;flex-direction:column;gap:1em;max-width:34em;"
+           "margin:2em auto;padding:0 1em;font:1.125rem/1.5 sans-serif}a{order:1}</style>"
+           "<a href=\"\">Try again</a>";
     out << "This server contains private content. You must provide a valid username and password."
         << "</body>\n</html>\n";
 }

@@ -5,7 +5,7 @@
 set -u
 exe=$1
 make_demo=$2
-shots=$3
+shots=$(mkdir -p "$3" && cd "$3" && pwd) || exit 1
 here=$(cd "$(dirname "$0")" && pwd)
 # shellcheck source=../support/serverlib.sh
 . "$here/../support/serverlib.sh"
@@ -40,9 +40,8 @@ start() {
 start open "$open_port"
 start auth "$auth_port"
 
-mkdir -p "$shots"
 cd "$here"
-TESSELLAN_URL="http://127.0.0.1:$open_port/" \
+TESSELLAN_URL="http://127.0.0.1:$open_port/" TESSELLAN_LIBRARY="$work/library" \
 TESSELLAN_AUTH_URL="http://127.0.0.1:$auth_port/" TESSELLAN_USER=family TESSELLAN_PASS='s3cret & more' \
 TESSELLAN_SCREENSHOTS="$shots" node --test gallery.test.mjs
 status=$?

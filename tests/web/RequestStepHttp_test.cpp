@@ -200,4 +200,16 @@ TEST_F(RequestStepHttpTest, AVersionIsCompressedOnce) {
     EXPECT_EQ(inflateAll(changed->body()), gText) << "changed bytes are compressed anew";
 }
 
+TEST_F(RequestStepHttpTest, MadeRepliesSharingATagKeepTheirOwnBytes) {
+    // Every JSON reply carries the tag of the album files: two photos' details of one length
+    // must not be taken for one another.
+    gTextETag = "\"albums\"";
+    gText = std::string(3000, 'a');
+    auto first = ask("/t/text/", "Accept-Encoding: gzip\r\n");
+    gText = std::string(3000, 'b');
+    auto second = ask("/t/text/", "Accept-Encoding: gzip\r\n");
+    EXPECT_TRUE(inflateAll(first->body()) == std::string(3000, 'a')) << "the first reply";
+    EXPECT_TRUE(inflateAll(second->body()) == gText) << "the second reply is the first's";
+}
+
 } // namespace

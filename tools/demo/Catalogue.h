@@ -35,6 +35,11 @@ struct PhotoSpec {
     int camera;        // index into kCameras (JPEG only)
     Rational exposure, fNumber, focalLength;
     uint16_t iso;
+    // Test cards (JPEG only): width and height are the upright size; orientation 6 stores the
+    // pixels turned a quarter anticlockwise with the EXIF tag saying so, and cmyk stores them
+    // as inverted CMYK (see encodeJpeg).
+    uint16_t orientation = 1;
+    bool cmyk = false;
 };
 
 struct AlbumSpec {

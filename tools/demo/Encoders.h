@@ -11,8 +11,11 @@ namespace demo {
 // The canvas as a baseline JPEG at quality (1-100). With jfif, the file starts with a JFIF
 // APP0 segment; a non-empty app1 (the payload after the length bytes, e.g. from
 // exifPayload) is written as an APP1 segment right after it, before the frame header.
+// With cmyk, the pixels are stored as four inks, inverted as Adobe's applications write them
+// (each stored value is 255 minus the ink), and an Adobe APP14 segment follows the APP1 one.
 // Throws std::runtime_error with libjpeg's message when encoding fails.
-std::string encodeJpeg(const Canvas& canvas, int quality, bool jfif, const std::string& app1);
+std::string encodeJpeg(const Canvas& canvas, int quality, bool jfif, const std::string& app1,
+                       bool cmyk = false);
 
 // The canvas as an 8-bit RGB PNG. The image data is zlib-wrapped but not compressed
 // (stored deflate blocks), with its CRC-32 and Adler-32 sums.

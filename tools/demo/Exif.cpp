@@ -110,7 +110,7 @@ std::string exifPayload(const ExifFields& f, bool bigEndian) {
     Directory ifd0(bigEndian);
     ifd0.text(271, f.make);
     ifd0.text(272, f.model);
-    ifd0.shortValue(274, 1); // Orientation: rows from the top, columns from the left
+    ifd0.shortValue(274, f.orientation); // Orientation (1: from the top left, 6: on its side)
     ifd0.rational(282, {72, 1});
     ifd0.rational(283, {72, 1});
     ifd0.shortValue(296, 2); // ResolutionUnit: inches

@@ -18,8 +18,9 @@ struct ExifFields {
     Rational exposureTime;        // seconds
     Rational fNumber;
     uint16_t iso;
-    Rational focalLength; // millimetres
-    uint32_t pixelWidth, pixelHeight;
+    Rational focalLength;             // millimetres
+    uint32_t pixelWidth, pixelHeight; // as stored
+    uint16_t orientation = 1;         // tag 274: 1 as stored, 6 turn a quarter clockwise to show
 };
 
 // The APP1 payload: "Exif" 00 00, then a TIFF structure in the chosen byte order ("MM" when

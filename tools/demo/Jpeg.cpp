@@ -1,10 +1,12 @@
-// Jpeg.cpp - JPEG encoding through libjpeg into memory, with the EXIF block placed before the
-// frame header.
+// Jpeg.cpp - JPEG encoding through libjpeg into memory, in RGB or inverted CMYK, with the EXIF
+// block placed before the frame header.
 #include "demo/Encoders.h"
 
+#include <algorithm>
 #include <csetjmp>
 #include <cstdio>
 #include <stdexcept>
+#include <vector>
 
 #include <jpeglib.h>
 
@@ -54,10 +56,27 @@ void _errorExit(j_common_ptr cinfo) {
     longjmp(errors->escape, 1);
 }
 
+// "Adobe", version 100, no flags, transform 0: the four components are stored as they are.
+const unsigned char kAdobe[12] = {'A', 'd', 'o', 'b', 'e', 0, 100, 0, 0, 0, 0, 0};
+
+// One row of RGB pixels as inverted CMYK: black takes what the three channels share, and each
+// stored value is 255 minus its ink, so that red = stored C × stored K / 255 again.
+JSAMPROW toInvertedInks(const uint8_t* rgb, int width, JSAMPLE* out) {
+    for (int x = 0; x < width; ++x, rgb += 3, out += 4) {
+        int most = std::max({rgb[0], rgb[1], rgb[2]}); // 255 minus the black ink
+        for (int c = 0; c < 3; ++c)
+            out[c] = JSAMPLE(most == 0 ? 255 : (rgb[c] * 255 + most / 2) / most);
+        out[3] = JSAMPLE(most);
+    }
+    return out - size_t(width) * 4;
+}
+
 // The libjpeg work, in a frame that holds nothing with a destructor, since an error leaves it
-// by longjmp. Returns false with errors->message set on failure.
-bool compress(const Canvas& canvas, int quality, bool jfif, const std::string& app1,
+// by longjmp; with inks (room for one row of four components) the picture is stored as
+// inverted CMYK. Returns false with errors->message set on failure.
+bool compress(const Canvas& canvas, int quality, bool jfif, const std::string& app1, JSAMPLE* inks,
               std::string* out, ErrorManager* errors) {
+    const bool cmyk = inks != nullptr;
     jpeg_compress_struct cinfo;
     Destination dest;
     cinfo.err = jpeg_std_error(&errors->manager);
@@ -75,9 +94,11 @@ bool compress(const Canvas& canvas, int quality, bool jfif, const std::string& a
 
     cinfo.image_width = JDIMENSION(canvas.width());
     cinfo.image_height = JDIMENSION(canvas.height());
-    cinfo.input_components = 3;
-    cinfo.in_color_space = JCS_RGB;
+    cinfo.input_components = cmyk ? 4 : 3;
+    cinfo.in_color_space = cmyk ? JCS_CMYK : JCS_RGB;
     jpeg_set_defaults(&cinfo);
+    // The Adobe segment is written by hand below, after APP1: libjpeg would put it first.
+    cinfo.write_Adobe_marker = FALSE;
     jpeg_set_quality(&cinfo, quality, TRUE);
     cinfo.write_JFIF_header = jfif ? TRUE : FALSE;
     cinfo.density_unit = 1; // dots per inch
@@ -89,8 +110,12 @@ bool compress(const Canvas& canvas, int quality, bool jfif, const std::string& a
     if (!app1.empty())
         jpeg_write_marker(&cinfo, JPEG_APP0 + 1, reinterpret_cast<const JOCTET*>(app1.data()),
                           unsigned(app1.size()));
+    if (cmyk)
+        jpeg_write_marker(&cinfo, JPEG_APP0 + 14, reinterpret_cast<const JOCTET*>(kAdobe),
+                          sizeof kAdobe);
     while (cinfo.next_scanline < cinfo.image_height) {
         JSAMPROW row = const_cast<JSAMPROW>(canvas.row(int(cinfo.next_scanline)));
+        if (cmyk) row = toInvertedInks(row, canvas.width(), inks);
         jpeg_write_scanlines(&cinfo, &row, 1);
     }
     jpeg_finish_compress(&cinfo);
@@ -100,11 +125,13 @@ bool compress(const Canvas& canvas, int quality, bool jfif, const std::string& a
 
 } // namespace
 
-std::string encodeJpeg(const Canvas& canvas, int quality, bool jfif, const std::string& app1) {
+std::string encodeJpeg(const Canvas& canvas, int quality, bool jfif, const std::string& app1,
+                       bool cmyk) {
     if (app1.size() > 65533) throw std::runtime_error("APP1 payload longer than 65533 bytes");
     std::string out;
     ErrorManager errors;
-    if (!compress(canvas, quality, jfif, app1, &out, &errors))
+    std::vector<JSAMPLE> inks(cmyk ? size_t(canvas.width()) * 4 : 0);
+    if (!compress(canvas, quality, jfif, app1, cmyk ? inks.data() : nullptr, &out, &errors))
         throw std::runtime_error(std::string("JPEG encoding failed: ") + errors.message);
     return out;
 }

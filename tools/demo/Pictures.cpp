@@ -31,6 +31,17 @@ std::string year(const PhotoSpec& photo) {
     return std::string(photo.taken, 4);
 }
 
+// The upright canvas as an orientation 6 picture stores it: the visual top is the first
+// column, the visual right side the first row.
+Canvas turnedAnticlockwise(const Canvas& upright) {
+    Canvas stored(upright.height(), upright.width());
+    for (int y = 0; y < stored.height(); ++y)
+        for (int x = 0; x < stored.width(); ++x)
+            stored.set(x, y, upright.get(upright.width() - 1 - y, x));
+    return stored;
+}
+
+// The picture's file; canvas is as stored (turned already for an orientation other than 1).
 std::string encode(const PhotoSpec& photo, const Canvas& canvas) {
     switch (photo.format) {
     case Format::Jpeg: {
@@ -45,8 +56,10 @@ std::string encode(const PhotoSpec& photo, const Canvas& canvas) {
                           photo.iso,
                           photo.focalLength,
                           uint32_t(canvas.width()),
-                          uint32_t(canvas.height())};
-        return encodeJpeg(canvas, kQuality, camera.jfif, exifPayload(fields, camera.bigEndian));
+                          uint32_t(canvas.height()),
+                          photo.orientation};
+        return encodeJpeg(canvas, kQuality, camera.jfif, exifPayload(fields, camera.bigEndian),
+                          photo.cmyk);
     }
     case Format::Png:
         return encodePng(canvas);
@@ -74,8 +87,10 @@ void writePictures(const std::string& root) {
     for (const PhotoSpec& photo : catalogue()) {
         Canvas canvas(photo.width, photo.height);
         paintScene(canvas, photo.scene, photo.variant);
-        writeFileAtomically(picturePath(root, photo), encode(photo, canvas));
-        // A movie's thumbnail is the still that stands for its first frame.
+        writeFileAtomically(
+            picturePath(root, photo),
+            encode(photo, photo.orientation == 6 ? turnedAnticlockwise(canvas) : canvas));
+        // Thumbnails are upright RGB; a movie's is the still that stands for its first frame.
         writeFileAtomically(
             thumbnailPath(root, photo),
             encodeJpeg(canvas.fitInside(kThumbnailSide), kThumbnailQuality, true, std::string()));

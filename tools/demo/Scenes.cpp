@@ -35,6 +35,10 @@ void paintScene(Canvas& canvas, Scene scene, int variant) {
         return paintSeigaiha(canvas, variant);
     case Scene::Truchet:
         return paintTruchet(canvas, variant);
+    case Scene::UprightCard:
+        return paintUprightCard(canvas, variant);
+    case Scene::InkChart:
+        return paintInkChart(canvas, variant);
     }
 }
 

@@ -1,8 +1,11 @@
-// Scenes.h - the procedurally drawn subjects of the demo pictures: landscapes, skies and
-// tilings. Each painter covers the whole canvas and depends only on its size and variant.
+// Scenes.h - the procedurally drawn subjects of the demo pictures: landscapes, skies, tilings
+// and two test cards. Each painter covers the whole canvas and depends only on its size and
+// variant.
 #pragma once
 
 #include "demo/Canvas.h"
+
+#include <cstdint>
 
 namespace demo {
 
@@ -22,7 +25,13 @@ enum class Scene {
     Cubes,        // tumbling blocks (rhombille tiling)
     Seigaiha,     // Japanese wave pattern of overlapping rings
     Truchet,      // quarter-circle Truchet tiles
+    UprightCard,  // a dark arrow pointing up, a kUprightTop band above and kUprightBottom below
+    InkChart,     // six flat patches in kInkPatches, three a row, on white
 };
+
+// The known colours of the test cards, as 0xRRGGBB.
+extern const uint32_t kUprightTop, kUprightBottom;
+extern const uint32_t kInkPatches[6];
 
 // Paints scene over the whole canvas. Deterministic: the same size and variant give the same
 // pixels.
@@ -44,5 +53,7 @@ void paintTriangles(Canvas& canvas, int variant);
 void paintCubes(Canvas& canvas, int variant);
 void paintSeigaiha(Canvas& canvas, int variant);
 void paintTruchet(Canvas& canvas, int variant);
+void paintUprightCard(Canvas& canvas, int variant); // TestCards.cpp
+void paintInkChart(Canvas& canvas, int variant);
 
 } // namespace demo

@@ -52,21 +52,72 @@
     info: (l, a, i) => load(`json/getpicinfo?l=${l}&a=${a}&i=${i}`),
   };
 
-  const thumbURL = (l, a, id) => `thumbnail/?l=${l}&a=${a}&p=${id}`;
-  /** The picture at position i; with a box, shrunk by the server (JPEG only), else the original file. */
-  const imageURL = (l, a, i, box) => `image/?l=${l}&a=${a}&i=${i}` + (box ? `&mw=${box.w}&mh=${box.h}` : '');
+  /** api.info, but at most two at a time, so that details asked for a whole grid never hold up its thumbnails. */
+  const infoQueue = [];
+  let infoRunning = 0;
+  function infoSoon(l, a, i) {
+    return new Promise((resolve, reject) => {
+      infoQueue.push(() => api.info(l, a, i).then(resolve, reject));
+      pumpInfo();
+    });
+  }
+  function pumpInfo() {
+    while (infoRunning < 2 && infoQueue.length) {
+      infoRunning++;
+      infoQueue.shift()().finally(() => { infoRunning--; pumpInfo(); });
+    }
+  }
+
+  /** A thumbnail whose longer side is size pixels (the server's own small one without size). */
+  const thumbURL = (l, a, id, size) => `thumbnail/?l=${l}&a=${a}&p=${id}` + (size ? `&size=${size}` : '');
+  /** The picture at position i; with a box, fitted into it exactly (JPEG only), else the original file. */
+  const imageURL = (l, a, i, box) => `image/?l=${l}&a=${a}&i=${i}` + (box ? `&mw=${box.w}&mh=${box.h}&fit=exact` : '');
+  const albumZipURL = (l, a) => `download/?l=${l}&a=${a}`;
+
+  const dpr = () => window.devicePixelRatio || 1;
+
+  /** The window in device pixels: the box the viewer asks pictures for. */
+  function fitBox() {
+    return { w: Math.max(1, Math.round(window.innerWidth * dpr())), h: Math.max(1, Math.round(window.innerHeight * dpr())) };
+  }
 
   /**
-   * The box to ask /image/ for so that the picture fits the window in device pixels. The server
-   * shrinks only by the JPEG decoder's power-of-two steps and stops one step short of the first
-   * step that lies strictly inside the box, so its picture can be nearly twice the box; half the
-   * window therefore gives the sharpest step that still fits the whole window.
+   * The thumbnail size (its longer side) that covers a box of w x h CSS pixels with a picture of
+   * shape ratio (width / height) on this screen, rounded up to a step of 64 so that the server's
+   * and the browser's caches hit, within what the server makes (64 to 1024).
    */
-  function fitBox() {
-    const dpr = window.devicePixelRatio || 1;
-    const w = Math.round(window.innerWidth * dpr);
-    const h = Math.round(window.innerHeight * dpr);
-    return { w: Math.max(1, Math.floor(w / 2)), h: Math.max(1, Math.floor(h / 2)) };
+  function thumbSize(w, h, ratio) {
+    const longer = Math.max(w * Math.max(1, 1 / ratio), h * Math.max(1, ratio)) * dpr();
+    return Math.min(1024, Math.max(64, Math.ceil(longer / 64) * 64));
+  }
+
+  /** Gives each image (with data-thumb = "l,a,id" and data-ratio) a thumbnail as large as its box needs; never a smaller one. */
+  function sizeThumbs(imgs) {
+    const wanted = imgs.map((img) => {
+      const r = img.getBoundingClientRect();
+      return r.width > 0 ? thumbSize(r.width, r.height, +img.dataset.ratio || 1) : 0;
+    });
+    imgs.forEach((img, k) => {
+      if (!wanted[k] || wanted[k] <= (+img.dataset.size || 0)) return;
+      const [l, a, id] = img.dataset.thumb.split(',');
+      img.dataset.size = String(wanted[k]);
+      img.src = thumbURL(l, a, id, wanted[k]);
+    });
+  }
+
+  let resizeThumbsTimer = 0;
+  window.addEventListener('resize', () => {
+    clearTimeout(resizeThumbsTimer);
+    resizeThumbsTimer = setTimeout(() => sizeThumbs([...main.querySelectorAll('img[data-thumb]')]), 250);
+  });
+
+  // Files browsers show by themselves; others (TIFF, HEIC, camera raw files) are shown by their thumbnail.
+  const SHOWN_TYPES = /\.(jpe?g|png|gif|webp|avif|bmp|svg)$/i;
+  /** What the viewer shows for a photo: 'film', 'picture' or 'thumbnail' (by getpicinfo; unknown counts as a picture). */
+  function kindOf(info) {
+    if (!info) return 'picture';
+    if (info.mediaType === 'Movie') return 'film';
+    return !info.fileName || SHOWN_TYPES.test(info.fileName) ? 'picture' : 'thumbnail';
   }
 
   // ------------------------------------------------------------------ albums
@@ -163,6 +214,8 @@
     pause: '<path d="M8 5v14M16 5v14" stroke-width="3"/>',
     info: '<circle cx="12" cy="12" r="9"/><path d="M12 11v6M12 7.5v.5"/>',
     download: '<path d="M12 4v11M7 10l5 5 5-5M5 20h14"/>',
+    expand: '<path d="M4 9V4h5M20 9V4h-5M4 15v5h5M20 15v5h-5"/>',
+    shrink: '<path d="M9 4v5H4M15 4v5h5M9 20v-5H4M15 20v-5h5"/>',
     empty: '<rect x="3" y="5" width="18" height="14" rx="2"/><path d="M3 16l5-5 4 4 3-3 6 6"/><circle cx="16" cy="9" r="1.5"/>',
   };
   function icon(name) {
@@ -222,9 +275,10 @@
         empty();
         return;
       }
-      const img = h('img', { alt: '', decoding: 'async', src: thumbURL(album.l, album.a, photo.id) });
+      const img = h('img', { alt: '', decoding: 'async', 'data-thumb': `${album.l},${album.a},${photo.id}`, 'data-ratio': photo.w / photo.h });
       revealOnLoad(img);
       box.append(img);
+      sizeThumbs([img]);
     }, empty);
   }
 
@@ -315,9 +369,14 @@
       const sentinel = h('div', { class: 'grid-sentinel', 'aria-hidden': 'true' });
       const grid = new Grid(album, list, sentinel, status);
       currentGrid = grid;
+      // The server refuses the whole album where it refuses the originals.
+      const zip = lib.fullSizeDownload === true && album.size > 0
+        ? h('a', { class: 'pill-btn', id: 'album-download', href: albumZipURL(l, a), download: '' }, 'Download album')
+        : null;
+      if (zip) zip.insertAdjacentHTML('afterbegin', icon('download'));
       const head = pageHead(meta.name || 'Album',
         meta.comment ? h('p', { class: 'page-lead', text: meta.comment }) : null,
-        h('p', { class: 'page-meta', text: photoCount(album.size) }));
+        h('p', { class: 'page-meta' }, photoCount(album.size), zip ? ' ' : null, zip));
       if (!album.size) return [head, h('p', { class: 'notice', text: 'This album has no photos yet.' })];
       grid.start();
       return [head, list, sentinel, status];
@@ -389,18 +448,26 @@
 
     append(photos) {
       const { l, a } = this.album;
+      const imgs = [];
       const items = photos.map((p) => {
         const ratio = p.w / p.h;
         const img = h('img', {
-          src: thumbURL(l, a, p.id), alt: p.caption || `Photo ${p.i + 1}`,
-          width: p.w, height: p.h, loading: 'lazy', decoding: 'async',
+          alt: p.caption || `Photo ${p.i + 1}`, width: p.w, height: p.h, loading: 'lazy', decoding: 'async',
+          'data-thumb': `${l},${a},${p.id}`, 'data-ratio': ratio,
         });
+        imgs.push(img);
         revealOnLoad(img);
-        const li = h('li', { class: 'thumb', style: `--r:${ratio.toFixed(4)};flex-grow:${(ratio * 100).toFixed(2)}` },
-          h('a', { class: 'thumb__link', href: `${this.album.hash}/p/${p.i}`, 'data-i': p.i }, img));
-        return li;
+        const link = h('a', { class: 'thumb__link', href: `${this.album.hash}/p/${p.i}`, 'data-i': p.i }, img);
+        // Films are known from the photo's details, asked once its thumbnail is in.
+        img.addEventListener('load', () => {
+          infoSoon(l, a, p.i).then((info) => {
+            if (kindOf(info) === 'film') link.append(h('span', { class: 'thumb__play' }, h('span', { class: 'visually-hidden', text: 'Film' })));
+          }, () => {});
+        }, { once: true });
+        return h('li', { class: 'thumb', style: `--r:${ratio.toFixed(4)};flex-grow:${(ratio * 100).toFixed(2)}` }, link);
       });
       this.list.append(...items);
+      requestAnimationFrame(() => sizeThumbs(imgs)); // laid out by then, so each box has its size
       this.shown += photos.length;
       if (this.complete) this.watch.disconnect();
     }
@@ -437,7 +504,9 @@
       play: document.getElementById('v-play'),
       info: document.getElementById('v-info-btn'),
       download: document.getElementById('v-download'),
+      full: document.getElementById('v-full'),
     };
+    btn.full.innerHTML = icon('expand');
     btn.close.innerHTML = icon('close');
     btn.prev.innerHTML = icon('prev');
     btn.next.innerHTML = icon('next');
@@ -476,7 +545,12 @@
 
     function schedule() {
       clearTimeout(state.timer);
-      state.timer = setTimeout(() => step(1, true), SLIDE_MS);
+      // A film that plays moves the slideshow on when it ends.
+      const film = state.current && state.current.tagName === 'VIDEO' ? state.current : null;
+      state.timer = setTimeout(() => {
+        if (film && !film.paused && !film.ended) return;
+        step(1, true);
+      }, SLIDE_MS);
     }
 
     function updateButtons() {
@@ -533,16 +607,31 @@
       loadPicture(token);
     }
 
+    /** Where the viewer gets what it shows of the photo at position i: see kindOf. */
+    function sourceOf(album, i, kind, box) {
+      if (kind === 'film') return imageURL(album.l, album.a, i);
+      if (kind === 'picture') return imageURL(album.l, album.a, i, box);
+      const photo = album.photos[i];
+      return photo ? thumbURL(album.l, album.a, photo.id, thumbSize(box.w / dpr(), box.h / dpr(), photo.w / photo.h)) : '';
+    }
+
     /**
      * Loads the picture at the current position and swaps it in once it is decoded. A picture
      * still on its way for an earlier position is dropped; while the arrow key is held, the
      * request waits a moment so that the server shrinks only the pictures someone stops at.
+     * What is asked for depends on the photo's kind, so its details come first; a picture that
+     * does not load falls back to its thumbnail.
      */
-    function loadPicture(token) {
+    async function loadPicture(token) {
       const { album, index } = state;
       const box = fitBox();
       state.box = box;
-      const url = imageURL(album.l, album.a, index, box);
+      const info = await api.info(album.l, album.a, index).catch(() => null);
+      await album.photo(index).catch(() => null);
+      if (token !== state.token) return;
+      const kind = kindOf(info);
+      if (kind === 'film') return showFilm(album, index, box);
+      let url = sourceOf(album, index, kind, box);
       const hurried = state.loading != null && !state.preloads.has(index);
       if (state.loading) state.loading.removeAttribute('src');
       const img = new Image();
@@ -569,15 +658,43 @@
         }
         if (state.playing) schedule();
       };
-      setTimeout(() => {
-        if (token !== state.token) return;
+      const fallback = sourceOf(album, index, 'thumbnail', box);
+      const attempt = () => {
         img.src = url;
         img.decode()
           .catch(() => {
             if (!img.complete || !img.naturalWidth) throw new Error('no picture');
           })
-          .then(() => done(true), () => done(false));
+          .then(() => done(true), () => {
+            if (token !== state.token) return;
+            if (url === fallback || !fallback) return done(false);
+            url = fallback;
+            attempt();
+          });
+      };
+      setTimeout(() => {
+        if (token === state.token) attempt();
       }, hurried ? 150 : 0);
+    }
+
+    /** A film plays in the page from its own file, which the server sends in byte ranges. */
+    function showFilm(album, index, box) {
+      if (state.loading) state.loading.removeAttribute('src');
+      state.loading = null;
+      clearTimeout(state.spinnerTimer);
+      spinner.classList.remove('is-visible');
+      const video = h('video', {
+        class: 'viewer__img viewer__film', controls: true, playsinline: true, preload: 'metadata',
+        src: imageURL(album.l, album.a, index),
+        poster: sourceOf(album, index, 'thumbnail', box) || null,
+      });
+      video.addEventListener('ended', () => { if (state.playing && state.current === video) step(1, true); });
+      swapIn(video, index);
+      if (state.playing) {
+        video.muted = true;
+        video.play().catch(() => schedule());
+      }
+      preloadAround(index, box);
     }
 
     function swapIn(img, index) {
@@ -589,6 +706,7 @@
       state.current = img;
       placeholder.classList.remove('is-visible');
       if (old) {
+        if (old.tagName === 'VIDEO') old.pause();
         old.classList.remove('is-current');
         old.classList.add('is-leaving');
         setTimeout(() => old.remove(), reducedMotion.matches ? 0 : 400);
@@ -606,10 +724,11 @@
         if (state.preloads.has(i)) continue;
         const img = new Image();
         img.decoding = 'async';
-        img.src = imageURL(album.l, album.a, i, box);
         state.preloads.set(i, img);
-        api.info(album.l, album.a, i).catch(() => {});
-        album.photo(i).catch(() => {});
+        Promise.all([api.info(album.l, album.a, i), album.photo(i)]).then(([info]) => {
+          const kind = kindOf(info);
+          if (kind !== 'film' && state.preloads.get(i) === img) img.src = sourceOf(album, i, kind, box);
+        }, () => {});
       }
     }
 
@@ -649,10 +768,11 @@
       el.hidden = true;
       document.documentElement.classList.remove('viewer-open');
       for (const node of document.querySelectorAll('body > :not(#viewer)')) node.inert = false;
-      if (state.current) state.current.remove();
+      if (state.current) state.current.remove(); // a film stops with it
       state.current = null;
       if (state.loading) state.loading.removeAttribute('src');
       state.loading = null;
+      if (document.fullscreenElement) document.exitFullscreen().catch(() => {});
       placeholder.classList.remove('is-visible');
       placeholder.removeAttribute('src');
       spinner.classList.remove('is-visible');
@@ -692,7 +812,7 @@
 
     function onKey(e) {
       if (e.defaultPrevented || e.altKey || e.ctrlKey || e.metaKey) return;
-      const onControl = e.target.closest && e.target.closest('button, a');
+      if (e.target.closest && e.target.closest('input, textarea, select, [contenteditable]')) return;
       switch (e.key) {
         case 'ArrowRight': step(1); break;
         case 'ArrowLeft': step(-1); break;
@@ -700,10 +820,10 @@
         case 'End': step(state.album.size - 1 - state.index); break;
         case 'Escape': close(); break;
         case 'i': case 'I': setInfo(!el.classList.contains('show-info'), true); break;
-        case ' ':
-          if (onControl) return;
+        case ' ': // whatever has focus: a focused button is not pressed by it
           setPlaying(!state.playing);
           break;
+        case 'f': case 'F': toggleFullscreen(); break;
         default: return;
       }
       e.preventDefault();
@@ -714,6 +834,20 @@
     btn.next.addEventListener('click', () => step(1));
     btn.play.addEventListener('click', () => setPlaying(!state.playing));
     btn.info.addEventListener('click', () => setInfo(!el.classList.contains('show-info'), true));
+
+    // Full screen shows the viewer alone, for a slideshow on a big screen.
+    btn.full.hidden = !document.fullscreenEnabled;
+    function toggleFullscreen() {
+      if (!document.fullscreenEnabled) return;
+      if (document.fullscreenElement) document.exitFullscreen().catch(() => {});
+      else el.requestFullscreen().catch(() => {});
+    }
+    btn.full.addEventListener('click', toggleFullscreen);
+    document.addEventListener('fullscreenchange', () => {
+      const on = document.fullscreenElement === el;
+      btn.full.setAttribute('aria-pressed', String(on));
+      btn.full.innerHTML = icon(on ? 'shrink' : 'expand');
+    });
 
     // Touch: swipe sideways to move, swipe down to close, tap to hide or show the controls.
     let drag = null;
@@ -768,6 +902,21 @@
     };
   })();
 
+  // Dates in the browser's language and time zone.
+  const dateFormat = new Intl.DateTimeFormat(undefined, { dateStyle: 'medium', timeStyle: 'short' });
+
+  /**
+   * A shutter time as photographers write it: "1/250 s" below a second (0.004 or "1/250"),
+   * "2 s" or "2.5 s" from a second on; '' for anything that is not a positive time.
+   */
+  function shutterText(text) {
+    const m = /^\s*(\d+(?:\.\d+)?)(?:\s*\/\s*(\d+(?:\.\d+)?))?\s*$/.exec(text || '');
+    const seconds = m ? Number(m[1]) / (m[2] == null ? 1 : Number(m[2])) : NaN;
+    if (!(seconds > 0) || !Number.isFinite(seconds)) return '';
+    if (seconds < 1) return `1/${Math.round(1 / seconds)}\u00a0s`;
+    return `${Math.round(seconds * 10) / 10}\u00a0s`;
+  }
+
   /** The rows of the details list: only what the photo has (empty strings mean absent). */
   function factRows(info) {
     const exif = info.exif || {};
@@ -777,8 +926,9 @@
     const dateValue = (d) => {
       if (!d || !str(d.string)) return null;
       const ms = Number(d.value);
-      const ok = Number.isFinite(ms) && Math.abs(ms) < 8.64e15;
-      return h('time', { datetime: ok ? new Date(ms).toISOString() : null, text: str(d.string) });
+      if (!Number.isFinite(ms) || Math.abs(ms) >= 8.64e15) return h('time', { text: str(d.string) });
+      const when = new Date(ms);
+      return h('time', { datetime: when.toISOString(), text: dateFormat.format(when) });
     };
 
     const taken = dateValue(info.captureDate);
@@ -786,18 +936,21 @@
     const make = str(exif.cameraMake), model = str(exif.cameraModel);
     if (model) row('Camera', model);
     if (make) row('Make', make);
-    const shutter = str(exif.shutter), aperture = str(exif.aperture), iso = str(exif.iso), focal = str(exif.focalLength);
+    const shutter = shutterText(str(exif.shutter)), aperture = str(exif.aperture), iso = str(exif.iso), focal = str(exif.focalLength);
     const exposure = [
-      shutter && `${shutter}\u00a0s`,
+      shutter,
       aperture && `\u0192/${aperture}`,
       iso && `ISO\u00a0${iso}`,
       focal && `${focal}\u00a0mm`,
     ].filter(Boolean);
     if (exposure.length) row('Exposure', exposure.join('\u00a0\u00b7 '));
+    // The camera's own date is the same moment in the server's words: only shown in its stead.
     const cameraDate = str(exif.captureDate);
-    if (cameraDate && (!taken || cameraDate !== taken.textContent)) row('Camera date', cameraDate);
-    if (info.w > 0 && info.h > 0) row(info.mediaType === 'Movie' ? 'Still size' : 'Size', `${numberFormat.format(info.w)} \u00d7 ${numberFormat.format(info.h)} pixels`);
-    if (info.mediaType === 'Movie') row('Kind', 'Film (a still picture is shown)');
+    if (cameraDate && !taken) row('Taken', cameraDate);
+    // A film's size would be its still's, not its own.
+    if (info.w > 0 && info.h > 0 && info.mediaType !== 'Movie') row('Size', `${numberFormat.format(info.w)} \u00d7 ${numberFormat.format(info.h)} pixels`);
+    if (info.mediaType === 'Movie') row('Kind', 'Film');
+    else if (kindOf(info) === 'thumbnail') row('Kind', 'Shown by its thumbnail: browsers cannot show this file');
     if (str(info.fileName)) row('File', str(info.fileName));
     const modified = dateValue(info.modifiedDate);
     if (modified) row('Modified', modified);
