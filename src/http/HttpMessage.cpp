@@ -390,6 +390,12 @@ std::string_view HttpReply::body() const {
     return shared_ ? std::string_view(*shared_) : std::string_view(body_);
 }
 
+std::string HttpReply::takeBody() {
+    std::string taken = shared_ ? std::string(*shared_) : std::move(body_);
+    clearBody();
+    return taken;
+}
+
 uint64_t HttpReply::bodyLength() const {
     return file_.fd >= 0 ? file_.length : uint64_t(body().size());
 }

@@ -171,6 +171,9 @@ class HttpReply {
     std::string_view body() const;
     // The body's length in bytes, whatever its kind.
     uint64_t bodyLength() const;
+    // Hands an owned in-memory body out without copying it (a shared body is copied); the
+    // reply's body is empty afterwards. REQUIRES: the body is not a file.
+    std::string takeBody();
     // The status line, the headers and the blank line that ends them: what a HEAD request gets.
     std::string serializeHeader() const;
     // serializeHeader() followed by an in-memory body: the whole reply in one buffer (copies
