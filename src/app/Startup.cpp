@@ -9,6 +9,7 @@
 #include "settings/PreferenceStore.h"
 #include "settings/Preferences.h"
 #include "version.h"
+#include "web/AlbumDownload.h"
 #include "web/Bundle.h"
 #include "web/Globals.h"
 #include "web/JsonApi.h"
@@ -52,8 +53,11 @@ static void _StopCallBack(uv_signal_t*, int) {
 
 HttpWorkKind ClassifyRequest(const HttpRequest& request) {
     std::string_view url = request.url();
-    return url.starts_with("/image/") || url.starts_with("/thumbnail/") ? HttpWorkKind::Heavy
-                                                                        : HttpWorkKind::Light;
+    // An album download opens and checks every file of the album before its first byte.
+    return url.starts_with("/image/") || url.starts_with("/thumbnail/") ||
+                   url.starts_with("/download/")
+               ? HttpWorkKind::Heavy
+               : HttpWorkKind::Light;
 }
 
 void RaiseOpenFileLimit() {
@@ -96,6 +100,7 @@ int TessellanMain() {
     rmap[CFString_t("/thumbnail/")] = ThumbnailResponder;
     rmap[CFString_t("/image/")] = ImageResponder;
     rmap[CFString_t("/json/")] = JavascriptApiResponder;
+    rmap[CFString_t("/download/")] = AlbumDownloadResponder;
     HttpContextSetRequestHandler(HandleRequest, ClassifyRequest);
 
     if (!server) {

@@ -17,7 +17,8 @@ int TessellanMain();
 void AcceptConnection(Server* server, int nativeSocket, const CFStreamError* error, void* info);
 
 // Where a request is worked on: pictures (decoded, shrunk and encoded, or read from big files)
-// are heavy work, everything else (pages, layout files, the JSON API) light.
+// and album downloads (every file opened and checked first) are heavy work, everything else
+// (pages, layout files, the JSON API) light.
 HttpWorkKind ClassifyRequest(const HttpRequest& request);
 
 // Raises the soft limit on open descriptors to the hard limit (one line on failure).

@@ -7,8 +7,9 @@
 // without keep-alive, or a request answered 400 or 431). It answers any number of requests,
 // strictly in order: each complete header is handed to the request handler on a worker thread
 // (HttpWork.h), and the next request is not looked at before the reply is out. Bodies are sent as
-// the socket takes them: bytes held by the reply, or a file slice sent with sendfile(2), so a
-// transfer holds no more memory for a 5 GiB file than for a small one.
+// the socket takes them: bytes held by the reply, a file slice sent with sendfile(2), or the
+// pieces of a body source, each pulled once the previous one is out, so a transfer holds no more
+// memory for a 5 GiB file than for a small one. A source that fails ends the connection.
 //
 // It is a reference-counted record, used on the loop thread only. Its creator's reference is the
 // connection's own: it is given back when the connection ends. The socket's watch, its timer and

@@ -368,9 +368,15 @@ void HttpReply::setFileBody(int fd, uint64_t offset, uint64_t length) {
     file_ = FileSlice{fd, offset, length};
 }
 
+void HttpReply::setSourceBody(std::unique_ptr<HttpBodySource> source) {
+    clearBody();
+    source_ = std::move(source);
+}
+
 void HttpReply::clearBody() {
     std::string().swap(body_);
     shared_.reset();
+    source_.reset();
     if (file_.fd >= 0) close(file_.fd);
     file_ = FileSlice{};
 }
@@ -386,6 +392,7 @@ std::string_view HttpReply::body() const {
 }
 
 uint64_t HttpReply::bodyLength() const {
+    if (source_) return source_->length();
     return file_.fd >= 0 ? file_.length : uint64_t(body().size());
 }
 
