@@ -73,17 +73,18 @@ struct HttpContext {
     Job _job;
     bool _working = false; // _job is submitted and its done call has not come yet
 
-    std::string _replyHead;                  // status line and headers
-    std::unique_ptr<HttpReply> _reply;       // holds an in-memory body while it is written
-    std::string_view _replyBody;             // that body (empty for HEAD and file bodies)
-    size_t _offset = 0;                      // bytes of head and in-memory body written so far
-    HttpReply::FileSlice _file;              // what remains of a file body (fd -1: none)
+    std::string _replyHead;            // status line and headers
+    std::unique_ptr<HttpReply> _reply; // holds an in-memory body while it is written
+    std::string_view _replyBody;       // that body (empty for HEAD and file bodies)
+    size_t _offset = 0;                // bytes of head and in-memory body written so far
+    HttpReply::FileSlice _file;        // what remains of a file body (fd -1: none)
+    bool _firstWrite = true;           // nothing of the current reply was written yet
+    bool _closeAfterReply = false;     // end the connection once the reply is out
+    bool _wantWrite = false;           // the socket was full: wait until it takes more
+
     std::unique_ptr<HttpBodySource> _source; // a body made while it is sent
     std::string_view _piece;                 // the source's piece not yet written
     uint64_t _sourceLeft = 0;                // bytes the source still owes after _piece
-    bool _firstWrite = true;                 // nothing of the current reply was written yet
-    bool _closeAfterReply = false;           // end the connection once the reply is out
-    bool _wantWrite = false;                 // the socket was full: wait until it takes more
 
     HttpContext* _waitPrevious = nullptr; // the list of connections waiting for a header
     HttpContext* _waitNext = nullptr;
