@@ -44,6 +44,19 @@ inline double peakMegabytes(pid_t pid) {
     return 0;
 }
 
+// A port nothing listens on now (the system's pick), for a server about to start.
+inline int freePort() {
+    int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
+    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
+    close(fd);
+    return ntohs(address.sin_port);
+}
+
 inline int connectTo(int port) {
     int fd = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address = {};

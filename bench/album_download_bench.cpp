@@ -50,7 +50,8 @@ std::pair<long, double> download(int port, const std::string& target) {
         }
     }
     close(fd);
-    double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    double seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     size_t at = head.find("Content-Length: ");
     if (at == std::string::npos || std::stol(head.substr(at + 16)) != body) return {-1, seconds};
     return {body, seconds};
@@ -88,7 +89,7 @@ int main(int, char** argv) {
 
     bool twoCores = sysconf(_SC_NPROCESSORS_ONLN) >= 2;
     int serverCore = twoCores ? 1 : 0, clientCore = 0;
-    int port = 20000 + int(getpid() % 20000), nginxPort = port + 20000;
+    int port = freePort(), nginxPort = freePort();
     std::string prefs = folder + "/prefs.plist";
     std::ofstream(prefs) << "<plist><dict><key>port</key><integer>" << port
                          << "</integer><key>siteLayout</key><string>Default</string>"
@@ -101,9 +102,9 @@ int main(int, char** argv) {
     cpu_set_t set;
     CPU_ZERO(&set);
     CPU_SET(serverCore, &set);
+    pid_t nginx = startNginx(folder, nginxPort, serverCore, "application/octet-stream");
     pid_t server = startServer(argv[0], prefs, port);
     sched_setaffinity(server, sizeof set, &set);
-    pid_t nginx = startNginx(folder, nginxPort, serverCore, "application/octet-stream");
     pinToCore(clientCore);
 
     const int rounds = 5;
@@ -116,6 +117,8 @@ int main(int, char** argv) {
         auto [file, fileSeconds] = download(nginxPort, "/whole.bin");
         if (zip < 0 || file < 0) {
             fprintf(stderr, "a download failed\n");
+            stopServer(server);
+            stopServer(nginx);
             return 1;
         }
         zipBytes = zip;
