@@ -11,6 +11,7 @@
 #include <fstream>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <sched.h>
 #include <sstream>
 #include <string>
 #include <sys/resource.h>
@@ -41,6 +42,19 @@ inline double peakMegabytes(pid_t pid) {
     while (std::getline(status, line))
         if (line.rfind("VmHWM:", 0) == 0) return std::stod(line.substr(6)) / 1024;
     return 0;
+}
+
+// A port nothing listens on now (the system's pick), for a server about to start.
+inline int freePort() {
+    int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
+    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
+    close(fd);
+    return ntohs(address.sin_port);
 }
 
 inline int connectTo(int port) {
@@ -136,6 +150,50 @@ inline pid_t startServer(const std::string& argv0, const std::string& prefs, int
     }
     fprintf(stderr, "the server at %s did not start\n", exe.c_str());
     exit(1);
+}
+
+// Keeps the calling process (and the threads and children it makes from now on) on one core.
+inline void pinToCore(int core) {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    CPU_SET(core, &set);
+    sched_setaffinity(0, sizeof set, &set);
+}
+
+// Waits until something answers on port; exits the benchmark when nothing does.
+inline void waitForPort(int port, const char* what) {
+    for (int i = 0; i < 200; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(25));
+        int fd = connectTo(port);
+        if (fd >= 0) {
+            close(fd);
+            return;
+        }
+    }
+    fprintf(stderr, "%s did not start\n", what);
+    exit(1);
+}
+
+// Starts nginx with one worker and sendfile on, on core, serving the files of root with
+// defaultType on port; its configuration and logs go to root. Returns its pid once it answers.
+inline pid_t startNginx(const std::string& root, int port, int core, const char* defaultType) {
+    std::ofstream(root + "/nginx.conf")
+        << "worker_processes 1;\ndaemon off;\nmaster_process off;\npid " << root
+        << "/nginx.pid;\nerror_log " << root << "/nginx-error.log;\n"
+        << "events { worker_connections 1024; }\nhttp {\n access_log off;\n sendfile on;\n"
+           " keepalive_requests 1000000;\n default_type "
+        << defaultType << ";\n server { listen 127.0.0.1:" << port << "; root " << root
+        << "; }\n}\n";
+    fflush(stdout);
+    pid_t child = fork();
+    if (child == 0) {
+        pinToCore(core);
+        std::string conf = root + "/nginx.conf";
+        execlp("nginx", "nginx", "-c", conf.c_str(), nullptr);
+        _exit(127);
+    }
+    waitForPort(port, "nginx (apt-get install nginx-light)");
+    return child;
 }
 
 inline void stopServer(pid_t server) {

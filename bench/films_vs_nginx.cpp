@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <fcntl.h>
-#include <sched.h>
 #include <sys/stat.h>
 #include <vector>
 
@@ -35,13 +34,6 @@ std::unique_ptr<HttpReply> serveFile(const HttpRequest& request) {
     return reply;
 }
 
-void pinToCore(int core) {
-    cpu_set_t set;
-    CPU_ZERO(&set);
-    CPU_SET(core, &set);
-    sched_setaffinity(0, sizeof set, &set);
-}
-
 pid_t startEngine(int port, int core) {
     fflush(stdout);
     pid_t child = fork();
@@ -55,40 +47,6 @@ pid_t startEngine(int port, int core) {
         uv_run(EventLoop(), UV_RUN_DEFAULT);
         _exit(0);
     }
-    return child;
-}
-
-// Waits until something answers on port; exits the benchmark when nothing does.
-void waitForPort(int port, const char* what) {
-    for (int i = 0; i < 200; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(25));
-        int fd = connectTo(port);
-        if (fd >= 0) {
-            close(fd);
-            return;
-        }
-    }
-    fprintf(stderr, "%s did not start\n", what);
-    exit(1);
-}
-
-pid_t startNginx(int port, int core) {
-    std::ofstream(folder + "/nginx.conf")
-        << "worker_processes 1;\ndaemon off;\nmaster_process off;\npid " << folder
-        << "/nginx.pid;\nerror_log " << folder << "/nginx-error.log;\n"
-        << "events { worker_connections 1024; }\nhttp {\n access_log off;\n sendfile on;\n"
-           " keepalive_requests 1000000;\n default_type video/quicktime;\n server { listen "
-           "127.0.0.1:"
-        << port << "; root " << folder << "; }\n}\n";
-    fflush(stdout);
-    pid_t child = fork();
-    if (child == 0) {
-        pinToCore(core);
-        std::string conf = folder + "/nginx.conf";
-        execlp("nginx", "nginx", "-c", conf.c_str(), nullptr);
-        _exit(127);
-    }
-    waitForPort(port, "nginx (apt-get install nginx-light)");
     return child;
 }
 
@@ -133,7 +91,7 @@ int main() {
     int enginePort = 20000 + int(getpid() % 20000), nginxPort = enginePort + 20000;
     pid_t engine = startEngine(enginePort, serverCore);
     waitForPort(enginePort, "the engine");
-    pid_t nginx = startNginx(nginxPort, serverCore);
+    pid_t nginx = startNginx(folder, nginxPort, serverCore, "video/quicktime");
 
     const int seconds = 8, rounds = 3;
     std::vector<double> ours, theirs;

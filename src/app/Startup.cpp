@@ -9,6 +9,7 @@
 #include "settings/PreferenceStore.h"
 #include "settings/Preferences.h"
 #include "version.h"
+#include "web/AlbumDownload.h"
 #include "web/Bundle.h"
 #include "web/Globals.h"
 #include "web/JsonApi.h"
@@ -55,6 +56,8 @@ static void _StopCallBack(uv_signal_t*, int) {
 // and goes on as heavy work when it is not (HttpReplyAgainAsHeavy).
 HttpWorkKind ClassifyRequest(const HttpRequest& request) {
     std::string_view url = request.url();
+    // An album download opens and checks every file of the album before its first byte.
+    if (url.starts_with("/download/")) return HttpWorkKind::Heavy;
     if (!url.starts_with("/image/") && !url.starts_with("/thumbnail/")) return HttpWorkKind::Light;
     bool revalidation =
         request.headerValue("If-None-Match") || request.headerValue("If-Modified-Since");
@@ -101,6 +104,7 @@ int TessellanMain() {
     rmap[CFString_t("/thumbnail/")] = ThumbnailResponder;
     rmap[CFString_t("/image/")] = ImageResponder;
     rmap[CFString_t("/json/")] = JavascriptApiResponder;
+    rmap[CFString_t("/download/")] = AlbumDownloadResponder;
     HttpContextSetRequestHandler(HandleRequest, ClassifyRequest);
     HttpContextSetReuseRules({ReplyReuseKey, ReplyReuseGeneration, kReplyFreshMilliseconds});
 

@@ -17,9 +17,10 @@ int TessellanMain();
 void AcceptConnection(Server* server, int nativeSocket, const CFStreamError* error, void* info);
 
 // Where a request is worked on: pictures (decoded, shrunk and encoded, or read from big files)
-// are heavy work, everything else (pages, layout files, the JSON API) light. A picture asked for
-// with If-None-Match or If-Modified-Since starts as light work (usually a 304) and is sent on to
-// heavy work when it needs decoding after all.
+// and album downloads (every file opened and checked first) are heavy work, everything else
+// (pages, layout files, the JSON API) light. A picture asked for with If-None-Match or
+// If-Modified-Since starts as light work (usually a 304) and is sent on to heavy work when it
+// needs decoding after all.
 HttpWorkKind ClassifyRequest(const HttpRequest& request);
 
 // Raises the soft limit on open descriptors to the hard limit (one line on failure).

@@ -103,6 +103,10 @@ struct HttpContext {
     bool _closeAfterReply = false;     // end the connection once the reply is out
     bool _wantWrite = false;           // the socket was full: wait until it takes more
 
+    std::unique_ptr<HttpBodySource> _source; // a body made while it is sent
+    std::string_view _piece;                 // the source's piece not yet written
+    uint64_t _sourceLeft = 0;                // bytes the source still owes after _piece
+
     HttpContext* _waitPrevious = nullptr; // the list of connections waiting for a header
     HttpContext* _waitNext = nullptr;
     bool _inWaitList = false;
@@ -269,6 +273,9 @@ static void _dropReply(HttpContext* context) {
     context->_replyBody = {};
     if (context->_file.fd >= 0) close(context->_file.fd);
     context->_file = HttpReply::FileSlice{};
+    context->_piece = {};
+    context->_source.reset();
+    context->_sourceLeft = 0;
 }
 
 void HttpContextClose(HttpContext* context) {
@@ -463,6 +470,9 @@ static void _startReply(HttpContext* context, std::unique_ptr<HttpReply> reply, 
     context->_wantWrite = false;
     if (reply->fileBody()) {
         context->_file = reply->takeFileBody();
+    } else if (reply->sourceBody()) {
+        context->_sourceLeft = reply->bodyLength();
+        context->_source = reply->takeSourceBody();
     } else {
         context->_replyBody = reply->body();
         context->_reply = std::move(reply);
@@ -504,9 +514,27 @@ static void _writeFailed(HttpContext* context) {
     _end(context);
 }
 
+// Pulls the source's next piece. False when the connection has ended instead.
+static bool _pullPiece(HttpContext* context) {
+    std::string_view piece;
+    if (!context->_source->next(piece)) {
+        _end(context);
+        return false;
+    }
+    if (piece.empty() || piece.size() > context->_sourceLeft) {
+        puts("a streamed body broke the length promised for it; closing the connection");
+        _end(context);
+        return false;
+    }
+    context->_piece = piece;
+    context->_sourceLeft -= piece.size();
+    return true;
+}
+
 // Writes what the socket takes now: the head and an in-memory body with writev, a file body
-// with sendfile, at most kFileTurn bytes of file per call. When the socket is full (or the turn
-// is used up) it waits for room; when all is out the connection moves on.
+// with sendfile, a source body piece by piece as it makes them, at most kFileTurn bytes of file
+// or source per call. When the socket is full (or the turn is used up) it waits for room; when
+// all is out the connection moves on.
 static void _writeReply(HttpContext* context) {
     uint64_t fileSent = 0;
     size_t headLength = context->_replyHead.size();
@@ -523,7 +551,7 @@ static void _writeReply(HttpContext* context) {
             if (bodyOffset < context->_replyBody.size())
                 pieces[count++] = {const_cast<char*>(context->_replyBody.data()) + bodyOffset,
                                    context->_replyBody.size() - bodyOffset};
-            if (count == 1 && context->_file.length > 0) {
+            if (count == 1 && (context->_file.length > 0 || context->_sourceLeft > 0)) {
                 // The head alone, a file to follow: let the kernel wait for the file's first bytes.
                 written = send(context->_socket, pieces[0].iov_base, pieces[0].iov_len,
                                MSG_MORE | MSG_NOSIGNAL);
@@ -543,6 +571,17 @@ static void _writeReply(HttpContext* context) {
             if (written > 0) {
                 context->_file.offset += uint64_t(written);
                 context->_file.length -= uint64_t(written);
+                fileSent += uint64_t(written);
+            }
+        } else if (!context->_piece.empty() || context->_sourceLeft > 0) {
+            if (context->_piece.empty()) {
+                if (fileSent >= kFileTurn) break; // others' turn; the socket is still writable
+                if (!_pullPiece(context)) return;
+            }
+            written = send(context->_socket, context->_piece.data(), context->_piece.size(),
+                           MSG_NOSIGNAL);
+            if (written > 0) {
+                context->_piece.remove_prefix(size_t(written));
                 fileSent += uint64_t(written);
             }
         } else {

@@ -8,11 +8,12 @@
 // strictly in order: each complete header is handed to the request handler on a worker thread
 // (HttpWork.h), and the next request is not looked at before the reply is out. A request that
 // asks exactly what a recent one asked may be answered at once on the loop thread from the
-// reply kept for it (HttpContextSetReuseRules). Bodies are sent as
-// the socket takes them: bytes held by the reply, or a file slice sent with sendfile(2), so a
-// transfer holds no more memory for a 5 GiB file than for a small one. A reply that asks for a
-// hold (HttpReply::holdMilliseconds) waits that long on the connection's timer before it is
-// written, holding no thread; the idle time does not run meanwhile.
+// reply kept for it (HttpContextSetReuseRules). Bodies are sent as the socket takes them: bytes
+// held by the reply, a file slice sent with sendfile(2), or the pieces of a body source, each
+// pulled once the previous one is out, so a transfer holds no more memory for a 5 GiB file than
+// for a small one. A source that fails ends the connection. A reply that asks for a hold
+// (HttpReply::holdMilliseconds) waits that long on the connection's timer before it is written,
+// holding no thread; the idle time does not run meanwhile.
 //
 // It is a reference-counted record, used on the loop thread only. Its creator's reference is the
 // connection's own: it is given back when the connection ends. The socket's watch, its timer and

@@ -373,9 +373,15 @@ void HttpReply::setFileBody(int fd, uint64_t offset, uint64_t length) {
     file_ = FileSlice{fd, offset, length};
 }
 
+void HttpReply::setSourceBody(std::unique_ptr<HttpBodySource> source) {
+    clearBody();
+    source_ = std::move(source);
+}
+
 void HttpReply::clearBody() {
     std::string().swap(body_);
     shared_.reset();
+    source_.reset();
     if (file_.fd >= 0) close(file_.fd);
     file_ = FileSlice{};
 }
@@ -390,13 +396,14 @@ std::string_view HttpReply::body() const {
     return shared_ ? std::string_view(*shared_) : std::string_view(body_);
 }
 
+uint64_t HttpReply::bodyLength() const {
+    if (source_) return source_->length();
+    return file_.fd >= 0 ? file_.length : uint64_t(body().size());
+}
+
 std::string HttpReply::takeBody() {
     std::string taken = shared_ ? std::string(*shared_) : std::move(body_);
     clearBody();
     return taken;
-}
-
-uint64_t HttpReply::bodyLength() const {
-    return file_.fd >= 0 ? file_.length : uint64_t(body().size());
 }
 

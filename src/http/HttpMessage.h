@@ -106,11 +106,28 @@ class HttpRequest {
 // The standard reason phrase of an HTTP status code ("Not Found"), or "Unknown".
 const char* HttpReasonPhrase(int status);
 
+// A body made while it is sent: the connection pulls its bytes piece by piece, only when the
+// socket has taken the previous piece, so memory stays bounded however long the body is. Made
+// on a worker thread, then used on the loop thread only; destroyed on either.
+class HttpBodySource {
+  public:
+    virtual ~HttpBodySource() = default;
+    // The body's exact length, known before its first byte (it is the "Content-Length").
+    virtual uint64_t length() const = 0;
+    // Points bytes at the next piece of the body: at least one byte, and no more than what is
+    // left of length(). The piece stays valid and unchanged until the next call or destruction.
+    // False when the body cannot go on (a file changed or vanished); the source has then logged
+    // one line, and the connection closes, so the client sees a truncated transfer rather than
+    // wrong bytes. REQUIRES: not called again after the length is reached or after false.
+    virtual bool next(std::string_view& bytes) = 0;
+};
+
 // A reply: HTTP/1.1, a status with its standard reason phrase, headers in the order they were
 // first set, and a body. The body is one of: bytes held by the reply (setBody), bytes shared
-// with a cache (setSharedBody, never copied), or a slice of an open file (setFileBody, streamed
-// by the connection in pieces so that memory does not grow with the file). Replies may be built
-// on a worker thread and handed to the loop thread; a reply is used by one thread at a time.
+// with a cache (setSharedBody, never copied), a slice of an open file (setFileBody, streamed
+// by the connection in pieces so that memory does not grow with the file), or a source that
+// makes the bytes as they go (setSourceBody). Replies may be built on a worker thread and handed
+// to the loop thread; a reply is used by one thread at a time.
 class HttpReply {
   public:
     // A slice of an open file: length bytes from offset.
@@ -156,6 +173,9 @@ class HttpReply {
     // Sends length bytes of the open file fd from offset; the reply owns fd from now on and
     // closes it. Drops any other body.
     void setFileBody(int fd, uint64_t offset, uint64_t length);
+    // Sends what source makes (see HttpBodySource); the reply owns it. Drops any other body.
+    // REQUIRES: source is not null.
+    void setSourceBody(std::unique_ptr<HttpBodySource> source);
     // Drops the body, whatever its kind (a 304 or a HEAD reply).
     void clearBody();
 
@@ -167,12 +187,16 @@ class HttpReply {
     const FileSlice* fileBody() const { return file_.fd >= 0 ? &file_ : nullptr; }
     // Hands the file slice out: the caller owns its descriptor; the reply has no body after.
     FileSlice takeFileBody();
-    // The bytes of an in-memory body (owned or shared); empty for a file body.
+    // The source when the body is made while sent, else null.
+    const HttpBodySource* sourceBody() const { return source_.get(); }
+    // Hands the source out; the reply has no body after.
+    std::unique_ptr<HttpBodySource> takeSourceBody() { return std::move(source_); }
+    // The bytes of an in-memory body (owned or shared); empty for a file or source body.
     std::string_view body() const;
     // The body's length in bytes, whatever its kind.
     uint64_t bodyLength() const;
     // Hands an owned in-memory body out without copying it (a shared body is copied); the
-    // reply's body is empty afterwards. REQUIRES: the body is not a file.
+    // reply's body is empty afterwards. REQUIRES: the body is not a file or a source.
     std::string takeBody();
     // The status line, the headers and the blank line that ends them: what a HEAD request gets.
     std::string serializeHeader() const;
@@ -187,4 +211,5 @@ class HttpReply {
     std::string body_;
     std::shared_ptr<const std::string> shared_;
     FileSlice file_;
+    std::unique_ptr<HttpBodySource> source_;
 };

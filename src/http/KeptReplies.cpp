@@ -20,7 +20,7 @@ std::unique_ptr<HttpReply> KeptReplies::find(const std::string& key, uint64_t no
 void KeptReplies::keep(const std::string& key, HttpReply& reply, uint64_t began,
                        uint64_t generation, uint64_t freshMilliseconds) {
     if ((reply.status() != 200 && reply.status() != 304) || reply.fileBody() ||
-        reply.bodyLength() > kKeptBodyBytes)
+        reply.sourceBody() || reply.bodyLength() > kKeptBodyBytes)
         return;
     uint64_t owned = 0;
     std::shared_ptr<const std::string> body;

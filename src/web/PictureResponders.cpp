@@ -37,15 +37,6 @@ bool sentToHeavy(std::unique_ptr<HttpReply>& reply) {
     return true;
 }
 
-// Whether the library lets originals leave; an entry without the setting does not.
-bool fullSizeAllowed(int library) {
-    try {
-        return libFullSizeDownload(unsigned(library));
-    } catch (const std::exception&) {
-        return false;
-    }
-}
-
 // The tag variant of a made picture: box, limit and quality. Made pictures are turned upright
 // ("u"), so a browser holding one made before they were gets a fresh one.
 std::string madeVariant(uint32_t maxWidth, uint32_t maxHeight, uint32_t limit, unsigned quality) {
@@ -182,6 +173,14 @@ void ExactFitPicture(std::unique_ptr<HttpReply>& reply, std::ostream& out, Media
 }
 
 } // namespace
+
+bool fullSizeAllowed(int library) {
+    try {
+        return libFullSizeDownload(unsigned(library));
+    } catch (const std::exception&) {
+        return false;
+    }
+}
 
 void ThumbnailResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path,
                         const VarMap& vars, std::ostream& out) {

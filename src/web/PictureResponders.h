@@ -54,6 +54,9 @@ void ThumbnailResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& pat
                         const VarMap& vars, std::ostream& out);
 void ImageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, const VarMap& vars,
                     std::ostream& out);
+// Whether the library lets originals leave: its "FullSizeDownload" is true (an entry without
+// the setting, or no such library, does not).
+bool fullSizeAllowed(int library);
 // A 200 reply of contentType whose body is the whole file (its descriptor is handed to the
 // reply); counts an image.
 std::unique_ptr<HttpReply> deliverImage(MediaFile& file, const char* contentType);

@@ -1,0 +1,156 @@
+// AlbumDownload_test.cpp - /download/ against the running server: the archive of an album with
+// clashing names and missing files, read back by our reader and by Python's zipfile, and every
+// refusal answered exactly like an album that does not exist.
+#include "JsonFixtures.h"
+#include "ZipReader.h"
+#include "support/ServerProcess.h"
+#include "support/TempFolder.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <map>
+#include <zlib.h>
+
+using namespace jsonfixture;
+using testsupport::get;
+using testsupport::headerOf;
+using testsupport::statusLine;
+
+namespace {
+
+std::string photo(int id, const std::string& path) {
+    return key(std::to_string(id)) + "<dict>" + string("Caption", "c") + string("Comment", "") +
+           string("ImagePath", path) + string("ThumbPath", path) + string("MediaType", "Image") +
+           real("DateAsTimerInterval", 0) + real("ModDateAsTimerInterval", 0) +
+           integer("MetaModDateAsTimerInterval", 0) + "</dict>";
+}
+
+std::string album(int id, const std::string& name, std::vector<int> photos) {
+    std::string keys;
+    for (int p : photos)
+        keys += "<string>" + std::to_string(p) + "</string>";
+    return "<dict>" + integer("AlbumId", id) + string("AlbumName", name) + key("KeyList") +
+           "<array>" + keys + "</array></dict>";
+}
+
+std::string entry(int id, const std::string& path, bool fullSize) {
+    return "<dict>" + integer("id", id) + string("name", "L") + string("path", path) +
+           key("albums") + "<array><integer>1</integer></array>" +
+           boolean("FullSizeDownload", fullSize) + "</dict>";
+}
+
+class AlbumDownloadTest : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        files = new testsupport::TempFolder;
+        std::string lib = files->path("Library");
+        originals["IMG_1.JPG"] = files->write("Library/a/IMG_1.JPG", jpeg(64, 48));
+        originals["IMG_1 (2).JPG"] = files->write("Library/b/IMG_1.JPG", jpeg(48, 64));
+        originals["img_1 (3).jpg"] = files->write("Library/c/img_1.jpg", jpeg(32, 32));
+        originals["Été.jpg"] = files->write("Library/Été.jpg", jpeg(16, 16));
+        files->write("Library/notes.txt", "not a picture");
+        files->write("Library/AlbumData.xml",
+                     plist(key("List of Albums") + "<array>" +
+                           album(1, "Été 2007", {1, 2, 3, 4, 5, 6}) + album(2, "Private", {1}) +
+                           "</array>" + key("Master Image List") + "<dict>" +
+                           photo(1, lib + "/a/IMG_1.JPG") + photo(2, lib + "/b/IMG_1.JPG") +
+                           photo(3, lib + "/gone/IMG_9.JPG") + photo(4, lib + "/c/img_1.jpg") +
+                           photo(5, lib + "/notes.txt") + photo(6, lib + "/Été.jpg") + "</dict>"));
+        port = testsupport::freePort();
+        std::string prefs = files->write(
+            "prefs.plist",
+            plist(integer("port", port) + string("siteLayout", "Default") + key("libraries") +
+                  "<array>" + entry(0, lib, true) + entry(1, lib, false) + "</array>"));
+        server = new testsupport::ServerProcess;
+        ASSERT_TRUE(server->start(
+            {"--prefs", prefs, "--resources", TESSELLAN_SOURCE_DIR "/resources"}, {}, port));
+    }
+    static void TearDownTestSuite() {
+        delete server;
+        delete files;
+    }
+
+    static testsupport::TempFolder* files;
+    static testsupport::ServerProcess* server;
+    static int port;
+    static std::map<std::string, std::string> originals; // name in the archive -> file
+};
+testsupport::TempFolder* AlbumDownloadTest::files;
+testsupport::ServerProcess* AlbumDownloadTest::server;
+int AlbumDownloadTest::port;
+std::map<std::string, std::string> AlbumDownloadTest::originals;
+
+TEST_F(AlbumDownloadTest, ArchiveHoldsTheAlbumUnderUniqueNamesAndListsWhatIsMissing) {
+    std::string reply = get(port, "/download/?l=0&a=1");
+    ASSERT_EQ(statusLine(reply), "HTTP/1.1 200 OK") << reply.substr(0, 400);
+    EXPECT_EQ(headerOf(reply, "Content-Type"), "application/zip");
+    EXPECT_EQ(headerOf(reply, "Content-Disposition"),
+              "attachment; filename=\"_t_ 2007.zip\"; filename*=UTF-8''%C3%89t%C3%A9%202007.zip");
+    EXPECT_EQ(headerOf(reply, "Accept-Ranges"), "") << "a zip is answered whole";
+    std::string body = testsupport::bodyOf(reply);
+    std::string head = testsupport::request(
+        port, "HEAD /download/?l=0&a=1 HTTP/1.1\r\nHost: localhost\r\n\r\n", true);
+    EXPECT_EQ(headerOf(head, "Content-Length"), std::to_string(body.size()));
+    EXPECT_EQ(testsupport::bodyOf(head), "");
+
+    std::string zip = files->write("album.zip", body);
+    int fd = open(zip.c_str(), O_RDONLY);
+    ziptest::Archive archive = ziptest::readArchive(fd, body.size());
+    ASSERT_EQ(archive.error, "");
+    EXPECT_FALSE(archive.zip64) << "a small album needs no ZIP64";
+    std::vector<std::string> names;
+    for (const ziptest::Entry& entry : archive.entries) {
+        names.push_back(entry.name);
+        EXPECT_EQ(entry.flags, 0x0808) << entry.name << ": descriptor and UTF-8 flags";
+        EXPECT_EQ(entry.method, 0) << entry.name << ": stored";
+        std::string data = ziptest::memberData(fd, entry);
+        EXPECT_EQ(entry.crc, crc32(0, reinterpret_cast<const Bytef*>(data.data()), data.size()))
+            << entry.name;
+        if (originals.count(entry.name))
+            EXPECT_EQ(data, testsupport::readFile(originals[entry.name])) << entry.name;
+        else
+            EXPECT_EQ(data, "These files of the album could not be read and are not in the "
+                            "archive:\nIMG_9.JPG\nnotes.txt\n");
+    }
+    close(fd);
+    EXPECT_EQ(names, (std::vector<std::string>{"IMG_1.JPG", "IMG_1 (2).JPG", "img_1 (3).jpg",
+                                               "Été.jpg", "missing files.txt"}));
+
+    // An independent reader, where there is one.
+    if (system("python3 -c 'import zipfile' 2>/dev/null") != 0) return;
+    std::string check = "python3 -c \"import sys, zipfile\n"
+                        "z = zipfile.ZipFile(sys.argv[1])\n"
+                        "assert z.testzip() is None\n"
+                        "for i in z.infolist(): print(i.filename, i.file_size, i.flag_bits)\n\" " +
+                        zip;
+    FILE* python = popen(check.c_str(), "r");
+    std::string listing;
+    char line[256];
+    while (fgets(line, sizeof line, python))
+        listing += line;
+    EXPECT_EQ(pclose(python), 0) << listing;
+    std::string expected;
+    for (const ziptest::Entry& entry : archive.entries)
+        expected += entry.name + " " + std::to_string(entry.size) + " 2056\n";
+    EXPECT_EQ(listing, expected);
+}
+
+TEST_F(AlbumDownloadTest, RefusalsLookLikeAnAlbumThatDoesNotExist) {
+    std::string missing = get(port, "/download/?l=0&a=99");
+    EXPECT_EQ(statusLine(missing), "HTTP/1.1 404 Not Found");
+    struct Case {
+        const char* name;
+        const char* target;
+    } cases[] = {
+        {"an unpublished album is reachable", "/download/?l=0&a=2"},
+        {"a library without full-size downloads lets originals out", "/download/?l=1&a=1"},
+        {"an unknown library is answered", "/download/?l=7&a=1"},
+        {"a missing album number is taken for one", "/download/?l=0"},
+        {"a missing library number is taken for one", "/download/?a=1"},
+        {"an album that is not a number is taken for one", "/download/?l=0&a=x"},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(get(port, c.target), missing) << c.name;
+}
+
+} // namespace
