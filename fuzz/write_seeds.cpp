@@ -31,11 +31,28 @@ void seeds(const char* target, const std::vector<std::string>& all) {
         seed(target, int(i), all[i]);
 }
 
+// The file's bytes with the temporary folder's name replaced by a steady one, so that the
+// seeds are the same on every run.
 std::string fileText(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     std::ostringstream out;
     out << file.rdbuf();
-    return out.str();
+    std::string text = out.str();
+    const std::string& folder = fuzzfiles::processFolder();
+    for (size_t at = text.find(folder); at != std::string::npos; at = text.find(folder, at))
+        text.replace(at, folder.size(), "/home/ana/Pictures");
+    return text;
+}
+
+// jpeg with the size in its frame header replaced: a header claiming more than it holds.
+std::string claiming(std::string jpeg, int width, int height) {
+    for (size_t at = 2; at + 9 < jpeg.size(); ++at)
+        if (uint8_t(jpeg[at]) == 0xFF && (uint8_t(jpeg[at + 1]) & 0xFE) == 0xC0) {
+            jpeg[at + 5] = char(height >> 8), jpeg[at + 6] = char(height);
+            jpeg[at + 7] = char(width >> 8), jpeg[at + 8] = char(width);
+            break;
+        }
+    return jpeg;
 }
 
 std::string get(const std::string& target, const std::string& headers = "",
@@ -137,10 +154,12 @@ int main(int argc, char** argv) {
                     B("\x1a\x45\xdf\xa3\x01\0\0\0\0\0\0\x1f\x42\x86\x81\x01"),
                     B("\0\0\x01\xba\x44\0\x04\0\x04\x01")});
 
-    seeds("jpeg", {jpeg, fuzzfiles::jpegBytes(40, 30, 0, true, true),
-                   fuzzfiles::jpegBytes(100, 20, 3), fuzzfiles::jpegBytes(20, 100, 5),
-                   encodeJPEG(24, 24, cmyk), fuzzfiles::jpegBytes(9, 7, 0, false, true),
-                   jpeg.substr(0, jpeg.size() / 2), encodeJPEG(33, 17, noJfif)});
+    seeds("jpeg",
+          {jpeg, fuzzfiles::jpegBytes(40, 30, 0, true, true), fuzzfiles::jpegBytes(100, 20, 3),
+           fuzzfiles::jpegBytes(20, 100, 5), encodeJPEG(24, 24, cmyk),
+           fuzzfiles::jpegBytes(9, 7, 0, false, true), jpeg.substr(0, jpeg.size() / 2),
+           encodeJPEG(33, 17, noJfif), claiming(jpeg, 65500, 65500), claiming(jpeg, 900, 600),
+           claiming(fuzzfiles::jpegBytes(9, 7, 0, false, true), 700, 500)});
     printf("seeds written to %s\n", argv[1]);
     return 0;
 }
