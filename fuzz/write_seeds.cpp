@@ -44,6 +44,13 @@ std::string fileText(const std::string& path) {
     return text;
 }
 
+std::string repeated(const std::string& text, int times) {
+    std::string out;
+    for (int i = 0; i < times; ++i)
+        out += text;
+    return out;
+}
+
 // jpeg with the size in its frame header replaced: a header claiming more than it holds.
 std::string claiming(std::string jpeg, int width, int height) {
     for (size_t at = 2; at + 9 < jpeg.size(); ++at)
@@ -81,18 +88,18 @@ int main(int argc, char** argv) {
     fuzzfiles::setUpLibrary();
     const std::string& library = fuzzfiles::processFolder();
 
-    seeds(
-        "plist",
-        {fileText(library + "/prefs.plist"), fileText(library + "/Family/AlbumData.xml"),
-         "<?xml version=\"1.0\"?><plist version=\"1.0\"><array><date>2006-05-01T12:30:00Z</date>"
-         "<data>AAEC/w==</data><real>-1.5e3</real><integer>-9223372036854775808</integer>"
-         "<true/><false/><string/><dict/><array/></array></plist>",
-         "<dict><key>a</key><dict><key>a</key><string>x &lt;&#233;&#x1F600;</string></dict>"
-         "<key>b</key><array><array><integer>0x10</integer></array></array></dict>",
-         "<!DOCTYPE plist [<!ENTITY e \"x\">]><plist><string>&e;</string></plist>",
-         "<plist><string><![CDATA[a]]>\xC3\xA9<!-- c --></string></plist>",
-         "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><string>\xE9</string>",
-         "<plist><real>nan</real><real>inf</real><integer>99999999999999999999</integer></plist>"});
+    seeds("plist",
+          {fileText(library + "/prefs.plist"), fileText(library + "/Family/AlbumData.xml"),
+           "<?xml version=\"1.0\"?><plist version=\"1.0\"><array><date>2006-05-01T12:30:00Z</date>"
+           "<data>AAEC/w==</data><real>-1.5e3</real><integer>-9223372036854775808</integer>"
+           "<true/><false/><string/><dict/><array/></array></plist>",
+           "<dict><key>a</key><dict><key>a</key><string>x &lt;&#233;&#x1F600;</string></dict>"
+           "<key>b</key><array><array><integer>0x10</integer></array></array></dict>",
+           "<!DOCTYPE plist [<!ENTITY e \"x\">]><plist><string>&e;</string></plist>",
+           "<plist><string><![CDATA[a]]>\xC3\xA9<!-- c --></string></plist>",
+           "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><string>\xE9</string>",
+           "<plist><real>nan</real><real>inf</real><integer>99999999999999999999</integer></plist>",
+           "<plist>" + repeated("<array>", 513) + repeated("</array>", 513) + "</plist>"});
 
     std::string family = "l=1&a=1", trips = "l=2&a=5";
     seeds("request",
