@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cinttypes>
-#include <cstdio>
 #include <cstring>
 #include <exception>
 #include <string>
@@ -21,7 +20,6 @@ enum : unsigned {
     kTagExifIFD = 34665,
     kTagISOSpeedRatings = 34855,
     kTagDateTimeOriginal = 36867,
-    kTagSubjectDistance = 37382,
     kTagFocalLength = 37386,
     kTagPixelXDimension = 40962,
     kTagPixelYDimension = 40963,
@@ -231,9 +229,6 @@ void ExifData::handleRational(unsigned tag, float numerator, float denominator) 
             focalLength =
                 CFString_t(CFStringCreateWithFormat("%" PRId64, int64_t(numerator / denominator)),
                            CFString_t::Create);
-        break;
-    case kTagSubjectDistance:
-        printf("SUBJECT DISTANCE\n");
         break;
     default:
         break;

@@ -1,0 +1,90 @@
+// request_fuzzer.cpp - libFuzzer entry point: the request step end to end. The bytes a client
+// sends go through HttpRequest, each complete request through HandleRequest over a small
+// published library (FuzzFiles.h), and each reply is serialized as the connection writes it.
+//
+// Nothing a client sends may crash the server, hang it or leave a reply a browser cannot read:
+// every reply has a known status, a length that matches its body, and a header that ends once.
+#include "FuzzFiles.h"
+#include "http/HttpMessage.h"
+#include "web/JsonApi.h"
+#include "web/LayoutPages.h"
+#include "web/PictureResponders.h"
+#include "web/RequestHandler.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+// A connection answers at most this many requests of one input.
+constexpr int kMaxRequests = 4;
+
+void setUp() {
+    static const bool done = [] {
+        fuzzfiles::setUpLibrary();
+        rmap[CFString_t("/")] = PrimaryPageResponder;
+        rmap[CFString_t("/thumbnail/")] = ThumbnailResponder;
+        rmap[CFString_t("/image/")] = ImageResponder;
+        rmap[CFString_t("/json/")] = JavascriptApiResponder;
+        return true;
+    }();
+    (void)done;
+}
+
+// Finishes the reply as the connection does and checks what would be written.
+void writeOut(const HttpRequest& request, HttpReply& reply) {
+    if (reply.status() < 100 || reply.status() > 599) __builtin_trap();
+    if (!reply.header("Content-Length") && reply.status() != 304)
+        reply.setHeader("Content-Length", std::to_string(reply.bodyLength()));
+    if (const std::string* length = reply.header("Content-Length"))
+        if (reply.status() != 304 && *length != std::to_string(reply.bodyLength()))
+            __builtin_trap();
+    if (request.isHead()) reply.clearBody();
+    std::string head = reply.serializeHeader();
+    if (head.find("\r\n\r\n") != head.size() - 4) __builtin_trap(); // a header split early
+    if (const HttpReply::FileSlice* file = reply.fileBody()) {
+        std::string bytes(std::min<uint64_t>(file->length, 1 << 16), '\0');
+        if (pread(file->fd, bytes.data(), bytes.size(), off_t(file->offset)) !=
+            ssize_t(bytes.size()))
+            __builtin_trap(); // a slice past the file's end
+    } else {
+        (void)reply.serialize();
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    setUp();
+    HttpRequest request;
+    const char* bytes = reinterpret_cast<const char*>(data);
+    size_t left = size;
+    for (int answered = 0; answered < kMaxRequests && left > 0;) {
+        size_t taken = request.append(bytes, left);
+        if (taken > left) __builtin_trap();
+        bytes += taken;
+        left -= taken;
+        if (request.failed() || request.headerTooLarge() || !request.isHeaderComplete()) break;
+        std::unique_ptr<HttpReply> reply = HandleRequest(request);
+        if (!reply) __builtin_trap();
+        // Only the library's own credentials open it: "Basic " and their one encoding, after
+        // which at most an unfinished group (which decodes to nothing) may follow.
+        int status = reply->status();
+        if (status == 200 || status == 206 || status == 304) {
+            std::optional<std::string> given = request.header("Authorization");
+            if (!given ||
+                given->compare(0, sizeof fuzzfiles::kAuthorization - 1,
+                               fuzzfiles::kAuthorization) != 0 ||
+                given->size() > sizeof fuzzfiles::kAuthorization - 1 + 3)
+                __builtin_trap();
+        }
+        writeOut(request, *reply);
+        request.next();
+        ++answered;
+    }
+    return 0;
+}
