@@ -15,19 +15,18 @@ class DemoJsonTest : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
         const DemoLibrary& demo = demoLibrary();
-        port = testsupport::freePort();
         std::string prefs = readFile(demo.preferences);
         const std::string defaultPort = "<key>port</key>\n\t<integer>8080</integer>";
         size_t at = prefs.find(defaultPort);
         ASSERT_NE(at, std::string::npos) << prefs;
-        prefs.replace(at, defaultPort.size(),
-                      "<key>port</key>\n\t<integer>" + std::to_string(port) + "</integer>");
+        prefs.replace(at, defaultPort.size(), "<key>port</key>\n\t<integer>0</integer>");
         folder = new TempFolder;
         folder->write("prefs.plist", prefs);
         server = new testsupport::ServerProcess;
         ASSERT_TRUE(server->start({"--prefs", folder->path("prefs.plist"), "--resources",
                                    TESSELLAN_SOURCE_DIR "/resources"},
-                                  {{"LC_ALL", "en_US.UTF-8"}, {"TZ", "UTC"}}, port));
+                                  {{"LC_ALL", "en_US.UTF-8"}, {"TZ", "UTC"}}));
+        port = server->port();
     }
     static void TearDownTestSuite() {
         delete server;

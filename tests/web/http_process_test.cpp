@@ -24,14 +24,14 @@ class HttpProcessTest : public ::testing::Test {
         files.write("resources/layouts/Default/index.html", "<html>home</html>");
         files.write("resources/layouts/Default/app.js", script);
         files.write("resources/layouts/Default/film.bin", film);
-        port = freePort();
-        files.write("prefs.plist", "<plist><dict><key>port</key><integer>" + std::to_string(port) +
-                                       "</integer><key>siteLayout</key><string>Default</string>"
-                                       "</dict></plist>");
+        files.write("prefs.plist", "<plist><dict><key>port</key><integer>0</integer>"
+                                   "<key>siteLayout</key><string>Default</string>"
+                                   "</dict></plist>");
         ASSERT_TRUE(server.start(
             {"--prefs", files.path("prefs.plist"), "--resources", files.path("resources")},
-            {{"XDG_DATA_HOME", files.path("data")}}, port))
+            {{"XDG_DATA_HOME", files.path("data")}}))
             << server.output();
+        port = server.port();
     }
     std::string ask(Connection& connection, const std::string& target, const std::string& headers,
                     const char* method = "GET") {

@@ -11,15 +11,15 @@ namespace {
 
 TEST(JsonProcess, ServesTheApiUnderItsOwnDirectoryOnly) {
     TempFolder files;
-    int port = freePort();
-    files.write("prefs.plist", "<plist><dict><key>port</key><integer>" + std::to_string(port) +
-                                   "</integer><key>title</key><string>Home \xC3\xA9</string>"
-                                   "<key>siteLayout</key><string>Default</string></dict></plist>");
+    files.write("prefs.plist", "<plist><dict><key>port</key><integer>0</integer>"
+                               "<key>title</key><string>Home \xC3\xA9</string>"
+                               "<key>siteLayout</key><string>Default</string></dict></plist>");
     ServerProcess server;
     ASSERT_TRUE(server.start({"--prefs", files.path() + "/prefs.plist", "--resources",
                               TESSELLAN_SOURCE_DIR "/resources"},
-                             {{"XDG_DATA_HOME", files.path() + "/data"}}, port))
+                             {{"XDG_DATA_HOME", files.path() + "/data"}}))
         << server.output();
+    int port = server.port();
 
     std::string site = get(port, "/json/getsite");
     EXPECT_EQ(statusLine(site), "HTTP/1.1 200 OK");
