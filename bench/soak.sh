@@ -37,6 +37,7 @@ cleanup() {
 }
 trap cleanup EXIT
 
+mkdir -m 700 "$work/run"
 "$release/make_demo_library" "$work/library" "$work/prefs.plist" --title "Soak" --port 0 >/dev/null
 # A small quarantine, so that the memory figures follow the server's own use rather than the
 # sanitizer's store of freed blocks; leaks are reported at the end.

@@ -111,9 +111,15 @@ std::string fetch(int port, const std::string& request) {
     return end ? buffer.substr(0, end) : "";
 }
 
+// A request of the mix (accepting gzip, as browsers do).
 std::string get(const std::string& target, const std::string& headers = "") {
     return "GET " + target + " HTTP/1.1\r\nHost: soak\r\nAccept-Encoding: gzip\r\n" + headers +
            "\r\n";
+}
+
+// A request whose reply is read here: plain text.
+std::string plain(const std::string& target) {
+    return "GET " + target + " HTTP/1.1\r\nHost: soak\r\n\r\n";
 }
 
 std::string headerOf(const std::string& reply, const std::string& name) {
@@ -149,16 +155,16 @@ std::vector<Kind> discover(int port) {
         {"revalidations", 20, {}, {200, 304}}};
     for (const char* page : {"/", "/index.html"})
         mix[0].requests.push_back(get(page));
-    std::string albums = fetch(port, get("/json/getalbums?l=0"));
+    std::string albums = fetch(port, plain("/json/getalbums?l=0"));
     mix[1].requests = {get("/json/getsite"), get("/json/getlibs"), get("/json/getalbums?l=0")};
     for (long album : numbersAfter(albums, "id")) {
         std::string a = std::to_string(album);
         mix[1].requests.push_back(get("/json/getpics?l=0&a=" + a + "&i=0&c=20"));
-        std::string pics = fetch(port, get("/json/getpics?l=0&a=" + a + "&i=0&c=1000"));
+        std::string pics = fetch(port, plain("/json/getpics?l=0&a=" + a + "&i=0&c=1000"));
         std::vector<long> ids = numbersAfter(pics, "id");
         for (size_t i = 0; i < ids.size(); ++i) {
             std::string index = std::to_string(i);
-            std::string info = fetch(port, get("/json/getpicinfo?l=0&a=" + a + "&i=" + index));
+            std::string info = fetch(port, plain("/json/getpicinfo?l=0&a=" + a + "&i=" + index));
             if (i < 3)
                 mix[1].requests.push_back(get("/json/getpicinfo?l=0&a=" + a + "&i=" + index));
             std::string thumb = "/thumbnail/?l=0&a=" + a + "&p=" + std::to_string(ids[i]);
