@@ -22,7 +22,7 @@ const char* kUsage =
     "other settings the file already holds.\n"
     "\n"
     "  --title T   the server's title (default \"Tessellan demo\")\n"
-    "  --port N    the server's port, 1-65535 (default 8080)\n"
+    "  --port N    the server's port, 0-65535 (default 8080; 0: the system picks)\n"
     "  --help      show this text\n"
     "\n"
     "LIBRARY_DIR must be missing, empty, or a folder this program wrote before.\n";
@@ -56,7 +56,7 @@ Options parse(int argc, char** argv) {
             } else {
                 char* end = nullptr;
                 long port = strtol(value.c_str(), &end, 10);
-                if (value.empty() || *end != '\0' || port < 1 || port > 65535)
+                if (value.empty() || *end != '\0' || port < 0 || port > 65535)
                     usageError("bad port '" + value + "'");
                 options.port = int(port);
             }

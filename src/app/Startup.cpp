@@ -117,6 +117,9 @@ int TessellanMain() {
     // AcceptConnection gives up a reference of its own if the advertisement fails.
     ServerRetain(server);
     if (ServerConnect(server, title, CFSTR("_http._tcp."), uint32_t(port))) {
+        // The port as bound: with port 0 the system picked it, and this line is how a test
+        // or a script starting the server learns which.
+        printf("serving on port %u\n", unsigned(ServerGetPort(server)));
         RuntimeRecordPublish(int(ServerGetPort(server)), toString(title));
         uv_run(EventLoop(), UV_RUN_DEFAULT);
         RuntimeRecordWithdraw();

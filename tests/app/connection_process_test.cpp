@@ -15,16 +15,16 @@ class ConnectionTest : public ::testing::Test {
   protected:
     void SetUp() override {
         files.write("resources/layouts/Default/index.html", "<html>home</html>");
-        port = freePort();
-        files.write("prefs.plist", "<plist><dict><key>port</key><integer>" + std::to_string(port) +
-                                       "</integer><key>siteLayout</key><string>Default</string>"
-                                       "</dict></plist>");
+        files.write("prefs.plist", "<plist><dict><key>port</key><integer>0</integer>"
+                                   "<key>siteLayout</key><string>Default</string>"
+                                   "</dict></plist>");
     }
     bool startServer(const std::string& headerSeconds = "30") {
-        return server.start(
+        bool started = server.start(
             {"--prefs", files.path("prefs.plist"), "--resources", files.path("resources")},
-            {{"XDG_DATA_HOME", files.path("data")}, {"TESSELLAN_HEADER_TIMEOUT", headerSeconds}},
-            port);
+            {{"XDG_DATA_HOME", files.path("data")}, {"TESSELLAN_HEADER_TIMEOUT", headerSeconds}});
+        port = server.port();
+        return started;
     }
     TempFolder files;
     int port = 0;

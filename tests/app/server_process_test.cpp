@@ -21,20 +21,20 @@ class ServerTest : public ::testing::Test {
         files.write("resources/layouts/Other/index.html", "<html>other</html>");
         files.write("data/Tessellan/layouts/Default/extra.html", "user file");
         files.write("data/Tessellan/layouts/Default/index.html", "user index");
-        port = freePort();
     }
     std::string prefsPath() const { return files.path() + "/prefs.plist"; }
     void writePrefs(const std::string& dictBody) const {
-        files.write("prefs.plist", "<plist><dict><key>port</key><integer>" + std::to_string(port) +
-                                       "</integer><key>siteLayout</key><string>Default</string>" +
+        files.write("prefs.plist", "<plist><dict><key>port</key><integer>0</integer>"
+                                   "<key>siteLayout</key><string>Default</string>" +
                                        dictBody + "</dict></plist>");
     }
     bool startServer(const std::string& dictBody = "", const std::string& idleSeconds = "60") {
         writePrefs(dictBody);
-        return server.start(
+        bool started = server.start(
             {"--prefs", prefsPath(), "--resources", files.path() + "/resources"},
-            {{"XDG_DATA_HOME", files.path() + "/data"}, {"TESSELLAN_IDLE_TIMEOUT", idleSeconds}},
-            port);
+            {{"XDG_DATA_HOME", files.path() + "/data"}, {"TESSELLAN_IDLE_TIMEOUT", idleSeconds}});
+        port = server.port();
+        return started;
     }
     TempFolder files;
     int port = 0;
@@ -125,24 +125,24 @@ TEST_F(ServerTest, PortAbove65535StopsAfterStartup) {
                 "<plist><dict><key>port</key><integer>65536</integer><key>siteLayout</key>"
                 "<string>Default</string></dict></plist>");
     ASSERT_TRUE(server.start({"--prefs", prefsPath(), "--resources", files.path() + "/resources"},
-                             {}, 0, false));
+                             {}, false));
     EXPECT_EQ(server.waitForExit(10000), 0);
     EXPECT_NE(server.output().find("Server Startup...\n"), std::string::npos);
 }
 
 TEST_F(ServerTest, CommandLine) {
-    ASSERT_TRUE(server.start({"--version"}, {}, 0, false));
+    ASSERT_TRUE(server.start({"--version"}, {}, false));
     EXPECT_EQ(server.waitForExit(5000), 0);
     EXPECT_EQ(server.output(), "tessellan " TESSELLAN_TEST_VERSION "\n");
-    ASSERT_TRUE(server.start({"--help"}, {}, 0, false));
+    ASSERT_TRUE(server.start({"--help"}, {}, false));
     EXPECT_EQ(server.waitForExit(5000), 0);
     EXPECT_NE(server.output().find("--prefs FILE"), std::string::npos);
-    ASSERT_TRUE(server.start({"--frobnicate"}, {}, 0, false));
+    ASSERT_TRUE(server.start({"--frobnicate"}, {}, false));
     EXPECT_EQ(server.waitForExit(5000), 2);
     EXPECT_EQ(server.output(), "tessellan: unknown argument '--frobnicate' (try --help)\n");
-    ASSERT_TRUE(server.start({"--prefs"}, {}, 0, false));
+    ASSERT_TRUE(server.start({"--prefs"}, {}, false));
     EXPECT_EQ(server.waitForExit(5000), 2);
-    ASSERT_TRUE(server.start({"--resources", "/nonexistent/folder"}, {}, 0, false));
+    ASSERT_TRUE(server.start({"--resources", "/nonexistent/folder"}, {}, false));
     EXPECT_EQ(server.waitForExit(5000), 2);
     EXPECT_EQ(server.output(), "tessellan: --resources: '/nonexistent/folder' is not a folder\n");
 }
@@ -181,9 +181,9 @@ TEST_F(ServerTest, ALayoutChangeIsServedWithoutRestartAndUnusableNamesServeTheDe
     ASSERT_TRUE(startServer());
     for (const char* name : {"Other", "", ".", "..", "a/b", "../Other", "Themes/Dark"}) {
         SCOPED_TRACE(name);
-        files.write("prefs.plist", "<plist><dict><key>port</key><integer>" + std::to_string(port) +
-                                       "</integer><key>siteLayout</key><string>" + name +
-                                       "</string></dict></plist>");
+        files.write("prefs.plist", std::string("<plist><dict><key>port</key><integer>0</integer>"
+                                               "<key>siteLayout</key><string>") +
+                                       name + "</string></dict></plist>");
         server.signal(SIGHUP);
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
         if (std::string(name) == "Other") {

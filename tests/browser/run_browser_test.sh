@@ -21,24 +21,28 @@ trap 'stop_servers; wait 2>/dev/null; rm -rf "$work"' EXIT
 if [ -z "${NODE_EXTRA_CA_CERTS:-}" ] && [ -f /etc/ssl/certs/ca-certificates.crt ]; then
     export NODE_EXTRA_CA_CERTS=/etc/ssl/certs/ca-certificates.crt
 fi
+# Without the registry (an offline machine, a proxy refusing) there is nothing to drive the
+# browser with: that skips the test, it does not fail it.
 if [ ! -d "$here/node_modules/playwright-core" ]; then
-    (cd "$here" && npm install --no-audit --no-fund --loglevel=error) || { echo "npm install failed"; exit 1; }
+    (cd "$here" && timeout 300 npm install --no-audit --no-fund --loglevel=error \
+        --fetch-retries=1 --fetch-timeout=30000) >"$work/npm.log" 2>&1 ||
+        skip "playwright-core could not be installed from npm (registry unreachable?): $(grep -m1 -v '^\s*$' "$work/npm.log")"
 fi
 
-open_port=$(free_port)
-auth_port=$(free_port)
-"$make_demo" "$work/library" "$work/open.plist" --port "$open_port" >/dev/null || exit 1
+# Both servers on ports the system picks.
+"$make_demo" "$work/library" "$work/open.plist" --port 0 >/dev/null || exit 1
 # The same library behind a password: the preferences with the three authentication keys added.
-sed -e "s|<integer>$open_port</integer>|<integer>$auth_port</integer>|" \
-    -e 's|^</dict>$|\t<key>auth</key>\n\t<true/>\n\t<key>user</key>\n\t<string>family</string>\n\t<key>pass</key>\n\t<string>s3cret \&amp; more</string>\n</dict>|' \
+sed -e 's|^</dict>$|\t<key>auth</key>\n\t<true/>\n\t<key>user</key>\n\t<string>family</string>\n\t<key>pass</key>\n\t<string>s3cret \&amp; more</string>\n</dict>|' \
     "$work/open.plist" >"$work/auth.plist"
 
 start() {
-    start_server "$1" "$2" --prefs "$work/$1.plist" ||
+    start_server "$1" --prefs "$work/$1.plist" ||
         { echo "the $1 server did not start"; cat "$work/$1.log"; exit 1; }
 }
-start open "$open_port"
-start auth "$auth_port"
+start open
+open_port=$server_port
+start auth
+auth_port=$server_port
 
 cd "$here"
 TESSELLAN_URL="http://127.0.0.1:$open_port/" TESSELLAN_LIBRARY="$work/library" \

@@ -27,13 +27,13 @@ cleanup() {
 }
 trap cleanup EXIT
 
-# start_titled NAME TITLE PORT - a server with that title on that port
+# start_titled NAME TITLE - a server with that title on a port the system picks (server_port)
 start_titled() {
     cat >"$work/$1.plist" <<PLIST
-<plist><dict><key>port</key><integer>$3</integer><key>title</key><string>$2</string>
+<plist><dict><key>port</key><integer>0</integer><key>title</key><string>$2</string>
 <key>siteLayout</key><string>Default</string></dict></plist>
 PLIST
-    start_server "$1" "$3" --prefs "$work/$1.plist" --resources "$resources" ||
+    start_server "$1" --prefs "$work/$1.plist" --resources "$resources" ||
         fail "server $1 did not start"
 }
 
@@ -66,10 +66,10 @@ own_daemon=1
 avahi-daemon --check 2>/dev/null && own_daemon=0
 
 title="Tessellan advertisement $$"
-port1=$(free_port)
 if [ $own_daemon -eq 1 ]; then
     # No daemon yet: the server must say so once and serve anyway.
-    start_titled first "$title" "$port1"
+    start_titled first "$title"
+    port1=$server_port
     serves "$port1" || fail "the server does not serve without an mDNS responder"
     grep -q "no mDNS responder reachable" "$work/first.log" || fail "no line about the missing responder"
     cat >"$work/avahi.conf" <<CONF
@@ -86,13 +86,14 @@ CONF
     for _ in $(seq 40); do [ -s /run/avahi-daemon/pid ] && break; sleep 0.1; done
     daemon_pid=$(cat /run/avahi-daemon/pid)
 else
-    start_titled first "$title" "$port1"
+    start_titled first "$title"
+    port1=$server_port
 fi
 
 advertised "${title// /\\032}" "$port1" || fail "'$title' on port $port1 was not advertised"
 
-port2=$(free_port)
-start_titled second "$title" "$port2"
+start_titled second "$title"
+port2=$server_port
 serves "$port2" || fail "the second server does not serve"
 advertised "${title// /\\032}\\032\\0352" "$port2" || fail "the second server did not take the name '$title #2'"
 grep -q "advertising as '$title #2'" "$work/second.log" || fail "the second server did not say which name it took"

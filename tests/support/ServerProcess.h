@@ -1,5 +1,5 @@
-// ServerProcess.h - runs the tessellan executable on a free port for a test, and talks to it
-// over plain sockets.
+// ServerProcess.h - runs the tessellan executable for a test on a port the system picks, and
+// talks to it over plain sockets.
 #pragma once
 
 #include <arpa/inet.h>
@@ -23,18 +23,6 @@
 #include <vector>
 
 namespace testsupport {
-
-inline int freePort() {
-    int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    socklen_t length = sizeof address;
-    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-    close(fd);
-    return ntohs(address.sin_port);
-}
 
 // A client connection with a read timeout.
 class Connection {
@@ -128,13 +116,15 @@ class ServerProcess {
     ServerProcess(const ServerProcess&) = delete;
     ~ServerProcess() { stop(); }
 
-    // Starts the server with the given arguments and environment additions; waits until it
-    // accepts connections on port (unless waitForPort is false). False if it did not come up.
+    // Starts the server with the given arguments and environment additions. Its preferences
+    // should name port 0: the system then picks a free port, with no window in which another
+    // process could take it. With waitForPort, waits (up to 10 s) for the server's "serving on
+    // port N" line, after which port() is N; false when the server ended or never said so.
     bool start(const std::vector<std::string>& arguments,
-               const std::map<std::string, std::string>& environment, int port,
-               bool waitForPort = true) {
+               const std::map<std::string, std::string>& environment, bool waitForPort = true) {
         output_ = std::string("/tmp/tessellan-out-") + std::to_string(getpid()) + "-" +
                   std::to_string(++serial());
+        port_ = 0;
         pid_ = fork();
         if (pid_ == 0) {
             int fd = open(output_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
@@ -152,14 +142,21 @@ class ServerProcess {
             _exit(127);
         }
         if (!waitForPort) return true;
-        for (int i = 0; i < 200; ++i) {
-            Connection probe(port);
-            if (probe.connected()) return true;
+        static const std::string said = "serving on port ";
+        for (int i = 0; i < 400; ++i) {
+            std::string text = output();
+            size_t at = text.find(said);
+            if (at != std::string::npos && text.find('\n', at) != std::string::npos) {
+                port_ = std::atoi(text.c_str() + at + said.size());
+                return port_ > 0;
+            }
             if (exited()) return false;
             std::this_thread::sleep_for(std::chrono::milliseconds(25));
         }
         return false;
     }
+    // The port the server said it serves on (0 before that).
+    int port() const { return port_; }
     bool exited() {
         if (pid_ <= 0) return true;
         int status;
@@ -205,6 +202,7 @@ class ServerProcess {
         return n;
     }
     pid_t pid_ = -1;
+    int port_ = 0;
     int status_ = 0;
     std::string output_;
 };

@@ -1,33 +1,31 @@
-# serverlib.sh - free ports and tessellan servers started in the background, for test scripts.
-# Source it with bash. start_server needs exe (the tessellan executable) and work (a folder for
-# the logs) set; the caller's EXIT trap should run stop_servers.
+# serverlib.sh - tessellan servers started in the background on ports the system picks, for
+# test scripts. Source it with bash. start_server needs exe (the tessellan executable) and work
+# (a folder for the logs) set; the caller's EXIT trap should run stop_servers.
 # shellcheck shell=bash
 
 pids=()
+server_port=""
 
 # port_open PORT - something accepts connections on 127.0.0.1:PORT
 port_open() {
     (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null
 }
 
-# free_port - prints a port nothing on 127.0.0.1 listens on
-free_port() {
-    local port
-    while :; do
-        port=$((20000 + RANDOM % 40000))
-        port_open "$port" || { echo "$port"; return; }
-    done
-}
-
-# start_server NAME PORT [ARGUMENT...] - runs "$exe" ARGUMENTS in the background with its output
-# in $work/NAME.log, and waits up to 10 s for it to accept on PORT; fails when it does not
+# start_server NAME [ARGUMENT...] - runs "$exe" ARGUMENTS in the background with its output in
+# $work/NAME.log, and waits up to 10 s for its "serving on port N" line; then server_port is N.
+# Fails when the server ends or never says so. Its preferences should name port 0, so that the
+# system picks a free port and no other process can take it between choosing and binding.
 start_server() {
-    local name=$1 port=$2
-    shift 2
-    "${exe:?}" "$@" >"${work:?}/$name.log" 2>&1 &
+    local name=$1 log
+    shift
+    log="${work:?}/$name.log"
+    "${exe:?}" "$@" >"$log" 2>&1 &
     pids+=($!)
+    server_port=""
     for _ in $(seq 200); do
-        port_open "$port" && return 0
+        server_port=$(sed -n 's/^serving on port \([0-9][0-9]*\)$/\1/p' "$log" | head -1)
+        [ -n "$server_port" ] && return 0
+        kill -0 "${pids[-1]}" 2>/dev/null || return 1
         sleep 0.05
     done
     return 1

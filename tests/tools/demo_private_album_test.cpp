@@ -9,19 +9,18 @@ namespace {
 
 TEST(DemoPrivateAlbum, AnswersLikeAnAlbumThatDoesNotExist) {
     const DemoLibrary& demo = demoLibrary();
-    int port = testsupport::freePort();
     std::string prefs = readFile(demo.preferences);
     const std::string defaultPort = "<key>port</key>\n\t<integer>8080</integer>";
     size_t at = prefs.find(defaultPort);
     ASSERT_NE(at, std::string::npos) << prefs;
-    prefs.replace(at, defaultPort.size(),
-                  "<key>port</key>\n\t<integer>" + std::to_string(port) + "</integer>");
+    prefs.replace(at, defaultPort.size(), "<key>port</key>\n\t<integer>0</integer>");
     TempFolder folder;
     folder.write("prefs.plist", prefs);
     testsupport::ServerProcess server;
     ASSERT_TRUE(server.start(
         {"--prefs", folder.path("prefs.plist"), "--resources", TESSELLAN_SOURCE_DIR "/resources"},
-        {}, port));
+        {}));
+    int port = server.port();
     // Photo 34 is only in the private album; photo 1 is in a published one too.
     const char* routes[] = {
         "/json/getpics?l=0&a=ALBUM",           "/json/getpics?l=0&a=ALBUM&i=0&c=2",

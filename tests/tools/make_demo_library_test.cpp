@@ -52,7 +52,7 @@ TEST(MakeDemoLibrary, CommandLineMistakesAreUsageErrors) {
         {a},
         {a, b, temp.path() + "/third"},
         {a, b, "--port"},
-        {a, b, "--port", "0"},
+        {a, b, "--port", "-1"},
         {a, b, "--port", "65536"},
         {a, b, "--port", "80x"},
         {a, b, "--title", ""},

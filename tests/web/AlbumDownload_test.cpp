@@ -56,14 +56,14 @@ class AlbumDownloadTest : public ::testing::Test {
                            photo(1, lib + "/a/IMG_1.JPG") + photo(2, lib + "/b/IMG_1.JPG") +
                            photo(3, lib + "/gone/IMG_9.JPG") + photo(4, lib + "/c/img_1.jpg") +
                            photo(5, lib + "/notes.txt") + photo(6, lib + "/Été.jpg") + "</dict>"));
-        port = testsupport::freePort();
-        std::string prefs = files->write(
-            "prefs.plist",
-            plist(integer("port", port) + string("siteLayout", "Default") + key("libraries") +
-                  "<array>" + entry(0, lib, true) + entry(1, lib, false) + "</array>"));
+        std::string prefs =
+            files->write("prefs.plist", plist(integer("port", 0) + string("siteLayout", "Default") +
+                                              key("libraries") + "<array>" + entry(0, lib, true) +
+                                              entry(1, lib, false) + "</array>"));
         server = new testsupport::ServerProcess;
-        ASSERT_TRUE(server->start(
-            {"--prefs", prefs, "--resources", TESSELLAN_SOURCE_DIR "/resources"}, {}, port));
+        ASSERT_TRUE(
+            server->start({"--prefs", prefs, "--resources", TESSELLAN_SOURCE_DIR "/resources"}));
+        port = server->port();
     }
     static void TearDownTestSuite() {
         delete server;

@@ -47,9 +47,8 @@ class NotServedTest : public ::testing::Test {
         }
         files->write("Library/AlbumData.xml", albumFile(album(1, "A", keys), photos));
         count = std::size(paths);
-        port = testsupport::freePort();
         files->write("prefs.plist",
-                     plist(integer("port", port) + string("siteLayout", "Default") +
+                     plist(integer("port", 0) + string("siteLayout", "Default") +
                            boolean("auth", false) + string("user", "ana") +
                            string("pass", kPassword) + key("libraries") + "<array><dict>" +
                            integer("id", 0) + string("name", "L") + string("path", lib) +
@@ -57,7 +56,8 @@ class NotServedTest : public ::testing::Test {
                            boolean("FullSizeDownload", true) + "</dict></array>"));
         server = new testsupport::ServerProcess;
         ASSERT_TRUE(server->start(
-            {"--prefs", prefs, "--resources", TESSELLAN_SOURCE_DIR "/resources"}, {}, port));
+            {"--prefs", prefs, "--resources", TESSELLAN_SOURCE_DIR "/resources"}, {}));
+        port = server->port();
     }
     static void TearDownTestSuite() {
         delete server;

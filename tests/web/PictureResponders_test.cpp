@@ -88,18 +88,17 @@ class PictureTest : public ::testing::Test {
         // The same album file, published by a library that keeps its originals.
         files->write("Limited/AlbumData.xml", jsonfixture::albumFile(albums, master));
 
-        port = testsupport::freePort();
-        files->write("prefs.plist",
-                     "<plist><dict><key>port</key><integer>" + std::to_string(port) +
-                         "</integer><key>siteLayout</key><string>Default</string><key>libraries"
-                         "</key><array>" +
-                         libraryEntry(0, lib, true) +
-                         libraryEntry(1, files->path() + "/Limited", false) +
-                         "</array></dict></plist>");
+        files->write("prefs.plist", "<plist><dict><key>port</key><integer>0</integer>"
+                                    "<key>siteLayout</key><string>Default</string><key>libraries"
+                                    "</key><array>" +
+                                        libraryEntry(0, lib, true) +
+                                        libraryEntry(1, files->path() + "/Limited", false) +
+                                        "</array></dict></plist>");
         server = new testsupport::ServerProcess;
         ASSERT_TRUE(server->start({"--prefs", files->path() + "/prefs.plist", "--resources",
                                    TESSELLAN_SOURCE_DIR "/resources"},
-                                  {{"XDG_CACHE_HOME", files->path() + "/cache"}}, port));
+                                  {{"XDG_CACHE_HOME", files->path() + "/cache"}}));
+        port = server->port();
     }
     static void TearDownTestSuite() {
         delete server;

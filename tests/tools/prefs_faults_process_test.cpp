@@ -1,0 +1,273 @@
+// prefs_faults_process_test.cpp - the preferences file when its writer dies mid-write or the
+// disk fills: it is always the old file or the new one, whole, and no copy stays readable.
+#include "cf/cftempl.h"
+#include "settings/PreferenceStore.h"
+#include "support/TempFolder.h"
+
+#include <algorithm>
+#include <chrono>
+#include <fcntl.h>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <random>
+#include <sys/inotify.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+// A preferences file of some 30 KB (a library with many album settings).
+std::string bigPrefs(const std::string& title, bool withLayout) {
+    std::string config;
+    for (int i = 1; i <= 400; ++i)
+        config += "\t\t\t<key>" + std::to_string(i) + "</key>\n\t\t\t<dict><key>theme</key>" +
+                  "<string>theme number " + std::to_string(i) + "</string></dict>\n";
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n"
+           "\t<key>port</key>\n\t<integer>0</integer>\n\t<key>title</key>\n\t<string>" +
+           title + "</string>\n" +
+           (withLayout ? "\t<key>siteLayout</key>\n\t<string>Default</string>\n" : "") +
+           "\t<key>libraries</key>\n\t<array>\n\t\t<dict>\n\t\t<key>id</key><integer>1"
+           "</integer><key>name</key><string>L</string><key>path</key><string>/nowhere</string>"
+           "<key>albums</key><array/><key>FullSizeDownload</key><false/>"
+           "<key>albumConfig</key>\n\t\t<dict>\n" +
+           config + "\t\t</dict>\n\t\t</dict>\n\t</array>\n</dict>\n</plist>\n";
+}
+
+// Starts program (in the build folder) with arguments, output thrown away.
+pid_t spawn(const std::string& program, const std::vector<std::string>& arguments,
+            const std::string& runtime) {
+    pid_t child = fork();
+    if (child == 0) {
+        int null = open("/dev/null", O_WRONLY);
+        dup2(null, 1);
+        dup2(null, 2);
+        setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1);
+        setenv("ASAN_OPTIONS", "detect_leaks=0", 1); // a quicker exit; leaks are checked elsewhere
+        std::string binary = TESSELLAN_BINARY_DIR "/" + program;
+        std::vector<char*> argv{binary.data()};
+        for (const std::string& argument : arguments)
+            argv.push_back(const_cast<char*>(argument.c_str()));
+        argv.push_back(nullptr);
+        execv(argv[0], argv.data());
+        _exit(127);
+    }
+    return child;
+}
+
+int finish(pid_t child) {
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// Events in one folder (inotify): waits for a file to be created in it or renamed into it.
+class Watch {
+  public:
+    explicit Watch(const std::string& folder) {
+        fd_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+        inotify_add_watch(fd_, folder.c_str(), IN_CREATE | IN_MOVED_TO);
+    }
+    ~Watch() { close(fd_); }
+    // True once an event of that kind arrives (within 10 s).
+    bool next(uint32_t kind) {
+        for (;;) {
+            while (at_ < length_) {
+                auto* event = reinterpret_cast<inotify_event*>(buffer_ + at_);
+                at_ += sizeof(inotify_event) + event->len;
+                if (event->mask & kind) return true;
+            }
+            pollfd p = {fd_, POLLIN, 0};
+            if (poll(&p, 1, 10000) <= 0) return false;
+            ssize_t n = read(fd_, buffer_, sizeof buffer_);
+            at_ = 0;
+            length_ = n > 0 ? size_t(n) : 0;
+        }
+    }
+    // Forgets the events so far.
+    void drain() {
+        while (read(fd_, buffer_, sizeof buffer_) > 0) {
+        }
+        at_ = length_ = 0;
+    }
+
+  private:
+    int fd_;
+    alignas(inotify_event) char buffer_[4096];
+    size_t at_ = 0, length_ = 0;
+};
+
+// Every file in folder but the preferences file.
+std::vector<std::string> others(const std::string& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder))
+        if (entry.path().filename() != "prefs.plist")
+            names.push_back(entry.path().filename().string());
+    return names;
+}
+
+std::string titleOf(int round) {
+    char title[16];
+    snprintf(title, sizeof title, "Title%03d", round % 1000);
+    return title;
+}
+
+class PrefsFaults : public ::testing::Test {
+  protected:
+    std::string prefs() const { return files.path("prefs/prefs.plist"); }
+    std::string runtime() const { return files.path("run"); }
+    // A forked child setting round's title through the preferences store, as tessellanctl does.
+    pid_t storeTitle(int round) const {
+        pid_t child = fork();
+        if (child == 0) {
+            CFPreferencesSetPath(prefs());
+            CFPreferencesSetAppValue(CFSTR("title"), makeString(titleOf(round).c_str()), appID);
+            _exit(CFPreferencesAppSynchronize(appID) ? 0 : 1);
+        }
+        return child;
+    }
+    testsupport::TempFolder files;
+};
+
+TEST_F(PrefsFaults, AWriterKilledAnywhereLeavesTheOldFileOrTheNewOneWhole) {
+    // Starting a program under the sanitizers takes a tenth of a second, so the real programs
+    // are killed a few dozen times each, and the preferences store they share, in a forked copy
+    // of this process, a few hundred.
+    struct Case {
+        const char* name;
+        const char* program; // null: the store itself, in a forked child
+        int rounds;
+        bool server; // runs until stopped; rewrites a file that lacks the layout name
+    } cases[] = {
+        {"tessellanctl setting the title", "tessellanctl", 30, false},
+        {"the server storing the missing layout name", "tessellan", 15, true},
+        {"the preferences store setting the title", nullptr, 150, false},
+    };
+    auto arguments = [&](const Case& c, int round) {
+        return c.server
+                   ? std::vector<std::string>{"--prefs", prefs(), "--resources",
+                                              TESSELLAN_SOURCE_DIR "/resources"}
+                   : std::vector<std::string>{"--prefs", prefs(), "set", "title", titleOf(round)};
+    };
+    std::mt19937 random(20240611);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        files.sub("prefs");
+        files.sub("run");
+        chmod(runtime().c_str(), 0700);
+        const std::string before = bigPrefs(titleOf(999), !c.server);
+        files.write("prefs/prefs.plist", before);
+        // One undisturbed run: the file it writes (round i's is a copy with its own title), how
+        // long the run takes and how long its write, from the temporary file's creation to the
+        // rename, stays open.
+        Watch watch(files.path("prefs"));
+        auto began = Clock::now();
+        pid_t whole = c.program ? spawn(c.program, arguments(c, 0), runtime()) : storeTitle(0);
+        ASSERT_TRUE(watch.next(IN_CREATE));
+        auto created = Clock::now();
+        ASSERT_TRUE(watch.next(IN_MOVED_TO));
+        auto window = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - created);
+        if (c.server) kill(whole, SIGTERM);
+        finish(whole);
+        auto span = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - began);
+        const std::string written = testsupport::readFile(prefs());
+        ASSERT_NE(written, before) << "an undisturbed run writes the file";
+        auto after = [&](int round) {
+            std::string text = written;
+            if (!c.server) text.replace(text.find(titleOf(0)), 8, titleOf(round));
+            return text;
+        };
+
+        // Most kills land inside the write (after the temporary file appears); every fourth
+        // anywhere in the run.
+        std::string committed = written;
+        int torn = 0;
+        for (int i = 1; i <= c.rounds; ++i) {
+            if (c.server) files.write("prefs/prefs.plist", committed = before);
+            watch.drain();
+            bool inWrite = i % 4 != 0;
+            pid_t writer = c.program ? spawn(c.program, arguments(c, i), runtime()) : storeTitle(i);
+            if (inWrite) {
+                ASSERT_TRUE(watch.next(IN_CREATE)) << "round " << i << " wrote no temporary file";
+            }
+            long range = inWrite ? window.count() * 3 / 2 : span.count();
+            std::this_thread::sleep_for(
+                std::chrono::microseconds(std::uniform_int_distribution<long>(0, range)(random)));
+            kill(writer, SIGKILL);
+            finish(writer);
+            std::string now = testsupport::readFile(prefs());
+            if (now != committed && now != after(i)) ++torn;
+            EXPECT_TRUE(now == committed || now == after(i))
+                << "round " << i << ": a torn file of " << now.size() << " bytes";
+            committed = now;
+            // A copy a killed writer left is never more open than the file itself.
+            struct stat file, copy;
+            ASSERT_EQ(stat(prefs().c_str(), &file), 0);
+            for (const std::string& name : others(files.path("prefs"))) {
+                ASSERT_EQ(stat(files.path("prefs/" + name).c_str(), &copy), 0);
+                EXPECT_EQ(copy.st_mode & ~file.st_mode & 0777, 0u) << name;
+            }
+            if (torn > 3) break;
+        }
+        // The next start clears what the killed writers left.
+        finish(spawn("tessellanctl", {"--prefs", prefs(), "status"}, runtime()));
+        EXPECT_EQ(others(files.path("prefs")), std::vector<std::string>{});
+        fs::remove_all(files.path("prefs"));
+        fs::remove_all(runtime());
+    }
+}
+
+TEST_F(PrefsFaults, AFullDiskLeavesTheOldFileAndSaysSoInOneLine) {
+    // A real full disk: a small file system, filled up.
+    std::string disk = files.sub("prefs");
+    if (mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=512k,mode=0700") != 0)
+        GTEST_SKIP() << "cannot mount a small file system here: " << strerror(errno);
+    struct Unmount {
+        std::string path;
+        ~Unmount() { umount2(path.c_str(), MNT_DETACH); }
+    } unmount{disk};
+    std::string old = bigPrefs("Title001", true);
+    files.write("prefs/prefs.plist", old);
+    {
+        int fill = open(files.path("prefs/filler").c_str(), O_WRONLY | O_CREAT, 0600);
+        std::string block(4096, 'x');
+        while (write(fill, block.data(), block.size()) > 0) {
+        }
+        close(fill);
+    }
+    files.sub("run");
+    chmod(runtime().c_str(), 0700);
+    int out[2];
+    ASSERT_EQ(pipe(out), 0);
+    pid_t child = fork();
+    if (child == 0) {
+        dup2(out[1], 1);
+        dup2(out[1], 2);
+        close(out[0]);
+        close(out[1]);
+        setenv("XDG_RUNTIME_DIR", runtime().c_str(), 1);
+        execl(TESSELLAN_BINARY_DIR "/tessellanctl", "tessellanctl", "--prefs", prefs().c_str(),
+              "set", "title", "Title002", nullptr);
+        _exit(127);
+    }
+    close(out[1]);
+    std::string said;
+    char buffer[4096];
+    for (ssize_t n; (n = read(out[0], buffer, sizeof buffer)) > 0;)
+        said.append(buffer, size_t(n));
+    close(out[0]);
+    EXPECT_EQ(finish(child), 1) << said;
+    EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
+    EXPECT_NE(said.find("No space left on device"), std::string::npos) << said;
+    EXPECT_NE(said.find("left as it was"), std::string::npos) << said;
+    EXPECT_EQ(testsupport::readFile(prefs()), old);
+    EXPECT_EQ(others(disk), std::vector<std::string>{"filler"});
+}
+
+} // namespace
