@@ -61,8 +61,8 @@ class AlbumDownloadTest : public ::testing::Test {
                                               key("libraries") + "<array>" + entry(0, lib, true) +
                                               entry(1, lib, false) + "</array>"));
         server = new testsupport::ServerProcess;
-        ASSERT_TRUE(
-            server->start({"--prefs", prefs, "--resources", TESSELLAN_SOURCE_DIR "/resources"}));
+        ASSERT_TRUE(server->start(
+            {"--prefs", prefs, "--resources", TESSELLAN_SOURCE_DIR "/resources"}, {}));
         port = server->port();
     }
     static void TearDownTestSuite() {
