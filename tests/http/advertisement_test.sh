@@ -47,10 +47,12 @@ serves() {
     [[ "$line" == "HTTP/1.1 200 OK"* ]]
 }
 
-# advertised NAME PORT - avahi-browse lists the service with that name and port (waits)
+# advertised NAME PORT - avahi-browse lists the service with that name and port (waits up to
+# 30 s; a browse that stalls on a busy daemon is cut off and tried again)
 advertised() {
-    for _ in $(seq 40); do
-        avahi-browse -rpt _http._tcp 2>/dev/null | grep -F "=;" | grep -F ";$1;" | grep -qF ";$2;\"path=/\"" && return 0
+    local until=$((SECONDS + 30))
+    while [ $SECONDS -lt $until ]; do
+        timeout 5 avahi-browse -rpt _http._tcp 2>/dev/null | grep -F "=;" | grep -F ";$1;" | grep -qF ";$2;\"path=/\"" && return 0
         sleep 0.25
     done
     return 1
@@ -90,11 +92,13 @@ else
     port1=$server_port
 fi
 
+echo "first server on port $port1, looking for its advertisement"
 advertised "${title// /\\032}" "$port1" || fail "'$title' on port $port1 was not advertised"
 
 start_titled second "$title"
 port2=$server_port
 serves "$port2" || fail "the second server does not serve"
+echo "second server on port $port2, looking for its advertisement"
 advertised "${title// /\\032}\\032\\0352" "$port2" || fail "the second server did not take the name '$title #2'"
 grep -q "advertising as '$title #2'" "$work/second.log" || fail "the second server did not say which name it took"
 serves "$port1" || fail "the first server stopped serving"
