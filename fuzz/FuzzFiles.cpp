@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <string>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -29,23 +30,16 @@ CFURLRef copyMemoryFileURL(const uint8_t* data, size_t size, const char* path) {
     return _CFURLCreateWithOpenFile(name.c_str(), CFIndex(name.size()), fd, int64_t(size));
 }
 
-static void removeProcessFolder() {
+static std::string gFolder;
+
+static void removeFolder() {
     std::error_code ignored;
-    std::filesystem::remove_all(processFolder(), ignored);
+    std::filesystem::remove_all(gFolder, ignored);
 }
 
-const std::string& processFolder() {
-    static const std::string folder = [] {
-        std::string pattern = (std::filesystem::temp_directory_path() / "tessellan-fuzz-XXXXXX");
-        if (!mkdtemp(pattern.data())) abort();
-        return pattern;
-    }();
-    static const bool removed = atexit(removeProcessFolder) == 0;
-    (void)removed;
-    return folder;
-}
-
-std::string jpegBytes(int width, int height, int exifOrientation, bool grey, bool progressive) {
+// Bytes of a width × height JPEG (the tests' encoder). exifOrientation 0: no EXIF segment.
+static std::string jpegBytes(int width, int height, int exifOrientation = 0, bool grey = false,
+                             bool progressive = false) {
     testsupport::JpegOptions options;
     options.components = grey ? 1 : 3;
     options.progressive = progressive;
@@ -100,7 +94,9 @@ static std::string library(int id, const char* name, const std::string& path, bo
 
 void setUpLibrary() {
     static const bool done = [] {
-        const std::string& root = processFolder();
+        gFolder = std::filesystem::temp_directory_path() / "tessellan-fuzz-XXXXXX";
+        if (!mkdtemp(gFolder.data()) || atexit(removeFolder) != 0) abort();
+        const std::string& root = gFolder;
         std::string family = root + "/Family", trips = root + "/Trips";
         writeFile(family + "/img10.jpg", jpegBytes(64, 48, 6));
         writeFile(family + "/thumbs/10.jpg", jpegBytes(24, 18, 6));

@@ -9,14 +9,11 @@
 #include "settings/PreferenceStore.h"
 #include "settings/Preferences.h"
 #include "version.h"
-#include "web/AlbumDownload.h"
 #include "web/Bundle.h"
 #include "web/Globals.h"
-#include "web/JsonApi.h"
-#include "web/LayoutPages.h"
-#include "web/PictureResponders.h"
 #include "web/ReplyReuse.h"
 #include "web/RequestHandler.h"
+#include "web/Routes.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -100,11 +97,7 @@ int TessellanMain() {
     CFString_t defaultLayoutDir = prefGetLayout();
 
     puts("Server Startup...");
-    rmap[CFString_t("/")] = PrimaryPageResponder;
-    rmap[CFString_t("/thumbnail/")] = ThumbnailResponder;
-    rmap[CFString_t("/image/")] = ImageResponder;
-    rmap[CFString_t("/json/")] = JavascriptApiResponder;
-    rmap[CFString_t("/download/")] = AlbumDownloadResponder;
+    RegisterResponders();
     HttpContextSetRequestHandler(HandleRequest, ClassifyRequest);
     HttpContextSetReuseRules({ReplyReuseKey, ReplyReuseGeneration, kReplyFreshMilliseconds});
 

@@ -41,22 +41,17 @@ class ServerTest : public ::testing::Test {
     ServerProcess server;
 };
 
-TEST_F(ServerTest, AuthenticationMatrix) {
+TEST_F(ServerTest, PreferencesAskingForAPasswordGuardTheSite) {
+    // Which headers match is the credentials check's own test; here, the running server's use.
     const std::string userPass = "<key>auth</key><true/><key>user</key><string>user</string>"
-                                 "<key>pass</key><string>pass</string>",
-                      empty = "<key>auth</key><true/><key>user</key><string></string>"
-                              "<key>pass</key><string></string>";
+                                 "<key>pass</key><string>pass</string>";
     struct Case {
         std::string prefs;
         const char* header;
         int status;
     } cases[] = {
         {userPass, "", 401},
-        {userPass, "Authorization: basic dXNlcjpwYXNz\r\n", 200}, // any case of the scheme
-        {userPass, "Authorization: Basic dXNlcjpvdGhlcg==\r\n", 401},
-        {userPass, "Authorization: Basic dXNlcjpwYXNz\r\n", 200},
-        {empty, "Authorization: Basic !!!\r\n", 200}, // undecodable is empty, as set
-        {empty, "", 401},
+        {userPass, "Authorization: basic dXNlcjpwYXNz\r\n", 200},
         {"<key>auth</key><false/>", "", 200},
     };
     for (auto& c : cases) {
@@ -104,47 +99,33 @@ TEST_F(ServerTest, RoutingIsByExactDirectoryPart) {
     EXPECT_NE(server.output().find("request URL is not ASCII"), std::string::npos);
 }
 
-TEST_F(ServerTest, HangupRereadsThePreferences) {
-    ASSERT_TRUE(startServer());
-    EXPECT_EQ(statusLine(get(port, "/")), "HTTP/1.1 200 OK");
-    writePrefs(
-        "<key>auth</key><true/><key>user</key><string>u</string><key>pass</key><string>p</string>");
-    EXPECT_EQ(statusLine(get(port, "/")), "HTTP/1.1 200 OK") << "not before the hangup";
-    server.signal(SIGHUP);
-    server.signal(SIGHUP);
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    EXPECT_EQ(statusLine(get(port, "/")), "HTTP/1.1 401 Unauthorized");
-    std::string output = server.output();
-    size_t first = output.find("sync prefs\n");
-    EXPECT_NE(first, std::string::npos);
-    EXPECT_EQ(output.find("sync prefs\n", first + 1), std::string::npos) << output;
-}
-
-TEST_F(ServerTest, PortAbove65535StopsAfterStartup) {
-    files.write("prefs.plist",
-                "<plist><dict><key>port</key><integer>65536</integer><key>siteLayout</key>"
-                "<string>Default</string></dict></plist>");
-    ASSERT_TRUE(server.start({"--prefs", prefsPath(), "--resources", files.path() + "/resources"},
-                             {}, false));
-    EXPECT_EQ(server.waitForExit(10000), 0);
-    EXPECT_NE(server.output().find("Server Startup...\n"), std::string::npos);
-}
-
-TEST_F(ServerTest, CommandLine) {
-    ASSERT_TRUE(server.start({"--version"}, {}, false));
-    EXPECT_EQ(server.waitForExit(5000), 0);
-    EXPECT_EQ(server.output(), "tessellan " TESSELLAN_TEST_VERSION "\n");
-    ASSERT_TRUE(server.start({"--help"}, {}, false));
-    EXPECT_EQ(server.waitForExit(5000), 0);
-    EXPECT_NE(server.output().find("--prefs FILE"), std::string::npos);
-    ASSERT_TRUE(server.start({"--frobnicate"}, {}, false));
-    EXPECT_EQ(server.waitForExit(5000), 2);
-    EXPECT_EQ(server.output(), "tessellan: unknown argument '--frobnicate' (try --help)\n");
-    ASSERT_TRUE(server.start({"--prefs"}, {}, false));
-    EXPECT_EQ(server.waitForExit(5000), 2);
-    ASSERT_TRUE(server.start({"--resources", "/nonexistent/folder"}, {}, false));
-    EXPECT_EQ(server.waitForExit(5000), 2);
-    EXPECT_EQ(server.output(), "tessellan: --resources: '/nonexistent/folder' is not a folder\n");
+TEST_F(ServerTest, CommandLineAndPortsThatCannotServeEndTheProcess) {
+    files.write("port.plist", "<plist><dict><key>port</key><integer>65536</integer><key>"
+                              "siteLayout</key><string>Default</string></dict></plist>");
+    struct Case {
+        std::vector<std::string> arguments;
+        int status;
+        std::string output; // the whole output, or "~" and a part of it
+    } cases[] = {
+        {{"--version"}, 0, "tessellan " TESSELLAN_TEST_VERSION "\n"},
+        {{"--help"}, 0, "~--prefs FILE"},
+        {{"--frobnicate"}, 2, "tessellan: unknown argument '--frobnicate' (try --help)\n"},
+        {{"--prefs"}, 2, "~(try --help)"},
+        {{"--resources", "/nowhere"}, 2, "tessellan: --resources: '/nowhere' is not a folder\n"},
+        {{"--prefs", files.path("port.plist"), "--resources", files.path("resources")},
+         0,
+         "~Server Startup...\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.arguments[0]);
+        ASSERT_TRUE(server.start(c.arguments, {}, false));
+        EXPECT_EQ(server.waitForExit(10000), c.status);
+        if (c.output[0] == '~')
+            EXPECT_NE(server.output().find(c.output.substr(1)), std::string::npos)
+                << server.output();
+        else
+            EXPECT_EQ(server.output(), c.output);
+    }
 }
 
 TEST_F(ServerTest, LayoutFilesAndTheirContentTypes) {
@@ -166,28 +147,29 @@ TEST_F(ServerTest, LayoutFilesAndTheirContentTypes) {
         EXPECT_EQ(headerOf(reply, "Content-Type"), c.type) << c.target;
         EXPECT_EQ(bodyOf(reply), c.body) << c.target;
     }
-    std::string missing = get(port, "/nowhere.html");
-    EXPECT_EQ(statusLine(missing), "HTTP/1.1 404 Not Found");
-    EXPECT_NE(server.output().find(
-                  "(In CFReadStream_t) : couldn't open read stream URL 'file://" + files.path() +
-                  "/data/Tessellan/layouts/Default/nowhere.html' (file not found?)"),
-              std::string::npos)
-        << server.output();
+    EXPECT_EQ(statusLine(get(port, "/nowhere.html")), "HTTP/1.1 404 Not Found");
 }
 
-TEST_F(ServerTest, ALayoutChangeIsServedWithoutRestartAndUnusableNamesServeTheDefault) {
+TEST_F(ServerTest, AHangupRereadsThePreferencesOnceAndServesTheNewLayout) {
     files.write("resources/layouts/index.html", "<html>the layouts folder itself</html>");
     files.write("resources/layouts/Themes/Dark/index.html", "<html>nested</html>");
     ASSERT_TRUE(startServer());
-    for (const char* name : {"Other", "", ".", "..", "a/b", "../Other", "Themes/Dark"}) {
+    // Which names are usable is the preferences' own rule; here, that a change is served.
+    for (const char* name : {"Other", "..", "Themes/Dark"}) {
         SCOPED_TRACE(name);
+        std::string before = bodyOf(get(port, "/"));
         files.write("prefs.plist", std::string("<plist><dict><key>port</key><integer>0</integer>"
                                                "<key>siteLayout</key><string>") +
                                        name + "</string></dict></plist>");
+        EXPECT_EQ(bodyOf(get(port, "/")), before) << "not before the hangup";
+        server.signal(SIGHUP);
         server.signal(SIGHUP);
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
         if (std::string(name) == "Other") {
             EXPECT_EQ(bodyOf(get(port, "/")), "<html>other</html>") << "served without a restart";
+            std::string output = server.output();
+            EXPECT_EQ(output.find("sync prefs\n"), output.rfind("sync prefs\n")) << output;
+            EXPECT_NE(output.find("sync prefs\n"), std::string::npos);
             continue;
         }
         EXPECT_EQ(bodyOf(get(port, "/")), "<html>home</html>") << "treated like a missing name";

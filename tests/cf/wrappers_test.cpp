@@ -3,6 +3,7 @@
 #include "support/TempFolder.h"
 #include "support/ThrownText.h"
 
+#include <functional>
 #include <gtest/gtest.h>
 #include <sstream>
 #include <sys/stat.h>
@@ -39,52 +40,39 @@ TEST(CoreType, GetRetainsCreateAdoptsAssignmentMovesOneCount) {
     EXPECT_EQ(int(adopted), 7);
 }
 
-TEST(CoreType, NullAndWrongTypeThrowAndReleaseWhatWasTaken) {
-    EXPECT_EQ(thrownText([] { CFString_t(nullptr, CFString_t::Get); }),
-              "(In CoreType<T, F>::CoreType(const void*, CoreType<T, F>::Rule) [with T = const "
-              "__CFString*, CFTypeID (* F)() = CFStringGetTypeID]) : Tried to create a "
-              "PK10__CFString from a NULL pointer");
-    CFNumberRef number = newNumber(1);
-    EXPECT_EQ(thrownText([&] { CFString_t(number, CFString_t::Get); }),
-              "(In CoreType) : Tried to convert a non-PK10__CFString type to PK10__CFString");
-    EXPECT_EQ(CFGetRetainCount(number), 1);
-    CFRetain(number);
-    EXPECT_NE(thrownText([&] { CFDictionary_t(number, CFDictionary_t::Create); }), kNothingThrown);
-    EXPECT_EQ(CFGetRetainCount(number), 1) << "an adopted value of the wrong type must be released";
-    CFRelease(number);
-}
-
-TEST(CFDictionary_t, LookupsByTypeAndTheirMessages) {
+TEST(CoreType, MissingOrWrongValuesThrowAndReleaseWhatWasTaken) {
     CFNumberRef seven = newNumber(7);
-    CFTypeRef keys[] = {CFSTR("n"), CFSTR("s")}, values[] = {seven, CFSTR("text")};
-    CFDictionary_t dict(CFDictionaryCreate(keys, values, 2), CFDictionary_t::Create);
-    CFRelease(seven);
+    CFTypeRef keys[] = {CFSTR("n")}, values[] = {seven};
+    CFDictionary_t dict(CFDictionaryCreate(keys, values, 1), CFDictionary_t::Create);
+    CFTypeRef letters[] = {CFSTR("a"), CFSTR("b"), CFSTR("c")};
+    StrArray array(CFArrayCreate(letters, 3), StrArray::Create);
+    struct Case {
+        const char* name;
+        std::function<void()> call;
+    } cases[] = {
+        {"a null pointer", [] { CFString_t(nullptr, CFString_t::Get); }},
+        {"a value of another type", [&] { CFString_t(seven, CFString_t::Get); }},
+        {"a missing key", [&] { dict.get<StrArray>(CFSTR("KeyList")); }},
+        {"a key of another type, default or not", [&] { dict.get(CFSTR("n"), CFString_t("x")); }},
+        {"an index at the end", [&] { array.elem(3); }},
+        {"an index before the start", [&] { array.elem(-1); }},
+    };
+    for (const Case& c : cases)
+        EXPECT_NE(thrownText(c.call), kNothingThrown) << c.name;
     EXPECT_EQ(int(dict.get<CFNumber_t>(CFSTR("n"))), 7);
-    EXPECT_EQ(CFStringGetUTF8(dict.get<CFString_t>(CFSTR("s"))), "text");
-    EXPECT_EQ(thrownText([&] { dict.get<StrArray>(CFSTR("KeyList")); }),
-              "(In T CFDictionary_t::get(const __CFString*) const [with T = StrArray]) : "
-              "dictionary doesn't have key 'KeyList'");
     EXPECT_EQ(CFStringGetUTF8(dict.get(CFSTR("missing"), CFString_t("fallback"))), "fallback");
-    EXPECT_NE(thrownText([&] { dict.get(CFSTR("n"), CFString_t("x")); }), kNothingThrown)
-        << "a default does not excuse a value of the wrong type";
-}
-
-TEST(CFArray_t, ElemReportsIndexesAtOrPastTheEnd) {
-    CFTypeRef values[] = {CFSTR("a"), CFSTR("b"), CFSTR("c")};
-    StrArray array(CFArrayCreate(values, 3), StrArray::Create);
     EXPECT_EQ(CFStringGetUTF8(array.elem(2)), "c");
-    EXPECT_EQ(thrownText([&] { array.elem(3); }),
-              "(In elem) : tried to access element 3 of a 3 element array");
-    EXPECT_NE(thrownText([&] { array.elem(-1); }), kNothingThrown);
+    EXPECT_EQ(CFGetRetainCount(seven), 2) << "held by the dictionary and here";
+    CFRetain(seven);
+    EXPECT_NE(thrownText([&] { CFDictionary_t(seven, CFDictionary_t::Create); }), kNothingThrown);
+    EXPECT_EQ(CFGetRetainCount(seven), 2) << "an adopted value of the wrong type must be released";
+    CFRelease(seven);
 }
 
 TEST(Texts, LongErrorsAreCutToTheBufferAndToStringCutsWholeCharacters) {
-    std::string longFunction(8200, 'f');
-    EXPECT_EQ(thrownText([&] { throwRTE(longFunction.c_str(), "message %d", 1); }).size(), 8191u);
-    std::string longMessage(9000, 'm');
-    std::string text = thrownText([&] { throwRTE("f", "%s", longMessage.c_str()); });
-    EXPECT_EQ(text.size(), 8191u);
-    EXPECT_EQ(text.substr(0, 10), "(In f) : m");
+    std::string longText(9000, 'm'); // cut to the message buffer, not written past it
+    EXPECT_EQ(thrownText([&] { throwRTE(longText.c_str(), "message %d", 1); }).size(), 8191u);
+    EXPECT_EQ(thrownText([&] { throwRTE("f", "%s", longText.c_str()); }).size(), 8191u);
 
     std::string accented, east;
     for (int i = 0; i < 750; ++i)
@@ -113,7 +101,7 @@ TEST(CFReadStream_t, CopiesTheWholeFileAndSeeks) {
     EXPECT_EQ(byte, 'd');
 }
 
-TEST(CFReadStream_t, MissingFilesAndFifosNameTheURL) {
+TEST(CFReadStream_t, MissingFilesAndFifosAreRefusedNamingTheURL) {
     testsupport::TempFolder folder;
     std::string fifo = folder.path("pipe");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
@@ -121,12 +109,8 @@ TEST(CFReadStream_t, MissingFilesAndFifosNameTheURL) {
               "(In CFReadStream_t) : couldn't open read stream URL 'file://" + fifo +
                   "' (file not found?)")
         << "a fifo must be refused without waiting for a writer";
-    EXPECT_EQ(thrownText([&] { CFReadStream_t stream(fileURL(folder.path("no dir/x.html"))); }),
-              "(In CFReadStream_t) : couldn't open read stream URL 'file://" + folder.path("") +
-                  "no%20dir/x.html' (file not found?)");
-    CFReadStreamRef raw = CFReadStreamCreateWithFile(fileURL(folder.path("gone")));
-    EXPECT_EQ(thrownText([&] { CFReadStream_t stream(raw, CFReadStream_t::Create); }),
-              "(In CFReadStream_t) : couldn't open read stream (file not found?)");
+    EXPECT_NE(thrownText([&] { CFReadStream_t stream(fileURL(folder.path("gone"))); }),
+              kNothingThrown);
 }
 
 } // namespace

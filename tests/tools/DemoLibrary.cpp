@@ -1,10 +1,9 @@
-// DemoLibrary.cpp - runs the tool and keeps the shared demo library up to date.
+// DemoLibrary.cpp - runs the programs and keeps the shared demo library up to date.
 #include "DemoLibrary.h"
 
 #include "cf/CFPropertyList.h"
 
-#include <cstdio>
-#include <cstdlib>
+#include <algorithm>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -17,40 +16,48 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const char* kTool = TESSELLAN_BINARY_DIR "/make_demo_library";
-
-std::string quoted(const std::string& argument) {
-    std::string out = "'";
-    for (char c : argument)
-        out += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return out + "'";
-}
-
-// True when the stamp was written after the tool was last built.
-bool upToDate(const std::string& stamp) {
-    std::error_code error;
-    auto made = fs::last_write_time(stamp, error);
-    if (error) return false;
-    return made >= fs::last_write_time(kTool);
+pid_t launch(const std::string& program, const std::vector<std::string>& arguments,
+             const Environment& environment, const std::string& in, const std::string& out,
+             const std::string& err) {
+    pid_t child = fork();
+    if (child != 0) return child;
+    if (!freopen(in.c_str(), "r", stdin) || !freopen(out.c_str(), "w", stdout) ||
+        !freopen(err.c_str(), "w", stderr))
+        _exit(125);
+    for (auto& [name, value] : environment)
+        setenv(name.c_str(), value.c_str(), 1);
+    std::string binary = TESSELLAN_BINARY_DIR "/" + program;
+    std::vector<char*> argv{binary.data()};
+    for (const std::string& argument : arguments)
+        argv.push_back(const_cast<char*>(argument.c_str()));
+    argv.push_back(nullptr);
+    execv(argv[0], argv.data());
+    _exit(127);
 }
 
 } // namespace
 
-ToolRun runTool(const std::vector<std::string>& arguments) {
-    std::string command = quoted(kTool);
-    for (const std::string& argument : arguments)
-        command += " " + quoted(argument);
-    command += " 2>&1";
-    ToolRun run{-1, ""};
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) return run;
-    char buffer[4096];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0)
-        run.output.append(buffer, n);
-    int status = pclose(pipe);
-    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return run;
+int finish(pid_t child) {
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+ToolRun runProgram(const std::string& program, const std::vector<std::string>& arguments,
+                   const Environment& environment, const std::string& input) {
+    TempFolder io; // apart from the files the program may see
+    int status = finish(launch(program, arguments, environment, io.write("in", input),
+                               io.path("out"), io.path("err")));
+    return {status, readFile(io.path("out")), readFile(io.path("err"))};
+}
+
+pid_t spawnProgram(const std::string& program, const std::vector<std::string>& arguments,
+                   const Environment& environment) {
+    return launch(program, arguments, environment, "/dev/null", "/dev/null", "/dev/null");
+}
+
+int lineCount(const std::string& text) {
+    return int(std::count(text.begin(), text.end(), '\n'));
 }
 
 const DemoLibrary& demoLibrary() {
@@ -61,18 +68,19 @@ const DemoLibrary& demoLibrary() {
         if (lock < 0 || flock(lock, LOCK_EX) != 0)
             throw std::runtime_error("cannot lock " + base + ".lock");
         DemoLibrary made{base + "/library", base + "/prefs.plist"};
-        std::string stamp = base + "/stamp";
-        std::string failure;
-        if (!upToDate(stamp)) {
+        std::string stamp = base + "/stamp", failure;
+        std::error_code error;
+        auto stamped = fs::last_write_time(stamp, error);
+        if (error || stamped < fs::last_write_time(TESSELLAN_BINARY_DIR "/make_demo_library")) {
             fs::remove(stamp);
             fs::remove_all(made.folder);
             fs::remove(made.preferences);
-            ToolRun run = runTool({made.folder, made.preferences});
+            ToolRun run = runProgram("make_demo_library", {made.folder, made.preferences});
             if (run.status == 0)
-                std::ofstream(stamp) << "written by " << kTool << "\n";
+                std::ofstream(stamp) << "written by make_demo_library\n";
             else
-                failure =
-                    "make_demo_library failed (" + std::to_string(run.status) + "): " + run.output;
+                failure = "make_demo_library failed (" + std::to_string(run.status) +
+                          "): " + run.out + run.err;
         }
         close(lock); // also lets go of the lock
         if (!failure.empty()) throw std::runtime_error(failure);

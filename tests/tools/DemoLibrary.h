@@ -1,31 +1,42 @@
-// DemoLibrary.h - running make_demo_library from the tests, and the demo library the tests
-// share.
+// DemoLibrary.h - running the project's programs from the tests, and the demo library the
+// tests share.
 #pragma once
 
 #include "cf/cftempl.h"
 #include "support/TempFolder.h"
 
+#include <map>
 #include <string>
+#include <sys/types.h>
 #include <vector>
-
-// The tool's exit status and everything it printed (standard output and error together).
-struct ToolRun {
-    int status;
-    std::string output;
-};
-ToolRun runTool(const std::vector<std::string>& arguments);
-
-// A library written by the tool with no options, shared by every test of this build tree:
-// it is written once, under a lock (ctest runs tests in parallel, one process each), and
-// again only when the tool has been rebuilt since. folder is its absolute, resolved path.
-struct DemoLibrary {
-    std::string folder, preferences;
-};
-// Throws std::runtime_error, with the tool's output, when the tool fails.
-const DemoLibrary& demoLibrary();
 
 using testsupport::readFile;
 using testsupport::TempFolder;
+using Environment = std::map<std::string, std::string>;
+
+// How a program ended (its exit status, -1 when a signal ended it) and what it printed.
+struct ToolRun {
+    int status;
+    std::string out, err;
+};
+// Runs the build folder's program (tessellanctl, make_demo_library...) with arguments, the
+// environment additions and input on its standard input, and waits for it.
+ToolRun runProgram(const std::string& program, const std::vector<std::string>& arguments,
+                   const Environment& environment = {}, const std::string& input = "");
+// Starts it without waiting, its output thrown away; finish() waits for it.
+pid_t spawnProgram(const std::string& program, const std::vector<std::string>& arguments,
+                   const Environment& environment);
+int finish(pid_t child);
+int lineCount(const std::string& text);
+
+// A library written by make_demo_library with no options, shared by every test of this build
+// tree: it is written once, under a lock (ctest runs tests in parallel, one process each), and
+// again only when the tool has been rebuilt since. folder is its absolute, resolved path.
+// Throws std::runtime_error, with the tool's output, when the tool fails.
+struct DemoLibrary {
+    std::string folder, preferences;
+};
+const DemoLibrary& demoLibrary();
 
 // The property list in the file, which must be a dictionary; throws otherwise.
 CFDictionary_t readPropertyList(const std::string& path);

@@ -2,77 +2,51 @@
 // line mistakes with one line.
 #include "DemoLibrary.h"
 
-#include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <vector>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-int lineCount(const std::string& output) {
-    return int(std::count(output.begin(), output.end(), '\n'));
-}
-
-TEST(MakeDemoLibrary, RefusesAFolderItDidNotMake) {
+TEST(MakeDemoLibrary, RefusalsSayOneLineAndTouchNothing) {
     TempFolder temp;
-    std::string folder = temp.path() + "/photos", prefs = temp.path() + "/prefs.plist";
-    fs::create_directories(folder);
-    std::ofstream(folder + "/notes.txt") << "mine";
-
-    ToolRun run = runTool({folder, prefs});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(lineCount(run.output), 1) << run.output;
-    EXPECT_EQ(run.output.rfind("make_demo_library: " + folder, 0), 0u) << run.output;
-    EXPECT_EQ(readFile(folder + "/notes.txt"), "mine");
-    EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1);
-    EXPECT_FALSE(fs::exists(prefs));
-}
-
-TEST(MakeDemoLibrary, LeavesAPreferencesFileItCannotReadAlone) {
-    TempFolder temp;
-    std::string folder = temp.path() + "/library", prefs = temp.path() + "/prefs.plist";
-    std::ofstream(prefs) << "port = 8080\n";
-
-    ToolRun run = runTool({folder, prefs});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(lineCount(run.output), 1) << run.output;
-    EXPECT_NE(run.output.find(prefs), std::string::npos) << run.output;
-    EXPECT_EQ(readFile(prefs), "port = 8080\n");
-    EXPECT_FALSE(fs::exists(folder)) << "nothing is drawn when the preferences cannot be kept";
-}
-
-TEST(MakeDemoLibrary, CommandLineMistakesAreUsageErrors) {
-    TempFolder temp;
-    std::string a = temp.path() + "/library", b = temp.path() + "/prefs.plist";
-    const std::vector<std::vector<std::string>> cases = {
-        {},
-        {a},
-        {a, b, temp.path() + "/third"},
-        {a, b, "--port"},
-        {a, b, "--port", "-1"},
-        {a, b, "--port", "65536"},
-        {a, b, "--port", "80x"},
-        {a, b, "--title", ""},
-        {a, b, "--colour", "red"},
+    std::string folder = temp.path("library"), prefs = temp.path("prefs.plist");
+    struct Case {
+        const char* name; // what would be wrong if it failed
+        std::vector<std::string> arguments;
+        int status;
+        const char* said;
+    } cases[] = {
+        {"no arguments", {}, 2, "try --help"},
+        {"one argument", {folder}, 2, "try --help"},
+        {"a third folder", {folder, prefs, temp.path("third")}, 2, "try --help"},
+        {"option without value", {folder, prefs, "--port"}, 2, "try --help"},
+        {"negative port", {folder, prefs, "--port", "-1"}, 2, "try --help"},
+        {"port above 65535", {folder, prefs, "--port", "65536"}, 2, "try --help"},
+        {"port not a number", {folder, prefs, "--port", "80x"}, 2, "try --help"},
+        {"empty title", {folder, prefs, "--title", ""}, 2, "try --help"},
+        {"unknown option", {folder, prefs, "--colour", "red"}, 2, "try --help"},
+        {"a folder it did not make", {temp.path("photos"), prefs}, 1, "photos"},
+        {"a preferences file it cannot read", {folder, temp.path("mine.plist")}, 1, "mine.plist"},
     };
-    for (const auto& arguments : cases) {
-        std::string line;
-        for (const std::string& argument : arguments)
-            line += " [" + argument + "]";
-        ToolRun run = runTool(arguments);
-        EXPECT_EQ(run.status, 2) << line;
-        EXPECT_EQ(lineCount(run.output), 1) << line << ": " << run.output;
-        EXPECT_NE(run.output.find("try --help"), std::string::npos) << line << ": " << run.output;
+    temp.write("photos/notes.txt", "mine");
+    temp.write("mine.plist", "port = 8080\n");
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        ToolRun run = runProgram("make_demo_library", c.arguments);
+        EXPECT_EQ(run.status, c.status);
+        EXPECT_EQ(lineCount(run.out + run.err), 1) << run.out << run.err;
+        EXPECT_NE(run.err.find(c.said), std::string::npos) << run.err;
+        EXPECT_FALSE(fs::exists(folder) || fs::exists(prefs)) << "nothing is written";
     }
-    EXPECT_EQ(std::distance(fs::directory_iterator(temp.path()), fs::directory_iterator()), 0)
-        << "a usage error writes nothing";
+    EXPECT_EQ(readFile(temp.path("photos/notes.txt")), "mine");
+    EXPECT_EQ(std::distance(fs::directory_iterator(temp.path("photos")), {}), 1);
+    EXPECT_EQ(readFile(temp.path("mine.plist")), "port = 8080\n");
 
-    ToolRun help = runTool({"--help"});
+    ToolRun help = runProgram("make_demo_library", {"--help"});
     EXPECT_EQ(help.status, 0);
-    EXPECT_EQ(help.output.rfind("usage: make_demo_library LIBRARY_DIR PREFS_FILE", 0), 0u);
+    EXPECT_EQ(help.out.rfind("usage: make_demo_library LIBRARY_DIR PREFS_FILE", 0), 0u);
 }
 
 } // namespace

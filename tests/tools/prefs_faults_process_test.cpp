@@ -1,10 +1,8 @@
 // prefs_faults_process_test.cpp - the preferences file when its writer dies mid-write or the
 // disk fills: it is always the old file or the new one, whole, and no copy stays readable.
-#include "cf/cftempl.h"
+#include "DemoLibrary.h"
 #include "settings/PreferenceStore.h"
-#include "support/TempFolder.h"
 
-#include <algorithm>
 #include <chrono>
 #include <fcntl.h>
 #include <filesystem>
@@ -40,31 +38,9 @@ std::string bigPrefs(const std::string& title, bool withLayout) {
            config + "\t\t</dict>\n\t\t</dict>\n\t</array>\n</dict>\n</plist>\n";
 }
 
-// Starts program (in the build folder) with arguments, output thrown away.
-pid_t spawn(const std::string& program, const std::vector<std::string>& arguments,
-            const std::string& runtime) {
-    pid_t child = fork();
-    if (child == 0) {
-        int null = open("/dev/null", O_WRONLY);
-        dup2(null, 1);
-        dup2(null, 2);
-        setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1);
-        setenv("ASAN_OPTIONS", "detect_leaks=0", 1); // a quicker exit; leaks are checked elsewhere
-        std::string binary = TESSELLAN_BINARY_DIR "/" + program;
-        std::vector<char*> argv{binary.data()};
-        for (const std::string& argument : arguments)
-            argv.push_back(const_cast<char*>(argument.c_str()));
-        argv.push_back(nullptr);
-        execv(argv[0], argv.data());
-        _exit(127);
-    }
-    return child;
-}
-
-int finish(pid_t child) {
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+// The programs' environment: a quicker exit (leaks are checked elsewhere).
+Environment environment(const std::string& runtime) {
+    return {{"XDG_RUNTIME_DIR", runtime}, {"ASAN_OPTIONS", "detect_leaks=0"}};
 }
 
 // Events in one folder (inotify): waits for a file to be created in it or renamed into it.
@@ -132,7 +108,7 @@ class PrefsFaults : public ::testing::Test {
         }
         return child;
     }
-    testsupport::TempFolder files;
+    TempFolder files;
 };
 
 TEST_F(PrefsFaults, AWriterKilledAnywhereLeavesTheOldFileOrTheNewOneWhole) {
@@ -168,7 +144,8 @@ TEST_F(PrefsFaults, AWriterKilledAnywhereLeavesTheOldFileOrTheNewOneWhole) {
         // rename, stays open.
         Watch watch(files.path("prefs"));
         auto began = Clock::now();
-        pid_t whole = c.program ? spawn(c.program, arguments(c, 0), runtime()) : storeTitle(0);
+        pid_t whole = c.program ? spawnProgram(c.program, arguments(c, 0), environment(runtime()))
+                                : storeTitle(0);
         ASSERT_TRUE(watch.next(IN_CREATE));
         auto created = Clock::now();
         ASSERT_TRUE(watch.next(IN_MOVED_TO));
@@ -176,7 +153,7 @@ TEST_F(PrefsFaults, AWriterKilledAnywhereLeavesTheOldFileOrTheNewOneWhole) {
         if (c.server) kill(whole, SIGTERM);
         finish(whole);
         auto span = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - began);
-        const std::string written = testsupport::readFile(prefs());
+        const std::string written = readFile(prefs());
         ASSERT_NE(written, before) << "an undisturbed run writes the file";
         auto after = [&](int round) {
             std::string text = written;
@@ -192,7 +169,9 @@ TEST_F(PrefsFaults, AWriterKilledAnywhereLeavesTheOldFileOrTheNewOneWhole) {
             if (c.server) files.write("prefs/prefs.plist", committed = before);
             watch.drain();
             bool inWrite = i % 4 != 0;
-            pid_t writer = c.program ? spawn(c.program, arguments(c, i), runtime()) : storeTitle(i);
+            pid_t writer = c.program
+                               ? spawnProgram(c.program, arguments(c, i), environment(runtime()))
+                               : storeTitle(i);
             if (inWrite) {
                 ASSERT_TRUE(watch.next(IN_CREATE)) << "round " << i << " wrote no temporary file";
             }
@@ -201,7 +180,7 @@ TEST_F(PrefsFaults, AWriterKilledAnywhereLeavesTheOldFileOrTheNewOneWhole) {
                 std::chrono::microseconds(std::uniform_int_distribution<long>(0, range)(random)));
             kill(writer, SIGKILL);
             finish(writer);
-            std::string now = testsupport::readFile(prefs());
+            std::string now = readFile(prefs());
             if (now != committed && now != after(i)) ++torn;
             EXPECT_TRUE(now == committed || now == after(i))
                 << "round " << i << ": a torn file of " << now.size() << " bytes";
@@ -216,7 +195,8 @@ TEST_F(PrefsFaults, AWriterKilledAnywhereLeavesTheOldFileOrTheNewOneWhole) {
             if (torn > 3) break;
         }
         // The next start clears what the killed writers left.
-        finish(spawn("tessellanctl", {"--prefs", prefs(), "status"}, runtime()));
+        finish(
+            spawnProgram("tessellanctl", {"--prefs", prefs(), "status"}, environment(runtime())));
         EXPECT_EQ(others(files.path("prefs")), std::vector<std::string>{});
         fs::remove_all(files.path("prefs"));
         fs::remove_all(runtime());
@@ -243,30 +223,14 @@ TEST_F(PrefsFaults, AFullDiskLeavesTheOldFileAndSaysSoInOneLine) {
     }
     files.sub("run");
     chmod(runtime().c_str(), 0700);
-    int out[2];
-    ASSERT_EQ(pipe(out), 0);
-    pid_t child = fork();
-    if (child == 0) {
-        dup2(out[1], 1);
-        dup2(out[1], 2);
-        close(out[0]);
-        close(out[1]);
-        setenv("XDG_RUNTIME_DIR", runtime().c_str(), 1);
-        execl(TESSELLAN_BINARY_DIR "/tessellanctl", "tessellanctl", "--prefs", prefs().c_str(),
-              "set", "title", "Title002", nullptr);
-        _exit(127);
-    }
-    close(out[1]);
-    std::string said;
-    char buffer[4096];
-    for (ssize_t n; (n = read(out[0], buffer, sizeof buffer)) > 0;)
-        said.append(buffer, size_t(n));
-    close(out[0]);
-    EXPECT_EQ(finish(child), 1) << said;
-    EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
+    ToolRun run = runProgram("tessellanctl", {"--prefs", prefs(), "set", "title", "Title002"},
+                             environment(runtime()));
+    std::string said = run.out + run.err;
+    EXPECT_EQ(run.status, 1) << said;
+    EXPECT_EQ(lineCount(said), 1) << said;
     EXPECT_NE(said.find("No space left on device"), std::string::npos) << said;
     EXPECT_NE(said.find("left as it was"), std::string::npos) << said;
-    EXPECT_EQ(testsupport::readFile(prefs()), old);
+    EXPECT_EQ(readFile(prefs()), old);
     EXPECT_EQ(others(disk), std::vector<std::string>{"filler"});
 }
 
