@@ -141,26 +141,6 @@ TEST_F(RegistryTest, UnpublishedAlbumsAnswerExactlyLikeMissingOnes) {
               "(In libGetMediaType) : couldn't find album with id 2");
 }
 
-TEST_F(RegistryTest, RecordsWithoutCopiesMatchTheListAndListsAppend) {
-    setLibraries(libraryEntry("1", "Main", library, {1, 2}));
-    for (unsigned album : {1u, 2u}) {
-        std::vector<PhotoInfo> list;
-        libGetPhotoList(1, album, list);
-        std::optional<AlbumPhotos> photos = libGetAlbumPhotos(1, album);
-        ASSERT_TRUE(photos);
-        ASSERT_EQ(photos->size(), list.size());
-        for (size_t i = 0; i < list.size(); ++i) {
-            EXPECT_EQ((*photos)[i].id, list[i].id);
-            EXPECT_EQ(utf8((*photos)[i].thumbPath), utf8(list[i].thumbPath));
-        }
-    }
-    std::vector<PhotoInfo> list;
-    libGetPhotoList(1, 1, list);
-    libGetPhotoList(1, 1, list);
-    ASSERT_EQ(list.size(), 4u);
-    EXPECT_EQ(list[3].id, 11);
-}
-
 TEST_F(RegistryTest, PreferenceChangesReachTheCachedEntries) {
     setLibraries(libraryEntry("1", "Main", library, {1}));
     EXPECT_EQ(libGetMajorVersion(1), 6u);
