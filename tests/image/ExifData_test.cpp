@@ -56,17 +56,10 @@ class ExifByteOrder : public testing::TestWithParam<bool> {};
 
 TEST_P(ExifByteOrder, CameraFieldsAsDisplayStrings) {
     ExifData e(dataOf(cameraPayload(GetParam())));
-    std::vector<std::string> expect = {"Nikkon",
-                                       "D-99",
-                                       "May 1, 2006, 12:30:00\u202FPM",
-                                       "Dec 24, 2007, 6:05:09\u202FPM",
-                                       "2304",
-                                       "",
-                                       "2.8",
-                                       "1/60",
-                                       "100",
-                                       "50"};
-    EXPECT_EQ(fields(e), expect);
+    EXPECT_EQ(fields(e),
+              (std::vector<std::string>{"Nikkon", "D-99", "May 1, 2006, 12:30:00\u202FPM",
+                                        "Dec 24, 2007, 6:05:09\u202FPM", "2304", "", "2.8", "1/60",
+                                        "100", "50"}));
 }
 
 TEST_P(ExifByteOrder, Rationals) {
