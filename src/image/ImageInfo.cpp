@@ -4,7 +4,6 @@
 #include "image/ExifData.h"
 #include "image/Orientation.h"
 
-#include <cmath>
 #include <cstring>
 #include <exception>
 #include <utility>
@@ -198,27 +197,5 @@ int getImageInfo(const CFURL_t& url, ImageSize* size, CFDataRef* exif) {
         return _probe(stream, size, exif);
     } catch (const std::exception&) {
         return kImageUnknown;
-    }
-}
-
-// Truncates toward zero; values no int can hold (NaN, infinities, a zero box) give 0 or the
-// nearest limit instead of undefined behaviour.
-static int _truncate(float value) {
-    if (std::isnan(value)) return 0;
-    if (value >= 2147483647.0f) return 2147483647;
-    if (value <= -2147483648.0f) return -2147483647 - 1;
-    return int(value);
-}
-
-void scaleToFitSize(int& width, int& height, int maxWidth, int maxHeight) {
-    if (height <= maxHeight && width <= maxWidth) return;
-    float heightRatio = float(height) / float(maxHeight);
-    float widthRatio = float(width) / float(maxWidth);
-    if (widthRatio > heightRatio) {
-        width = maxWidth;
-        height = _truncate(float(height) / widthRatio);
-    } else {
-        height = maxHeight;
-        width = _truncate(float(width) / heightRatio);
     }
 }

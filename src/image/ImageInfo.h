@@ -62,9 +62,3 @@ uint16_t toUInt16_LE(const uint8_t* p);
 int getByte(CFReadStream_t& stream);
 // Two bytes as a big-endian value, or -1 unless both were read.
 int getShort(CFReadStream_t& stream);
-
-// Shrinks width × height in place to fit maxWidth × maxHeight, keeping the proportions (the
-// side with the larger ratio gets the box's size, the other is truncated). A size that already
-// fits is never enlarged; on equal ratios the height gets the box's size. A box side of 0 or
-// less gives a truncated side of 0 rather than undefined arithmetic.
-void scaleToFitSize(int& width, int& height, int maxWidth, int maxHeight);

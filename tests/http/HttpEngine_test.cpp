@@ -1,6 +1,7 @@
-// HttpEngine_test.cpp - the connection engine with test handlers: replies in request order while
-// workers answer, clients that leave during heavy work, file bodies past 4 GiB, files that shrink
-// or are replaced while they are sent, and the idle time measuring lack of progress.
+// HttpEngine_test.cpp - the connection engine with a test handler: replies in request order while
+// workers answer, held replies, light work sent on to heavy, clients that leave during heavy work,
+// file bodies past 4 GiB, files that shrink or are replaced while they are sent, and the idle
+// time measuring lack of progress.
 #include "EngineThread.h"
 #include "support/ServerProcess.h"
 #include "support/TempFolder.h"
@@ -27,7 +28,8 @@ std::string queryValue(const std::string& url, const std::string& name) {
     return url.substr(at, url.find('&', at) - at);
 }
 
-// /light: "light" at once. /heavy?ms=N: "heavy" after N ms. /file?at=&length=&then=: a slice of
+// /light: "light" at once. /heavy?ms=N: "heavy" after N ms. /held?ms=N: the client's address,
+// held N ms. /maybe: heavy after all when run as light work. /file?at=&length=&then=: a slice of
 // servedFile, which is then truncated to 100000 bytes or replaced.
 std::unique_ptr<HttpReply> answer(const HttpRequest& request) {
     const std::string& url = request.url();
@@ -36,6 +38,12 @@ std::unique_ptr<HttpReply> answer(const HttpRequest& request) {
         ++heavyRuns;
         std::this_thread::sleep_for(std::chrono::milliseconds(std::stoi(queryValue(url, "ms"))));
         reply->setBody("heavy");
+    } else if (url.starts_with("/held")) {
+        reply->setBody(request.peer());
+        reply->setHoldMilliseconds(uint32_t(std::stoi(queryValue(url, "ms"))));
+    } else if (url == "/maybe") {
+        if (HttpWorkRunningKind() == HttpWorkKind::Light) return HttpReplyAgainAsHeavy();
+        reply->setBody("answered by heavy work");
     } else if (url.starts_with("/file")) {
         int fd = open(servedFile.c_str(), O_RDONLY | O_CLOEXEC);
         struct stat info;
@@ -128,6 +136,35 @@ TEST(HttpEngine, PipelinedRepliesKeepRequestOrderWhileOthersAreAnswered) {
     std::string head = pipelined.receiveReply(true);
     EXPECT_EQ(head, "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n") << "HEAD gets no body";
     EXPECT_EQ(bodyOf(pipelined.receiveReply()), "heavy");
+}
+
+TEST(HttpEngine, HeldRepliesWaitOnTheirConnectionWithoutHoldingUpOthers) {
+    EngineThread engine(answer, classify);
+    {
+        Connection held(engine.port());
+        auto start = std::chrono::steady_clock::now();
+        ASSERT_TRUE(held.send("GET /held?ms=500 HTTP/1.1\r\n\r\nGET /light HTTP/1.1\r\n\r\n"));
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        EXPECT_EQ(bodyOf(get(engine.port(), "/light")), "light")
+            << "another client is answered while a reply is held";
+        EXPECT_TRUE(nothingArrived(held)) << "the held reply went out early";
+        EXPECT_EQ(bodyOf(held.receiveReply()), "127.0.0.1") << "the request names its client";
+        EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
+        EXPECT_EQ(bodyOf(held.receiveReply()), "light") << "the next request follows the held one";
+    }
+    // A client that leaves while its reply is held leaves nothing behind (checked as the
+    // engine stops).
+    Connection leaving(engine.port());
+    ASSERT_TRUE(leaving.send("GET /held?ms=300 HTTP/1.1\r\n\r\n"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+}
+
+TEST(HttpEngine, LightWorkTurningHeavyIsAnsweredInItsPlace) {
+    EngineThread engine(answer, classify);
+    Connection c(engine.port());
+    ASSERT_TRUE(c.send("GET /maybe HTTP/1.1\r\n\r\nGET /light HTTP/1.1\r\n\r\n"));
+    EXPECT_EQ(bodyOf(c.receiveReply()), "answered by heavy work");
+    EXPECT_EQ(bodyOf(c.receiveReply()), "light") << "order lost";
 }
 
 TEST(HttpEngine, ClientsLeavingDuringHeavyWorkLeaveNothingBehind) {

@@ -134,10 +134,6 @@ TEST(MediaFile, TheFileCheckedIsTheFileRead) {
     CFReadStreamClose(stream);
     CFRelease(stream);
     CFRelease(url);
-    int fd = file->release();
-    EXPECT_GE(fd, 0);
-    EXPECT_EQ(file->fd(), -1);
-    close(fd);
 }
 
 } // namespace

@@ -1,5 +1,7 @@
-// ScaledJPEG_test.cpp - the reduction rule, and what bad, short, grey and CMYK files give.
+// ScaledJPEG_test.cpp - the reduction rule, and what bad, short, grey and CMYK files give to
+// both shrinking paths.
 #include "ImageFixtures.h"
+#include "image/FittedJPEG.h"
 #include "image/ScaledJPEG.h"
 
 #include <algorithm>
@@ -19,7 +21,6 @@ TEST(ScaledJPEG, DecodedSizeFollowsTheReductionRule) {
     } cases[] = {
         // 1/1 and 1/2 are not strictly inside 800x600, 1/4 is: one step short of it is 1/2.
         {"one step short of fitting", 3072, 2304, 3, 800, 600, -1, 1536, 1152},
-        {"smaller than the box keeps its size", 640, 480, 3, 800, 600, -1, 640, 480},
         {"half fits, so no reduction", 1000, 700, 3, 800, 600, -1, 1000, 700},
         {"a grey picture comes out as RGB", 333, 222, 1, 100, 100, -1, 167, 111},
         {"a zero box gives an eighth rounded up", 1001, 750, 3, 0, 0, -1, 126, 94},
@@ -47,29 +48,11 @@ TEST(ScaledJPEG, DecodedSizeFollowsTheReductionRule) {
     }
 }
 
-TEST(ScaledJPEG, HeadersClaimingAbsurdPixelCountsAreRefusedBeforeDecoding) {
-    // The frame header of a small picture, rewritten to claim 65,500 × 65,500 pixels.
-    std::string forged = encodeJPEG(64, 64);
-    size_t frame = forged.find("\xFF\xC0");
-    ASSERT_NE(frame, std::string::npos);
-    forged[frame + 5] = forged[frame + 7] = char(0xFF);
-    forged[frame + 6] = forged[frame + 8] = char(0xDC);
-    TempDir dir;
-    CFURL_t url = dir.write("forged.jpg", forged);
-    std::ostringstream out;
-    testing::internal::CaptureStdout();
-    EXPECT_FALSE(writeScaledJPEG(url, 800, 600, 75, out, -1));
-    std::string printed = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(out.str(), "");
-    EXPECT_NE(printed.find("claims 65500 x 65500 pixels in " + std::to_string(forged.size()) +
-                           " bytes; not decoded\n"),
-              std::string::npos)
-        << printed;
-    EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), 1) << "one line";
-}
-
-TEST(ScaledJPEG, UnusableFilesFailWithNothingWritten) {
+TEST(ScaledJPEG, UnusableFilesFailWithNothingWrittenByEitherPath) {
     std::string good = encodeJPEG(64, 48);
+    // A small picture's frame header rewritten to claim 65,500 × 65,500 pixels.
+    std::string forged = good;
+    forged.replace(forged.find("\xFF\xC0") + 5, 4, std::string("\xFF\xDC\xFF\xDC", 4));
     size_t scan = good.find("\xFF\xDA");
     // A second frame header after the scan data is found only when the decoder finishes, after
     // every row has gone to the encoder.
@@ -85,6 +68,7 @@ TEST(ScaledJPEG, UnusableFilesFailWithNothingWritten) {
         std::string file;
     } cases[] = {
         {"huge progressive picture", huge},
+        {"forged 65500 x 65500", forged},
         {"empty file", ""},
         {"not a JPEG", std::string(1000, 'z')},
         {"only the start-of-image marker", "\xFF\xD8"},
@@ -93,15 +77,19 @@ TEST(ScaledJPEG, UnusableFilesFailWithNothingWritten) {
     };
     TempDir dir;
     for (const Case& c : cases) {
-        std::ostringstream out("previous reply bytes", std::ios::ate);
-        testing::internal::CaptureStdout();
-        testing::internal::CaptureStderr();
-        bool ok = writeScaledJPEG(dir.write("bad.jpg", c.file), 800, 600, 75, out, -1);
-        std::string messages = testing::internal::GetCapturedStderr();
-        messages += testing::internal::GetCapturedStdout();
-        EXPECT_FALSE(ok) << c.what;
-        EXPECT_EQ(out.str(), "previous reply bytes") << c.what;
-        EXPECT_FALSE(messages.empty()) << c.what << ": a refusal says why";
+        CFURL_t url = dir.write("bad.jpg", c.file);
+        for (bool fitted : {false, true}) {
+            std::ostringstream out("previous reply bytes", std::ios::ate);
+            testing::internal::CaptureStdout();
+            testing::internal::CaptureStderr();
+            bool ok = fitted ? writeFittedJPEG(url, 100, 100, 85, out)
+                             : writeScaledJPEG(url, 800, 600, 75, out, -1);
+            std::string messages = testing::internal::GetCapturedStderr();
+            messages += testing::internal::GetCapturedStdout();
+            EXPECT_FALSE(ok) << c.what << (fitted ? " fitted" : " scaled");
+            EXPECT_EQ(out.str(), "previous reply bytes") << c.what << (fitted ? " fitted" : "");
+            EXPECT_FALSE(messages.empty()) << c.what << ": a refusal says why";
+        }
     }
     std::ostringstream out;
     EXPECT_THROW(writeScaledJPEG(dir.url("absent.jpg"), 1, 1, 75, out, -1), std::runtime_error);
@@ -124,24 +112,6 @@ TEST(ScaledJPEG, TruncatedScanEndsAtAFakeEndOfImage) {
     ASSERT_NE(first, std::string::npos) << messages;
     EXPECT_EQ(messages.find("Premature end of JPEG file", first + 1), std::string::npos)
         << messages;
-}
-
-TEST(ScaledJPEG, GetJPEGSizeReadsOnlyTheHeader) {
-    TempDir dir;
-    std::string good = encodeJPEG(123, 45);
-    int width = -1, height = -1;
-    EXPECT_TRUE(getJPEGSize(dir.write("ok.jpg", good.substr(0, good.find("\xFF\xDA") + 20)), width,
-                            height));
-    EXPECT_EQ(width, 123);
-    EXPECT_EQ(height, 45);
-
-    width = height = -1;
-    testing::internal::CaptureStderr();
-    EXPECT_FALSE(getJPEGSize(dir.write("bad.jpg", "not a jpeg at all"), width, height));
-    EXPECT_FALSE(getJPEGSize(dir.write("empty.jpg", ""), width, height));
-    testing::internal::GetCapturedStderr();
-    EXPECT_FALSE(getJPEGSize(dir.url("absent.jpg"), width, height));
-    EXPECT_EQ(width, -1);
 }
 
 } // namespace

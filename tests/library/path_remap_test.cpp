@@ -33,23 +33,13 @@ TEST(PathRemap, StoredPathsAreReadUnderTheLibraryFolder) {
         {"a prefix that ends inside a folder name is another folder",
          "/home/ana/Pictures/Old Library", "/srv/Lib", "/home/ana/Pictures/Old Library2/x.jpg",
          "/home/ana/Pictures/Old Library2/x.jpg"},
-        {"a path outside the archive path stays", "/home/ana/Pictures/Old Library", "/srv/Lib",
-         "/media/card/DCIM/IMG_2.JPG", "/media/card/DCIM/IMG_2.JPG"},
-        {"case matters", "/home/ana/Pictures/Old Library", "/srv/Lib",
-         "/home/ana/Pictures/old library/a.jpg", "/home/ana/Pictures/old library/a.jpg"},
         {"a relative path is under the folder", "/home/ana/Pictures/Old Library", kNewFolder,
          "t/IMG_01.JPG", std::string(kNewFolder) + "/t/IMG_01.JPG"},
         {"a relative path without an archive path", nullptr, "/srv/Lib", "t/IMG_01.JPG",
          "/srv/Lib/t/IMG_01.JPG"},
-        {"an absolute path without an archive path stays", nullptr, "/srv/Lib",
-         "/home/ana/Pictures/Old Library/a.jpg", "/home/ana/Pictures/Old Library/a.jpg"},
         {"an empty archive path maps nothing", "", "/srv/Lib", "/x/a.jpg", "/x/a.jpg"},
         {"the root as archive path maps every absolute path", "/", "/srv/Lib", "/x/a.jpg",
          "/srv/Lib/x/a.jpg"},
-        {"the empty path stays empty", "/home/ana", "/srv/Lib", "", ""},
-        {"non-ASCII stored paths keep their characters", "/home/ana/Bilder/Alte Bibliothek",
-         "/srv/Lib", "/home/ana/Bilder/Alte Bibliothek/\xE6\x97\xA5\xE6\x9C\xAC/\xC3\xA9.jpg",
-         "/srv/Lib/\xE6\x97\xA5\xE6\x9C\xAC/\xC3\xA9.jpg"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
