@@ -26,7 +26,7 @@ struct ZipMember {
 };
 
 // Bytes a file is read in (the most a source holds of file data at once).
-constexpr size_t kZipPieceBytes = 256 << 10;
+constexpr size_t kZipPieceBytes = 1 << 20;
 
 // A body source for the archive of members, in order. Never null.
 std::unique_ptr<HttpBodySource> ZipStreamCreate(std::vector<ZipMember> members);
