@@ -18,12 +18,6 @@ using testsupport::statusLine;
 
 namespace {
 
-std::string entry(int id, const std::string& path, bool fullSize) {
-    return "<dict>" + integer("id", id) + string("name", "L") + string("path", path) +
-           key("albums") + "<array><integer>1</integer></array>" +
-           boolean("FullSizeDownload", fullSize) + "</dict>";
-}
-
 class AlbumDownloadTest : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
@@ -44,10 +38,8 @@ class AlbumDownloadTest : public ::testing::Test {
         }
         files->write("Library/AlbumData.xml",
                      albumFile(album(1, "Été 2007", keys) + album(2, "Private", {"1"}), photos));
-        std::string prefs =
-            files->write("prefs.plist", plist(integer("port", 0) + string("siteLayout", "Default") +
-                                              key("libraries") + "<array>" + entry(0, lib, true) +
-                                              entry(1, lib, false) + "</array>"));
+        std::string prefs = files->write(
+            "prefs.plist", serverPrefs(library(0, lib, true) + library(1, lib, false)));
         server = new testsupport::ServerProcess;
         ASSERT_TRUE(server->start(
             {"--prefs", prefs, "--resources", TESSELLAN_SOURCE_DIR "/resources"}, {}));

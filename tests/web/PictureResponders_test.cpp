@@ -21,15 +21,6 @@ std::string padded(std::string bytes) {
     return bytes;
 }
 
-// A preferences entry for the library in folder.
-std::string libraryEntry(int id, const std::string& folder, bool fullSize) {
-    return "<dict><key>id</key><integer>" + std::to_string(id) +
-           "</integer><key>name</key><string>L</string><key>path</key><string>" + folder +
-           "</string><key>albums</key><array><integer>1</integer></array>"
-           "<key>FullSizeDownload</key>" +
-           (fullSize ? "<true/>" : "<false/>") + "</dict>";
-}
-
 class PictureTest : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
@@ -88,12 +79,9 @@ class PictureTest : public ::testing::Test {
         // The same album file, published by a library that keeps its originals.
         files->write("Limited/AlbumData.xml", jsonfixture::albumFile(albums, master));
 
-        files->write("prefs.plist", "<plist><dict><key>port</key><integer>0</integer>"
-                                    "<key>siteLayout</key><string>Default</string><key>libraries"
-                                    "</key><array>" +
-                                        libraryEntry(0, lib, true) +
-                                        libraryEntry(1, files->path() + "/Limited", false) +
-                                        "</array></dict></plist>");
+        files->write("prefs.plist", jsonfixture::serverPrefs(
+                                        jsonfixture::library(0, lib, true) +
+                                        jsonfixture::library(1, files->path("Limited"), false)));
         server = new testsupport::ServerProcess;
         ASSERT_TRUE(server->start({"--prefs", files->path() + "/prefs.plist", "--resources",
                                    TESSELLAN_SOURCE_DIR "/resources"},

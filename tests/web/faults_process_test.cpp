@@ -62,11 +62,7 @@ class FaultTest : public ::testing::Test {
             files.write("Library/" + std::to_string(i) + ".jpg", jpeg(320 + 16 * i, 240));
         album = files.write("Library/AlbumData.xml", albumOf(lib, "Before", 6));
         setTime(album, loaded);
-        files.write("prefs.plist", plist(integer("port", 0) + string("siteLayout", "Default") +
-                                         key("libraries") + "<array><dict>" + integer("id", 0) +
-                                         string("name", "L") + string("path", lib) + key("albums") +
-                                         "<array><integer>1</integer></array>" +
-                                         boolean("FullSizeDownload", true) + "</dict></array>"));
+        files.write("prefs.plist", serverPrefs(library(0, lib, true)));
         files.sub("cache");
     }
     void TearDown() override {
