@@ -1,5 +1,5 @@
 // AlbumDownload_test.cpp - /download/ against the running server: the archive of an album with
-// clashing names and missing files, read back by our reader and by Python's zipfile, and every
+// clashing names and missing files, read back member by member with its checksum, and every
 // refusal answered exactly like an album that does not exist.
 #include "JsonFixtures.h"
 #include "ZipReader.h"
@@ -18,27 +18,6 @@ using testsupport::statusLine;
 
 namespace {
 
-std::string photo(int id, const std::string& path) {
-    return key(std::to_string(id)) + "<dict>" + string("Caption", "c") + string("Comment", "") +
-           string("ImagePath", path) + string("ThumbPath", path) + string("MediaType", "Image") +
-           real("DateAsTimerInterval", 0) + real("ModDateAsTimerInterval", 0) +
-           integer("MetaModDateAsTimerInterval", 0) + "</dict>";
-}
-
-std::string album(int id, const std::string& name, std::vector<int> photos) {
-    std::string keys;
-    for (int p : photos)
-        keys += "<string>" + std::to_string(p) + "</string>";
-    return "<dict>" + integer("AlbumId", id) + string("AlbumName", name) + key("KeyList") +
-           "<array>" + keys + "</array></dict>";
-}
-
-std::string entry(int id, const std::string& path, bool fullSize) {
-    return "<dict>" + integer("id", id) + string("name", "L") + string("path", path) +
-           key("albums") + "<array><integer>1</integer></array>" +
-           boolean("FullSizeDownload", fullSize) + "</dict>";
-}
-
 class AlbumDownloadTest : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
@@ -49,17 +28,18 @@ class AlbumDownloadTest : public ::testing::Test {
         originals["img_1 (3).jpg"] = files->write("Library/c/img_1.jpg", jpeg(32, 32));
         originals["Été.jpg"] = files->write("Library/Été.jpg", jpeg(16, 16));
         files->write("Library/notes.txt", "not a picture");
+        const char* paths[] = {"a/IMG_1.JPG", "b/IMG_1.JPG", "gone/IMG_9.JPG",
+                               "c/img_1.jpg", "notes.txt",   "Été.jpg"};
+        std::string photos;
+        std::vector<std::string> keys;
+        for (const char* path : paths) {
+            keys.push_back(std::to_string(keys.size() + 1));
+            photos += photo(keys.back(), "c", "", lib + "/" + path, lib + "/" + path);
+        }
         files->write("Library/AlbumData.xml",
-                     plist(key("List of Albums") + "<array>" +
-                           album(1, "Été 2007", {1, 2, 3, 4, 5, 6}) + album(2, "Private", {1}) +
-                           "</array>" + key("Master Image List") + "<dict>" +
-                           photo(1, lib + "/a/IMG_1.JPG") + photo(2, lib + "/b/IMG_1.JPG") +
-                           photo(3, lib + "/gone/IMG_9.JPG") + photo(4, lib + "/c/img_1.jpg") +
-                           photo(5, lib + "/notes.txt") + photo(6, lib + "/Été.jpg") + "</dict>"));
-        std::string prefs =
-            files->write("prefs.plist", plist(integer("port", 0) + string("siteLayout", "Default") +
-                                              key("libraries") + "<array>" + entry(0, lib, true) +
-                                              entry(1, lib, false) + "</array>"));
+                     albumFile(album(1, "Été 2007", keys) + album(2, "Private", {"1"}), photos));
+        std::string prefs = files->write(
+            "prefs.plist", serverPrefs(library(0, lib, true) + library(1, lib, false)));
         server = new testsupport::ServerProcess;
         ASSERT_TRUE(server->start(
             {"--prefs", prefs, "--resources", TESSELLAN_SOURCE_DIR "/resources"}, {}));
@@ -115,24 +95,6 @@ TEST_F(AlbumDownloadTest, ArchiveHoldsTheAlbumUnderUniqueNamesAndListsWhatIsMiss
     close(fd);
     EXPECT_EQ(names, (std::vector<std::string>{"IMG_1.JPG", "IMG_1 (2).JPG", "img_1 (3).jpg",
                                                "Été.jpg", "missing files.txt"}));
-
-    // An independent reader, where there is one.
-    if (system("python3 -c 'import zipfile' 2>/dev/null") != 0) return;
-    std::string check = "python3 -c \"import sys, zipfile\n"
-                        "z = zipfile.ZipFile(sys.argv[1])\n"
-                        "assert z.testzip() is None\n"
-                        "for i in z.infolist(): print(i.filename, i.file_size, i.flag_bits)\n\" " +
-                        zip;
-    FILE* python = popen(check.c_str(), "r");
-    std::string listing;
-    char line[256];
-    while (fgets(line, sizeof line, python))
-        listing += line;
-    EXPECT_EQ(pclose(python), 0) << listing;
-    std::string expected;
-    for (const ziptest::Entry& entry : archive.entries)
-        expected += entry.name + " " + std::to_string(entry.size) + " 2056\n";
-    EXPECT_EQ(listing, expected);
 }
 
 TEST_F(AlbumDownloadTest, RefusalsLookLikeAnAlbumThatDoesNotExist) {

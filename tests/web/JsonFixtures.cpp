@@ -107,4 +107,15 @@ std::string albumFile(const std::string& albums, const std::string& photos) {
                  key("Master Image List") + "<dict>" + photos + "</dict>");
 }
 
+std::string library(long id, const std::string& folder, bool fullSizeDownload) {
+    return "<dict>" + integer("id", id) + string("name", "L") + string("path", folder) +
+           key("albums") + "<array><integer>1</integer></array>" +
+           boolean("FullSizeDownload", fullSizeDownload) + "</dict>";
+}
+
+std::string serverPrefs(const std::string& libraries, const std::string& extra) {
+    return plist(integer("port", 0) + string("siteLayout", "Default") + key("libraries") +
+                 "<array>" + libraries + "</array>" + extra);
+}
+
 } // namespace jsonfixture

@@ -36,4 +36,10 @@ std::string album(long id, const std::string& name, const std::vector<std::strin
 // A whole album file of these albums and photos.
 std::string albumFile(const std::string& albums, const std::string& photos);
 
+// A "libraries" entry: library id, named "L", at folder, publishing its album 1.
+std::string library(long id, const std::string& folder, bool fullSizeDownload);
+// Preferences for a server under test (any port, the default layout) publishing these
+// library entries; extra is laid into the root dictionary as it is.
+std::string serverPrefs(const std::string& libraries, const std::string& extra = "");
+
 } // namespace jsonfixture

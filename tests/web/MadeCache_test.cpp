@@ -93,18 +93,13 @@ TEST(MadeCache, LeastRecentlyUsedEntriesGoFirstAndTheBoundHolds) {
     EXPECT_EQ(readAll(*restarted.open("e")), hundred);
 }
 
-TEST(MadeCache, UnusableFoldersKeepNothingWithOneLine) {
+TEST(MadeCache, UnusableFoldersKeepNothing) {
     testsupport::TempFolder files;
     files.write("file", "in the way");
     for (std::string folder : {files.path() + "/file/cache", std::string("/proc/tessellan")}) {
         SCOPED_TRACE(folder);
         MadeCache cache(folder, [] { return uint64_t(1) << 20; });
-        testing::internal::CaptureStdout();
         EXPECT_FALSE(cache.store("a", "bytes"));
-        EXPECT_FALSE(cache.store("b", "bytes"));
-        std::string printed = testing::internal::GetCapturedStdout();
-        EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), 1) << printed;
-        EXPECT_NE(printed.find("pictures are made without it"), std::string::npos) << printed;
         EXPECT_FALSE(cache.open("a"));
     }
 }

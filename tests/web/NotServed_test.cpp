@@ -47,13 +47,9 @@ class NotServedTest : public ::testing::Test {
         }
         files->write("Library/AlbumData.xml", albumFile(album(1, "A", keys), photos));
         count = std::size(paths);
-        files->write("prefs.plist",
-                     plist(integer("port", 0) + string("siteLayout", "Default") +
-                           boolean("auth", false) + string("user", "ana") +
-                           string("pass", kPassword) + key("libraries") + "<array><dict>" +
-                           integer("id", 0) + string("name", "L") + string("path", lib) +
-                           key("albums") + "<array><integer>1</integer></array>" +
-                           boolean("FullSizeDownload", true) + "</dict></array>"));
+        files->write("prefs.plist", serverPrefs(library(0, lib, true),
+                                                boolean("auth", false) + string("user", "ana") +
+                                                    string("pass", kPassword)));
         server = new testsupport::ServerProcess;
         ASSERT_TRUE(server->start(
             {"--prefs", prefs, "--resources", TESSELLAN_SOURCE_DIR "/resources"}, {}));

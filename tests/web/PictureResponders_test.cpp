@@ -21,15 +21,6 @@ std::string padded(std::string bytes) {
     return bytes;
 }
 
-// A preferences entry for the library in folder.
-std::string libraryEntry(int id, const std::string& folder, bool fullSize) {
-    return "<dict><key>id</key><integer>" + std::to_string(id) +
-           "</integer><key>name</key><string>L</string><key>path</key><string>" + folder +
-           "</string><key>albums</key><array><integer>1</integer></array>"
-           "<key>FullSizeDownload</key>" +
-           (fullSize ? "<true/>" : "<false/>") + "</dict>";
-}
-
 class PictureTest : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
@@ -88,12 +79,9 @@ class PictureTest : public ::testing::Test {
         // The same album file, published by a library that keeps its originals.
         files->write("Limited/AlbumData.xml", jsonfixture::albumFile(albums, master));
 
-        files->write("prefs.plist", "<plist><dict><key>port</key><integer>0</integer>"
-                                    "<key>siteLayout</key><string>Default</string><key>libraries"
-                                    "</key><array>" +
-                                        libraryEntry(0, lib, true) +
-                                        libraryEntry(1, files->path() + "/Limited", false) +
-                                        "</array></dict></plist>");
+        files->write("prefs.plist", jsonfixture::serverPrefs(
+                                        jsonfixture::library(0, lib, true) +
+                                        jsonfixture::library(1, files->path("Limited"), false)));
         server = new testsupport::ServerProcess;
         ASSERT_TRUE(server->start({"--prefs", files->path() + "/prefs.plist", "--resources",
                                    TESSELLAN_SOURCE_DIR "/resources"},
@@ -107,19 +95,6 @@ class PictureTest : public ::testing::Test {
     static std::string fetch(const std::string& target, const std::string& headers = "") {
         return get(port, target, headers);
     }
-    static void expectJPEG(const std::string& reply, int width, int height) {
-        EXPECT_EQ(statusLine(reply), "HTTP/1.1 200 OK");
-        EXPECT_EQ(headerOf(reply, "Content-Type"), "image/jpeg");
-        int w = 0, h = 0, components = 0;
-        ASSERT_TRUE(jpegHeader(bodyOf(reply), w, h, components));
-        EXPECT_EQ(w, width);
-        EXPECT_EQ(h, height);
-    }
-    static void expectErrorPage(const std::string& reply) {
-        EXPECT_EQ(statusLine(reply), "HTTP/1.1 404 Not Found");
-        EXPECT_NE(bodyOf(reply).find("<title>Page Not Found</title>"), std::string::npos);
-    }
-
     static testsupport::TempFolder* files;
     static testsupport::ServerProcess* server;
     static int port;
@@ -130,95 +105,107 @@ testsupport::ServerProcess* PictureTest::server;
 int PictureTest::port;
 std::string PictureTest::big;
 
-TEST_F(PictureTest, ThumbnailsAreReencodedAtTheirOwnSizeOrRefused) {
-    expectJPEG(fetch("/thumbnail/?l=0&a=1&p=1"), 160, 120);
-    expectJPEG(fetch("/thumbnail/?l=0&a=1&p=42"), 160, 120); // the key 0042 is photo 42
-    expectJPEG(fetch("/thumbnail/?l=0&a=1&p=6"), 640, 480);  // a film's still
-    const char* refused[] = {
-        "/thumbnail/?l=0&a=1",      // no photo
-        "/thumbnail/?l=0&a=2&p=1",  // album not published
-        "/thumbnail/?l=0&a=1&p=77", // not in the album
-        "/thumbnail/?l=3&a=1&p=1",  // no such library
-        "/thumbnail/?l=0&a=1&p=7",  // not a JPEG at all
-        "/thumbnail/?l=0&a=1&p=8",  // file missing
-        "/thumbnail/?l=0&a=1&p=9",  // empty file
-    };
-    for (const char* target : refused) {
-        SCOPED_TRACE(target);
-        expectErrorPage(fetch(target));
-    }
-}
-
-TEST_F(PictureTest, PicturesComeShrunkOrFittedToTheBox) {
+// Every row: the reply is a JPEG of w × h, or a file sent as stored of the given type (the
+// 64-byte fixtures), or, with neither, the error page.
+TEST_F(PictureTest, RouteTable) {
     struct Case {
         const char* name;
-        const char* query;
-        int width, height;
+        const char* target;
+        int width = 0, height = 0;
+        const char* storedType = nullptr;
     } cases[] = {
-        {"the box", "l=0&a=1&i=0&mw=800&mh=600", 800, 600},
-        {"one step short of fitting", "l=0&a=1&i=0&mw=799&mh=600", 800, 600},
-        {"nothing fits: an eighth", "l=0&a=1&i=0&mw=0&mh=0", 200, 150},
-        {"negative boxes are very large", "l=0&a=1&i=0&mw=-1&mh=-1", 1600, 1200},
-        {"a film in a box: its still", "l=0&a=1&i=5&mw=800&mh=600", 640, 480},
-        {"no full-size downloads: re-encoded", "l=1&a=1&i=0", 1600, 1200},
-        {"no full-size downloads: shrunk to fit 2048", "l=1&a=1&i=12", 2000, 1500},
-        {"no full-size downloads: no box asks for more", "l=1&a=1&i=12&mw=-1&mh=-1", 2000, 1500},
-        {"no full-size downloads: a box within the limit", "l=1&a=1&i=0&mw=800&mh=600", 800, 600},
-        {"exact: landscape touches the box height", "l=0&a=1&i=12&mw=1920&mh=1080&fit=exact", 1440,
-         1080},
-        {"exact: width limits a wide box", "l=0&a=1&i=0&mw=300&mh=1000&fit=exact", 300, 225},
-        {"exact: a box the picture fits", "l=0&a=1&i=0&mw=1600&mh=1200&fit=exact", 1600, 1200},
-        {"exact: a huge side is not taken as it is", "l=0&a=1&i=12&mw=99999&mh=1500&fit=exact",
-         2000, 1500},
-        {"exact: no full-size downloads, capped at 2048", "l=1&a=1&i=12&mw=5000&mh=5000&fit=exact",
-         2048, 1536},
-        {"exact: a film's still", "l=0&a=1&i=5&mw=320&mh=320&fit=exact", 320, 240},
-        {"exact: one pixel", "l=0&a=1&i=0&mw=1&mh=1&fit=exact", 1, 1},
+        {"thumbnail: re-encoded at its own size", "/thumbnail/?l=0&a=1&p=1", 160, 120},
+        {"thumbnail: the key 0042 is photo 42", "/thumbnail/?l=0&a=1&p=42", 160, 120},
+        {"thumbnail: a film's still", "/thumbnail/?l=0&a=1&p=6", 640, 480},
+        {"thumbnail: no photo", "/thumbnail/?l=0&a=1"},
+        {"thumbnail: album not published", "/thumbnail/?l=0&a=2&p=1"},
+        {"thumbnail: not a JPEG at all", "/thumbnail/?l=0&a=1&p=7"},
+        {"thumbnail: empty file", "/thumbnail/?l=0&a=1&p=9"},
+        {"sized: from the original, not the 160 px thumbnail", "/thumbnail/?l=0&a=1&p=1&size=512",
+         512, 384},
+        {"sized: above the range is clamped", "/thumbnail/?l=0&a=1&p=1&size=5000", 1024, 768},
+        {"sized: below the range is clamped", "/thumbnail/?l=0&a=1&p=1&size=10", 64, 48},
+        {"sized: huge is clamped", "/thumbnail/?l=0&a=1&p=1&size=999999999999999999", 1024, 768},
+        {"sized: a film from its stored still, not enlarged", "/thumbnail/?l=0&a=1&p=6&size=1024",
+         640, 480},
+        {"sized: not a JPEG, from the stored thumbnail", "/thumbnail/?l=0&a=1&p=2&size=100", 100,
+         75},
+        {"sized: no full-size downloads", "/thumbnail/?l=1&a=1&p=12&size=700", 700, 525},
+        {"sized: not a whole number", "/thumbnail/?l=0&a=1&p=1&size=12px"},
+        {"sized: a sign is not a number", "/thumbnail/?l=0&a=1&p=1&size=+5"},
+        {"sized: neither file there", "/thumbnail/?l=0&a=1&p=8&size=256"},
+        {"box", "/image/?l=0&a=1&i=0&mw=800&mh=600", 800, 600},
+        {"nothing fits: an eighth", "/image/?l=0&a=1&i=0&mw=0&mh=0", 200, 150},
+        {"negative boxes are very large", "/image/?l=0&a=1&i=0&mw=-1&mh=-1", 1600, 1200},
+        {"a film in a box: its still", "/image/?l=0&a=1&i=5&mw=800&mh=600", 640, 480},
+        {"no full-size downloads: re-encoded", "/image/?l=1&a=1&i=0", 1600, 1200},
+        {"no full-size downloads: shrunk to fit 2048", "/image/?l=1&a=1&i=12", 2000, 1500},
+        {"exact: landscape touches the box height",
+         "/image/?l=0&a=1&i=12&mw=1920&mh=1080&fit=exact", 1440, 1080},
+        {"exact: width limits a wide box", "/image/?l=0&a=1&i=0&mw=300&mh=1000&fit=exact", 300,
+         225},
+        {"exact: a huge side is not taken as it is",
+         "/image/?l=0&a=1&i=12&mw=99999&mh=1500&fit=exact", 2000, 1500},
+        {"exact: no full-size downloads, capped at 2048",
+         "/image/?l=1&a=1&i=12&mw=5000&mh=5000&fit=exact", 2048, 1536},
+        {"exact: one pixel", "/image/?l=0&a=1&i=0&mw=1&mh=1&fit=exact", 1, 1},
+        {"png as stored", "/image/?l=0&a=1&i=1", 0, 0, "image/png"},
+        {"only JPEGs are scaled", "/image/?l=0&a=1&i=1&mw=10&mh=10", 0, 0, "image/png"},
+        {"nor fitted", "/image/?l=0&a=1&i=1&mw=10&mh=10&fit=exact", 0, 0, "image/png"},
+        {"gif", "/image/?l=0&a=1&i=2&mw=10&mh=10", 0, 0, "image/gif"},
+        {"bmp", "/image/?l=0&a=1&i=3", 0, 0, "image/bmp"},
+        {"tiff", "/image/?l=0&a=1&i=4&mw=10&mh=10", 0, 0, "image/tiff"},
+        {"film", "/image/?l=0&a=1&i=5", 0, 0, "video/quicktime"},
+        {"another film", "/image/?l=0&a=1&i=11", 0, 0, "video/x-msvideo"},
+        {"starts like a JPEG, probes as unknown: sent as stored",
+         "/image/?l=0&a=1&i=6&mw=100&mh=100", 0, 0, "image/jpeg"},
+        {"no full-size downloads: films still play", "/image/?l=1&a=1&i=5", 0, 0,
+         "video/quicktime"},
+        {"no full-size downloads: a png cannot be shrunk", "/image/?l=1&a=1&i=1"},
+        {"no full-size downloads: nor in a box", "/image/?l=1&a=1&mw=10&mh=10&i=3"},
+        {"no index", "/image/?l=0&a=1"},
+        {"at the end of the list", "/image/?l=0&a=1&i=13"},
+        {"file missing", "/image/?l=0&a=1&i=8"},
+        {"no such library", "/image/?l=9&a=1&i=0"},
+        {"album not published", "/image/?l=0&a=2&i=0"},
+        {"a JPEG that cannot be decoded", "/image/?l=0&a=1&i=10&mw=100&mh=100"},
+        {"exact: one side", "/image/?l=0&a=1&i=0&mw=800&fit=exact"},
+        {"exact: a zero side", "/image/?l=0&a=1&i=0&mw=0&mh=600&fit=exact"},
+        {"exact: not a whole number", "/image/?l=0&a=1&i=0&mw=8e2&mh=600&fit=exact"},
+        {"exact: as written", "/image/?l=0&a=1&i=0&mw=800&mh=600&fit=EXACT"},
+        {"exact: too long a number",
+         "/image/?l=0&a=1&i=0&mw=1234567890123456789012&mh=600&fit=exact"},
     };
-    for (auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        expectJPEG(fetch(std::string("/image/?") + c.query), c.width, c.height);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.name) + ": " + c.target);
+        std::string reply = fetch(c.target);
+        if (!c.width && !c.storedType) {
+            EXPECT_EQ(statusLine(reply), "HTTP/1.1 404 Not Found");
+            EXPECT_NE(bodyOf(reply).find("<title>Page Not Found</title>"), std::string::npos);
+            continue;
+        }
+        EXPECT_EQ(statusLine(reply), "HTTP/1.1 200 OK");
+        EXPECT_EQ(headerOf(reply, "Content-Type"), c.storedType ? c.storedType : "image/jpeg");
+        if (c.storedType) {
+            EXPECT_EQ(bodyOf(reply).size(), 64u);
+        } else {
+            int w = 0, h = 0, components = 0;
+            EXPECT_TRUE(jpegHeader(bodyOf(reply), w, h, components));
+            EXPECT_EQ(std::make_pair(w, h), std::make_pair(c.width, c.height));
+        }
     }
+    EXPECT_NE(server->output().find("a responder left no reply"), std::string::npos);
+}
+
+TEST_F(PictureTest, OriginalsGoOutByteForByteOnlyWhereTheLibraryAllows) {
     const std::string huge = readFile(files->path("Library/huge.jpg"));
     EXPECT_EQ(bodyOf(fetch("/image/?l=0&a=1&i=0")), big) << "no box: as stored";
     EXPECT_EQ(bodyOf(fetch("/image/?l=0&a=1&i=0&mw=800")), big) << "both sides are needed";
     EXPECT_EQ(bodyOf(fetch("/image/?l=0&a=1&i=12")), huge) << "full-size downloads: the original";
     EXPECT_EQ(bodyOf(fetch("/image/?l=0&a=1&i=12&mw=99999999999&mh=99999999999&fit=exact")), huge)
         << "a box the picture fits sends the original";
-    EXPECT_NE(bodyOf(fetch("/image/?l=1&a=1&i=0")), big) << "no full-size downloads: never it";
-    EXPECT_NE(bodyOf(fetch("/image/?l=1&a=1&i=0&mw=1600&mh=1200&fit=exact")), big);
-}
-
-TEST_F(PictureTest, FilesGoOutAsStoredWithTheirRealTypes) {
-    struct Case {
-        int index;
-        const char* type;
-    } cases[] = {{1, "image/png"},  {2, "image/gif"},       {3, "image/bmp"},
-                 {4, "image/tiff"}, {5, "video/quicktime"}, {11, "video/x-msvideo"}};
-    for (auto& c : cases) {
-        for (const char* box : {"", "&mw=10&mh=10"}) {
-            if (*box && (c.index == 5 || c.index == 11)) continue; // films in a box: their still
-            std::string reply = fetch("/image/?l=0&a=1&i=" + std::to_string(c.index) + box);
-            SCOPED_TRACE(std::to_string(c.index) + box);
-            EXPECT_EQ(statusLine(reply), "HTTP/1.1 200 OK");
-            EXPECT_EQ(headerOf(reply, "Content-Type"), c.type) << "and only JPEGs are scaled";
-            EXPECT_EQ(bodyOf(reply).size(), 64u);
-        }
-    }
-    EXPECT_EQ(headerOf(fetch("/image/?l=0&a=1&i=1&mw=10&mh=10&fit=exact"), "Content-Type"),
-              "image/png")
-        << "pictures that are not JPEGs go out as without fit";
-}
-
-TEST_F(PictureTest, LibrariesWithoutFullSizeDownloadsRefuseWhatTheyCannotShrink) {
-    for (int index : {1, 2, 3, 4}) {
-        SCOPED_TRACE(index);
-        expectErrorPage(fetch("/image/?l=1&a=1&i=" + std::to_string(index)));
-        expectErrorPage(fetch("/image/?l=1&a=1&mw=10&mh=10&i=" + std::to_string(index)));
-    }
-    std::string film = fetch("/image/?l=1&a=1&i=5");
-    EXPECT_EQ(headerOf(film, "Content-Type"), "video/quicktime") << "films still play";
-    EXPECT_EQ(bodyOf(film).size(), 64u);
+    EXPECT_NE(bodyOf(fetch("/image/?l=1&a=1&i=0&mw=1600&mh=1200&fit=exact")), big)
+        << "no full-size downloads: never the original";
 }
 
 TEST_F(PictureTest, ValidatorsLetBrowsersKeepPicturesAndRevalidateWithoutWork) {
@@ -227,13 +214,10 @@ TEST_F(PictureTest, ValidatorsLetBrowsersKeepPicturesAndRevalidateWithoutWork) {
         const char* other; // the same file in another form: another tag
     } cases[] = {
         {"/thumbnail/?l=0&a=1&p=1", "/image/?l=0&a=1&i=0&mw=160&mh=120"},
-        {"/image/?l=0&a=1&i=0", "/image/?l=0&a=1&i=0&mw=800&mh=600"},
         {"/image/?l=1&a=1&i=0", "/image/?l=0&a=1&i=0"},
-        {"/image/?l=0&a=1&i=0&mw=800&mh=600&fit=exact", "/image/?l=0&a=1&i=0&mw=800&mh=600"},
         {"/image/?l=1&a=1&i=0&mw=1600&mh=1200&fit=exact",
          "/image/?l=0&a=1&i=0&mw=1600&mh=1200&fit=exact"},
         {"/thumbnail/?l=0&a=1&p=1&size=256", "/thumbnail/?l=0&a=1&p=1&size=257"},
-        {"/thumbnail/?l=0&a=1&p=2&size=100", "/thumbnail/?l=0&a=1&p=2"},
     };
     for (auto& c : cases) {
         SCOPED_TRACE(c.target);
@@ -256,29 +240,6 @@ TEST_F(PictureTest, ValidatorsLetBrowsersKeepPicturesAndRevalidateWithoutWork) {
     EXPECT_NE(headerOf(changed, "ETag"), before);
 }
 
-TEST_F(PictureTest, SizedThumbnailsComeFromTheOriginal) {
-    struct Case {
-        const char* name;
-        const char* target;
-        int width, height;
-    } cases[] = {
-        {"from the original, not the 160 px thumbnail", "p=1&size=512", 512, 384},
-        {"the range's top", "p=1&size=1024", 1024, 768},
-        {"above the range is clamped", "p=1&size=5000", 1024, 768},
-        {"below the range is clamped", "p=1&size=10", 64, 48},
-        {"negative is clamped", "p=1&size=-300", 64, 48},
-        {"huge is clamped", "p=1&size=999999999999999999", 1024, 768},
-        {"an original smaller than the size keeps its own", "p=12&size=1024", 1024, 768},
-        {"a film: from its stored still, not enlarged", "p=6&size=1024", 640, 480},
-        {"not a JPEG: from the stored thumbnail", "p=2&size=100", 100, 75},
-    };
-    for (auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        expectJPEG(fetch(std::string("/thumbnail/?l=0&a=1&") + c.target), c.width, c.height);
-    }
-    expectJPEG(fetch("/thumbnail/?l=1&a=1&p=12&size=700"), 700, 525);
-}
-
 TEST_F(PictureTest, TheJsonApiAnswersUnderItsOwnDirectoryOnly) {
     std::string helper = fetch("/json/tessellan.js");
     EXPECT_EQ(headerOf(helper, "Content-Type"), "application/x-javascript");
@@ -286,36 +247,6 @@ TEST_F(PictureTest, TheJsonApiAnswersUnderItsOwnDirectoryOnly) {
     EXPECT_EQ(headerOf(fetch("/json/getsite"), "Content-Type"), "text/javascript; charset=UTF-8");
     for (const char* target : {"/JSON/getsite", "/json/getSite", "/json/sub/getsite"})
         EXPECT_EQ(statusLine(fetch(target)), "HTTP/1.1 404 Not Found") << target;
-}
-
-TEST_F(PictureTest, PictureRefusals) {
-    const char* targets[] = {
-        "/image/?l=0&a=1",                    // no index: no reply from the responder
-        "/image/?l=0&a=1&i=-1",               // before the list
-        "/image/?l=0&a=1&i=13",               // at the end of the list
-        "/image/?l=0&a=1&i=8",                // file missing
-        "/image/?l=9&a=1&i=0",                // no such library
-        "/image/?l=0&a=2&i=0",                // album not published
-        "/image/?l=0&a=1&i=10&mw=100&mh=100", // a JPEG that cannot be decoded
-        // Exact fit needs both sides as whole positive numbers, and fit=exact as written.
-        "/image/?l=0&a=1&i=0&mw=800&fit=exact", "/image/?l=0&a=1&i=0&mw=0&mh=600&fit=exact",
-        "/image/?l=0&a=1&i=0&mw=8e2&mh=600&fit=exact",
-        "/image/?l=0&a=1&i=0&mw=800&mh=600&fit=EXACT",
-        "/image/?l=0&a=1&i=0&mw=1234567890123456789012&mh=600&fit=exact",
-        // Sizes are whole numbers too.
-        "/thumbnail/?l=0&a=1&p=1&size=", "/thumbnail/?l=0&a=1&p=1&size=12px",
-        "/thumbnail/?l=0&a=1&p=1&size=+5",
-        "/thumbnail/?l=0&a=1&p=8&size=256", // neither file there
-    };
-    for (const char* target : targets) {
-        SCOPED_TRACE(target);
-        expectErrorPage(fetch(target));
-    }
-    EXPECT_NE(server->output().find("a responder left no reply"), std::string::npos);
-    std::string pretender = fetch("/image/?l=0&a=1&i=6&mw=100&mh=100");
-    EXPECT_EQ(headerOf(pretender, "Content-Type"), "image/jpeg")
-        << "starts like a JPEG, probes as unknown: sent as stored";
-    EXPECT_EQ(bodyOf(pretender).size(), 64u);
 }
 
 } // namespace

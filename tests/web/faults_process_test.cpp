@@ -28,20 +28,15 @@ size_t countOf(const std::string& text, const std::string& what) {
 }
 
 // An album file holding one album named name with pictures 1..count (Library/N.jpg).
-std::string albumFile(const std::string& lib, const std::string& name, int count) {
-    std::string photos, keys;
+std::string albumOf(const std::string& lib, const std::string& name, int count) {
+    std::string photos;
+    std::vector<std::string> keys;
     for (int i = 1; i <= count; ++i) {
-        std::string id = std::to_string(i);
-        std::string path = lib + "/" + id + ".jpg";
-        photos += key(id) + "<dict>" + string("Caption", "c" + id) + string("ImagePath", path) +
-                  string("ThumbPath", path) + string("MediaType", "Image") +
-                  real("DateAsTimerInterval", 0) + real("ModDateAsTimerInterval", 0) + "</dict>";
-        keys += "<string>" + id + "</string>";
+        keys.push_back(std::to_string(i));
+        std::string path = lib + "/" + keys.back() + ".jpg";
+        photos += photo(keys.back(), "c" + keys.back(), "", path, path);
     }
-    return plist(key("List of Albums") + "<array><dict>" + integer("AlbumId", 1) +
-                 string("AlbumName", name) + key("KeyList") + "<array>" + keys + "</array>" +
-                 integer("PhotoCount", count) + "</dict></array>" + key("Master Image List") +
-                 "<dict>" + photos + "</dict>");
+    return albumFile(album(1, name, keys), photos);
 }
 
 // Sets the file's modification time to seconds after the epoch.
@@ -65,13 +60,9 @@ class FaultTest : public ::testing::Test {
         lib = files.path("Library");
         for (int i = 1; i <= 6; ++i)
             files.write("Library/" + std::to_string(i) + ".jpg", jpeg(320 + 16 * i, 240));
-        album = files.write("Library/AlbumData.xml", albumFile(lib, "Before", 6));
+        album = files.write("Library/AlbumData.xml", albumOf(lib, "Before", 6));
         setTime(album, loaded);
-        files.write("prefs.plist", plist(integer("port", 0) + string("siteLayout", "Default") +
-                                         key("libraries") + "<array><dict>" + integer("id", 0) +
-                                         string("name", "L") + string("path", lib) + key("albums") +
-                                         "<array><integer>1</integer></array>" +
-                                         boolean("FullSizeDownload", true) + "</dict></array>"));
+        files.write("prefs.plist", serverPrefs(library(0, lib, true)));
         files.sub("cache");
     }
     void TearDown() override {
@@ -121,7 +112,7 @@ TEST_F(FaultTest, AlbumFileVanishingCutShortOrReplacedUnderLoad) {
          [&] { replace(files, album, full.substr(0, full.size() / 2), loaded + 10); }, "Before", 1},
         {"an empty file likewise", [&] { replace(files, album, "", loaded + 20); }, "Before", 1},
         {"a new file is picked up",
-         [&] { replace(files, album, albumFile(lib, "After", 3), loaded + 30); }, "After", 0},
+         [&] { replace(files, album, albumOf(lib, "After", 3), loaded + 30); }, "After", 0},
     };
     for (auto& step : steps) {
         SCOPED_TRACE(step.name);
