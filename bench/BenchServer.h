@@ -196,6 +196,21 @@ inline pid_t startNginx(const std::string& root, int port, int core, const char*
     return child;
 }
 
+// Replies per second wrk reported for url with its arguments (e.g. "-t1 -c8 -d5s"), run on
+// core when core >= 0; 0 when wrk is missing or failed.
+inline double wrkRepliesPerSecond(const std::string& url, const std::string& arguments,
+                                  int core = -1) {
+    std::string command = (core >= 0 ? "taskset -c " + std::to_string(core) + " " : "") + "wrk " +
+                          arguments + " '" + url + "' 2>&1";
+    FILE* wrk = popen(command.c_str(), "r");
+    double rate = 0;
+    char line[512];
+    while (wrk && fgets(line, sizeof line, wrk))
+        if (sscanf(line, "Requests/sec: %lf", &rate) == 1) break;
+    if (wrk) pclose(wrk);
+    return rate;
+}
+
 inline void stopServer(pid_t server) {
     kill(server, SIGTERM);
     waitpid(server, nullptr, 0);

@@ -59,15 +59,9 @@ int main(int, char** argv) {
     close(fd);
 
     // Thumbnails: wrk on one connection per core's worth of load.
-    std::string command = "wrk -t1 -c8 -d5s 'http://127.0.0.1:" + std::to_string(port) +
-                          "/thumbnail/?l=0&a=1&p=1' 2>&1";
     double cpuBefore = processSeconds(server);
-    FILE* wrk = popen(command.c_str(), "r");
-    double rate = 0;
-    char line[512];
-    while (wrk && fgets(line, sizeof line, wrk))
-        if (sscanf(line, "Requests/sec: %lf", &rate) == 1) break;
-    if (wrk) pclose(wrk);
+    double rate = wrkRepliesPerSecond(
+        "http://127.0.0.1:" + std::to_string(port) + "/thumbnail/?l=0&a=1&p=1", "-t1 -c8 -d5s");
     double cpu = processSeconds(server) - cpuBefore;
     if (rate > 0) {
         printf(

@@ -11,22 +11,6 @@
 
 using namespace bench;
 
-namespace {
-
-// Replies per second that wrk (one thread, eight connections, on core 1) had from url.
-double repliesPerSecond(const std::string& url) {
-    std::string command = "taskset -c 1 wrk -t1 -c8 -d5s '" + url + "' 2>&1";
-    FILE* wrk = popen(command.c_str(), "r");
-    double rate = 0;
-    char line[512];
-    while (wrk && fgets(line, sizeof line, wrk))
-        if (sscanf(line, "Requests/sec: %lf", &rate) == 1) break;
-    if (wrk) pclose(wrk);
-    return rate;
-}
-
-} // namespace
-
 int main(int, char** argv) {
     char dirTemplate[] = "/tmp/tessellan-bench-XXXXXX";
     if (!mkdtemp(dirTemplate)) return 1;
@@ -52,9 +36,9 @@ int main(int, char** argv) {
         fprintf(stderr, "could not fetch %s (curl installed?)\n", url.c_str());
         return 1;
     }
-    double ours = repliesPerSecond(url);
-    double theirs =
-        repliesPerSecond("http://127.0.0.1:" + std::to_string(nginxPort) + "/sized.jpg");
+    double ours = wrkRepliesPerSecond(url, "-t1 -c8 -d5s", 1);
+    double theirs = wrkRepliesPerSecond(
+        "http://127.0.0.1:" + std::to_string(nginxPort) + "/sized.jpg", "-t1 -c8 -d5s", 1);
     if (ours <= 0 || theirs <= 0) {
         printf("wrk is not installed (apt-get install wrk)\n");
     } else {

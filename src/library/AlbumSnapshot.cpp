@@ -1,5 +1,6 @@
 // AlbumSnapshot.cpp - building the indexes and records of one album file, and the lookups.
 #include "library/AlbumSnapshot.h"
+#include "library/ThrownBy.h"
 
 #include <algorithm>
 #include <limits>
@@ -15,16 +16,6 @@ bool isA(CFTypeRef value, CFTypeID type) {
 
 CFTypeRef valueOf(CFDictionaryRef dict, CFStringRef key) {
     return CFDictionaryGetValue(dict, key);
-}
-
-// What running action throws; "" when it returns. Used once per irregular thing at load.
-template <class Action> std::string thrownBy(Action action) {
-    try {
-        action();
-    } catch (const std::runtime_error& e) {
-        return e.what();
-    }
-    return "";
 }
 
 uint32_t leadingDigits(CFTypeRef version) {

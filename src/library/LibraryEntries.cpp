@@ -1,5 +1,6 @@
 // LibraryEntries.cpp - parsing and caching the "libraries" preference.
 #include "library/LibraryEntries.h"
+#include "library/ThrownBy.h"
 
 #include "settings/PreferenceStore.h"
 
@@ -9,15 +10,6 @@
 #include <stdexcept>
 
 namespace {
-
-template <class Action> std::string thrownBy(Action action) {
-    try {
-        action();
-    } catch (const std::runtime_error& e) {
-        return e.what();
-    }
-    return "";
-}
 
 bool isA(CFTypeRef value, CFTypeID type) {
     return value && CFGetTypeID(value) == type;
