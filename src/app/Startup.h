@@ -16,11 +16,10 @@ int TessellanMain();
 // advertisement failed, which stops the server.
 void AcceptConnection(Server* server, int nativeSocket, const CFStreamError* error, void* info);
 
-// Where a request is worked on: pictures (decoded, shrunk and encoded, or read from big files)
-// and album downloads (every file opened and checked first) are heavy work, everything else
-// (pages, layout files, the JSON API) light. A picture asked for with If-None-Match or
-// If-Modified-Since starts as light work (usually a 304) and is sent on to heavy work when it
-// needs decoding after all.
+// Where a request is worked on: album downloads (every file opened and checked first) are heavy
+// work, everything else light. A picture starts as light work and is sent on to heavy work by
+// its responder only when it must be decoded (not for a 304, a made picture already in the
+// cache, or an original sent as it is).
 HttpWorkKind ClassifyRequest(const HttpRequest& request);
 
 // Raises the soft limit on open descriptors to the hard limit (one line on failure).

@@ -46,7 +46,8 @@ class MadeCache {
   private:
     struct Entry {
         uint64_t size;
-        uint64_t used; // tick of its last use
+        uint64_t used;      // tick of its last use
+        time_t stamped = 0; // when its file's time last recorded a use (0: not by us)
     };
     void loadLocked();
     void evictLocked(uint64_t limit);

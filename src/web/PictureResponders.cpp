@@ -125,9 +125,12 @@ void SizedThumbnail(std::unique_ptr<HttpReply>& reply, const CFString_t& path, c
     snprintf(variant, sizeof variant, "s%uq%d", side, kSizedThumbnailQuality);
     Validator validator = FileValidator(file.info(), variant);
     if (NotModified(validator)) return ReplyNotModified(reply, validator, CachePolicy::Keep);
+    if (replyFromCache(reply, file, variant, validator)) {
+        ++stats.thumbnailCount;
+        return;
+    }
     if (sentToHeavy(reply)) return;
     ++stats.thumbnailCount;
-    if (replyFromCache(reply, file, variant, validator)) return;
     std::ostringstream made;
     if (!writeFittedJPEG(readingURL(file), side, side, kSizedThumbnailQuality, made)) {
         --stats.thumbnailCount;
@@ -147,7 +150,6 @@ void ExactFitPicture(std::unique_ptr<HttpReply>& reply, std::ostream& out, Media
              fullSize ? "" : "l");
     Validator made = FileValidator(file.info(), variant);
     if (NotModified(made)) return ReplyNotModified(reply, made, CachePolicy::Keep);
-    if (sentToHeavy(reply)) return;
     // The original as a browser shows it: upright.
     ImageSize stored = {0, 0};
     getImageInfo(readingURL(file), &stored, nullptr);
@@ -166,6 +168,7 @@ void ExactFitPicture(std::unique_ptr<HttpReply>& reply, std::ostream& out, Media
         ++stats.imageCount;
         return;
     }
+    if (sentToHeavy(reply)) return;
     std::ostringstream picture;
     if (!writeFittedJPEG(readingURL(file), boxWidth, boxHeight, int(quality), picture)) return;
     sendAndKeep(reply, out, file, variant, made, picture.view());
