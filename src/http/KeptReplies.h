@@ -6,8 +6,10 @@
 // handed out and a generation number (what the settings were then). It is used again only while
 // both hold: less than the freshness time has passed since that hand-out, and the generation is
 // still the same. So a file changed at time T is seen by every request that arrives a freshness
-// time after T, and a changed setting at once. Only 200 and 304 replies with an in-memory body of
-// at most kKeptBodyBytes are kept (never a file body). Used on the loop thread only.
+// time after T, and a changed setting at once. Only 200 and 304 replies are kept: with an
+// in-memory body of at most kKeptBodyBytes, or with a file body, whose descriptor the store
+// duplicates and holds (at most kKeptFiles at once) and duplicates again for each copy it hands
+// out. Used on the loop thread only.
 #pragma once
 
 #include "http/HttpMessage.h"
@@ -17,8 +19,10 @@
 #include <string>
 #include <unordered_map>
 
-// The largest body a kept reply may have.
+// The largest in-memory body a kept reply may have.
 constexpr uint64_t kKeptBodyBytes = 256 * 1024;
+// The most replies with a file body kept at once (each holds a descriptor).
+constexpr size_t kKeptFiles = 64;
 
 class KeptReplies {
   public:
@@ -37,11 +41,16 @@ class KeptReplies {
     size_t size() const { return replies_.size(); }
 
   private:
+    struct Kept;
+    void forget(std::unordered_map<std::string, Kept>::iterator kept);
+
     struct Kept {
         int status;
         std::vector<std::pair<std::string, std::string>> headers;
         std::shared_ptr<const std::string> body; // null: none
-        uint64_t until;                          // loop time it stops being fresh
+        std::shared_ptr<const int> file;         // a file body's own descriptor; null: none
+        uint64_t fileOffset, fileLength;
+        uint64_t until; // loop time it stops being fresh
         uint64_t generation;
         uint64_t ownedBytes; // bytes of the body the store alone holds
     };
@@ -49,5 +58,6 @@ class KeptReplies {
     size_t maxReplies_;
     uint64_t maxBytes_;
     uint64_t bytes_ = 0;
+    size_t files_ = 0; // kept replies with a file body
     std::unordered_map<std::string, Kept> replies_;
 };

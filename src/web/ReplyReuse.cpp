@@ -30,11 +30,9 @@ bool ReplyReuseKey(const HttpRequest& request, std::string& key) {
     if (url.empty() || url.size() > kMaxURLBytes) return false;
     if (request.headerValue("Range") || request.headerValue("If-Range")) return false;
     std::string_view directory = directoryOf(url);
-    if (directory != "/" && directory != "/json/") {
-        bool conditional =
-            request.headerValue("If-None-Match") || request.headerValue("If-Modified-Since");
-        if (!conditional || (directory != "/thumbnail/" && directory != "/image/")) return false;
-    }
+    if (directory != "/" && directory != "/json/" && directory != "/thumbnail/" &&
+        directory != "/image/")
+        return false;
     key.clear();
     key += request.isHead() ? 'H' : 'G';
     key.append(url);
