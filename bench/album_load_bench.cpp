@@ -154,7 +154,7 @@ Lookups timeLookups(unsigned id, size_t photos) {
     result.record = perCall([&](int i) {
         std::optional<AlbumPhotos> list = libGetAlbumPhotos(id, album);
         const PhotoInfo& photo = (*list)[size_t(i) % list->size()];
-        sink = sink + size_t(CFStringGetLength(photo.imagePath)) + size_t(photo.date);
+        sink = sink + size_t(CFStringGetLength(photo.imagePath.resolved())) + size_t(photo.date);
     });
     result.thumbnail = perCall([&](int i) {
         CFString_t path = libGetImagePath(id, album, unsigned(1000 + size_t(i) % photos), true);
@@ -162,7 +162,8 @@ Lookups timeLookups(unsigned id, size_t photos) {
     });
     result.picture = perCall([&](int i) {
         std::optional<AlbumPhotos> list = libGetAlbumPhotos(id, album);
-        sink = sink + size_t(CFStringGetLength((*list)[size_t(i) % list->size()].imagePath));
+        sink = sink +
+               size_t(CFStringGetLength((*list)[size_t(i) % list->size()].imagePath.resolved()));
     });
     result.copiedList = perCall([&](int) {
         std::vector<PhotoInfo> list;

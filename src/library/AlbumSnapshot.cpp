@@ -36,25 +36,6 @@ CFStringRef archivePathOf(CFDictionaryRef root) {
     return isA(value, kCFStringTypeID) ? static_cast<CFStringRef>(value) : nullptr;
 }
 
-// The last component of a POSIX path as a file URL names it: trailing slashes are not part of
-// it, and a path of slashes only answers "/".
-CFString_t lastPathComponent(const CFString_t& path) {
-    CFIndex end = CFStringGetLength(path);
-    while (end > 1 && CFStringGetCharacterAtIndex(path, end - 1) == '/')
-        --end;
-    CFIndex start = end;
-    while (start > 0 && CFStringGetCharacterAtIndex(path, start - 1) != '/')
-        --start;
-    if (start == end && end > 0) return CFString_t("/");
-    if (const uint8_t* narrow = CFStringGetLatin1Ptr(path))
-        return CFString_t(
-            CFStringCreateWithBytes(narrow + start, end - start, kCFStringEncodingISOLatin1),
-            CFString_t::Create);
-    return CFString_t(
-        CFStringCreateWithCharacters(CFStringGetCharactersPtr(path) + start, end - start),
-        CFString_t::Create);
-}
-
 // The record of a photo whose every listed key is present with its type, else null. Agrees
 // with AlbumSnapshot::makeRecord, which throws exactly when this answers null.
 std::optional<PhotoInfo> completeRecord(CFStringRef key, CFDictionaryRef photo,
@@ -74,16 +55,15 @@ std::optional<PhotoInfo> completeRecord(CFStringRef key, CFDictionaryRef photo,
         !isA(mediaType, kCFStringTypeID) || !isA(caption, kCFStringTypeID) ||
         !isA(comment, kCFStringTypeID))
         return std::nullopt;
-    CFString_t imagePath = paths.resolve(static_cast<CFStringRef>(image));
-    CFString_t originalPath =
-        original ? paths.resolve(static_cast<CFStringRef>(original)) : imagePath;
-    CFString_t thumbPath = paths.resolve(static_cast<CFStringRef>(thumb));
-    std::optional<PhotoInfo> info(std::in_place, thumbPath, imagePath, originalPath);
+    LibraryPath imagePath = paths.map(static_cast<CFStringRef>(image));
+    std::optional<PhotoInfo> info(
+        std::in_place, paths.map(static_cast<CFStringRef>(thumb)), imagePath,
+        original ? paths.map(static_cast<CFStringRef>(original)) : imagePath);
     info->id = CFStringGetIntValue(key);
     info->date = CFNumber_t(date, CFNumber_t::Get);
     info->modDate = CFNumber_t(modDate, CFNumber_t::Get);
     info->metaModDate = CFNumber_t(metaModDate, CFNumber_t::Get);
-    info->fileName = lastPathComponent(imagePath);
+    info->fileName = imagePath.lastComponent();
     info->mediaType = CFString_t(mediaType, CFString_t::Get);
     info->caption = CFString_t(caption, CFString_t::Get);
     info->comment = CFString_t(comment, CFString_t::Get);
@@ -248,17 +228,16 @@ CFDictionary_t AlbumSnapshot::pictureInfo(CFStringRef key) const {
 
 PhotoInfo AlbumSnapshot::makeRecord(CFStringRef key) const {
     CFDictionary_t photo = pictureInfo(key);
-    CFString_t imagePath = paths_.resolve(photo.get<CFString_t>(CFSTR("ImagePath")));
-    CFString_t original = photo.get(CFSTR("OriginalPath"), imagePath);
-    CFString_t originalPath =
-        original.get() == imagePath.get() ? imagePath : paths_.resolve(original);
-    CFString_t thumbPath = paths_.resolve(photo.get<CFString_t>(CFSTR("ThumbPath")));
-    PhotoInfo info(thumbPath, imagePath, originalPath);
+    CFString_t stored = photo.get<CFString_t>(CFSTR("ImagePath"));
+    LibraryPath imagePath = paths_.map(stored);
+    CFString_t original = photo.get(CFSTR("OriginalPath"), stored);
+    LibraryPath originalPath = original.get() == stored.get() ? imagePath : paths_.map(original);
+    PhotoInfo info(paths_.map(photo.get<CFString_t>(CFSTR("ThumbPath"))), imagePath, originalPath);
     info.id = CFStringGetIntValue(key);
     info.date = photo.get<CFNumber_t>(CFSTR("DateAsTimerInterval"));
     info.modDate = photo.get<CFNumber_t>(CFSTR("ModDateAsTimerInterval"));
     info.metaModDate = photo.get<CFNumber_t>(CFSTR("MetaModDateAsTimerInterval"));
-    info.fileName = lastPathComponent(imagePath);
+    info.fileName = imagePath.lastComponent();
     info.mediaType = photo.get<CFString_t>(CFSTR("MediaType"));
     info.caption = photo.get<CFString_t>(CFSTR("Caption"));
     info.comment = photo.get<CFString_t>(CFSTR("Comment"));
@@ -299,10 +278,11 @@ AlbumPhotos AlbumSnapshot::photos(const std::shared_ptr<const AlbumSnapshot>& se
 
 CFString_t AlbumSnapshot::photoPath(unsigned album, unsigned photo, bool thumbnail) const {
     const Record& record = records_[findPhoto(findAlbum(album), photo)];
-    if (record.info) return thumbnail ? record.info->thumbPath : record.info->imagePath;
+    if (record.info)
+        return (thumbnail ? record.info->thumbPath : record.info->imagePath).resolved();
     CFDictionary_t info(record.dict, CFDictionary_t::Get);
-    return paths_.resolve(
-        info.get<CFString_t>(thumbnail ? CFSTR("ThumbPath") : CFSTR("ImagePath")));
+    return paths_.map(info.get<CFString_t>(thumbnail ? CFSTR("ThumbPath") : CFSTR("ImagePath")))
+        .resolved();
 }
 
 CFString_t AlbumSnapshot::mediaType(unsigned album, unsigned photo) const {

@@ -15,6 +15,7 @@
 #pragma once
 
 #include "cf/cftempl.h"
+#include "library/LibraryPath.h"
 
 #include <string>
 
@@ -24,23 +25,14 @@ class PathRemap {
     // folder: the library folder as the preferences name it, UTF-8 bytes.
     PathRemap(CFStringRef archivePath, const std::string& folder);
 
-    // The path to read for stored, which the caller must release: a new string, or stored
-    // itself retained when it is read as stored. REQUIRES: stored is non-null.
-    CFStringRef copyResolved(CFStringRef stored) const;
-    // The same, wrapped.
-    CFString_t resolve(CFStringRef stored) const {
-        return CFString_t(copyResolved(stored), CFString_t::Create);
-    }
+    // Where stored is read: the decision is made here, the path's bytes only when the answer's
+    // resolved() is asked for. REQUIRES: stored is non-null.
+    LibraryPath map(CFStringRef stored) const;
 
   private:
-    // folder_ followed by the units of stored from index `from`, with a "/" between when slash.
-    CFStringRef join(CFStringRef stored, CFIndex from, bool slash) const;
-
     bool hasArchive_;
     std::u16string archive_;   // without trailing slashes; empty for "/"
     std::string archiveBytes_; // archive_ one byte a unit, when archiveNarrow_
     bool archiveNarrow_ = false;
-    std::u16string folder_;   // without trailing slashes; empty for "/"
-    std::string folderBytes_; // folder_ one byte a unit, when folderNarrow_
-    bool folderNarrow_ = false;
+    CFString_t folder_; // without trailing slashes; empty for "/"
 };

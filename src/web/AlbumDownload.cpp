@@ -101,7 +101,7 @@ void AlbumDownloadResponder(std::unique_ptr<HttpReply>& reply, const CFString_t&
     std::string missing;
     for (size_t i = 0; i < photos->size(); ++i) {
         const PhotoInfo& photo = (*photos)[i];
-        std::string imagePath = CFStringGetUTF8(photo.imagePath);
+        std::string imagePath = CFStringGetUTF8(photo.imagePath.resolved());
         std::string name = safeName(CFStringGetUTF8(photo.fileName), imagePath);
         const char* why = "";
         std::optional<MediaFile> file = MediaFile::open(imagePath, &why);

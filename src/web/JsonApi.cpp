@@ -68,7 +68,7 @@ void emitPhotoPage(std::ostream& os, int library, int album, std::optional<int> 
     for (int64_t i = first; i < end; ++i) {
         const PhotoInfo& photo = (*photos)[size_t(i)];
         ImageSize thumbnail = {0, 0};
-        probeLibraryFile(photo.thumbPath, &thumbnail, nullptr);
+        probeLibraryFile(photo.thumbPath.resolved(), &thumbnail, nullptr);
         thumbnail = uprightSize(thumbnail); // as the thumbnail is sent: upright
         if (i != first) os << ",\n";
         os << "{ \"caption\":" << JavascriptString(photo.caption)
@@ -81,8 +81,8 @@ void emitPhotoPage(std::ostream& os, int library, int album, std::optional<int> 
 // One photo's sizes, texts, dates and camera metadata, as an expression in parentheses.
 void emitPhotoDetails(std::ostream& os, const PhotoInfo& photo) {
     // A film's own file cannot be probed; its thumbnail stands in for it.
-    const CFString_t& probed =
-        sameText(photo.mediaType, CFSTR("Movie")) ? photo.thumbPath : photo.imagePath;
+    CFString_t probed =
+        (sameText(photo.mediaType, CFSTR("Movie")) ? photo.thumbPath : photo.imagePath).resolved();
     os << "({ ";
     ImageSize size = {0, 0};
     CFDataRef block = nullptr;

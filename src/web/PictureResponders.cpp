@@ -236,7 +236,8 @@ void ImageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, c
     const PhotoInfo& photo = (*photos)[size_t(index)];
     // A film asked for in a box is shown by its still picture.
     bool movie = CFStringCompare(photo.mediaType, CFSTR("Movie"), 0) == kCFCompareEqualTo;
-    MediaFile file = openLibraryFile(scaling && movie ? photo.thumbPath : photo.imagePath);
+    MediaFile file =
+        openLibraryFile((scaling && movie ? photo.thumbPath : photo.imagePath).resolved());
     Validator asStored = FileValidator(file.info(), "");
 
     // Films play whatever the library allows.

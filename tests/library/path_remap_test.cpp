@@ -45,7 +45,7 @@ TEST(PathRemap, StoredPathsAreReadUnderTheLibraryFolder) {
         SCOPED_TRACE(c.name);
         CFString_t archive = makeString(c.archive ? c.archive : "");
         PathRemap paths(c.archive ? archive.get() : nullptr, c.folder);
-        EXPECT_EQ(utf8(paths.resolve(makeString(c.stored))), c.read);
+        EXPECT_EQ(utf8(paths.map(makeString(c.stored)).resolved()), c.read);
     }
 }
 
@@ -75,8 +75,8 @@ TEST(PathRemap, MovedLibraryServesItsOwnFiles) {
     libGetPhotoList(4, 1, list);
     ASSERT_EQ(list.size(), 1u);
     CFString_t thumbnail = libGetImagePath(4, 1, 7, true);
-    for (CFStringRef path : {list[0].imagePath.get(), list[0].originalPath.get(),
-                             list[0].thumbPath.get(), thumbnail.get()}) {
+    for (const CFString_t& path : {list[0].imagePath.resolved(), list[0].originalPath.resolved(),
+                                   list[0].thumbPath.resolved(), thumbnail}) {
         std::string bytes = utf8(path);
         EXPECT_EQ(bytes.substr(0, library.size()), library);
         int fd = open(bytes.c_str(), O_RDONLY);

@@ -63,7 +63,7 @@ std::vector<PhotoFiles> albumPhotos(const std::string& folder, uint32_t album) {
         std::vector<PhotoFiles> photos;
         for (const PhotoInfo& info : list)
             photos.push_back(
-                {toString(info.imagePath), toString(info.thumbPath),
+                {toString(info.imagePath.resolved()), toString(info.thumbPath.resolved()),
                  CFStringCompare(info.mediaType, CFSTR("Movie"), 0) == kCFCompareEqualTo});
         return photos;
     });
