@@ -3,8 +3,6 @@
 // refusal answered exactly like an album that does not exist.
 #include "JsonFixtures.h"
 #include "ZipReader.h"
-#include "support/ServerProcess.h"
-#include "support/TempFolder.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -12,56 +10,36 @@
 #include <zlib.h>
 
 using namespace jsonfixture;
-using testsupport::get;
 using testsupport::headerOf;
 using testsupport::statusLine;
 
 namespace {
 
-class AlbumDownloadTest : public ::testing::Test {
-  protected:
-    static void SetUpTestSuite() {
-        files = new testsupport::TempFolder;
-        std::string lib = files->path("Library");
-        originals["IMG_1.JPG"] = files->write("Library/a/IMG_1.JPG", jpeg(64, 48));
-        originals["IMG_1 (2).JPG"] = files->write("Library/b/IMG_1.JPG", jpeg(48, 64));
-        originals["img_1 (3).jpg"] = files->write("Library/c/img_1.jpg", jpeg(32, 32));
-        originals["Été.jpg"] = files->write("Library/Été.jpg", jpeg(16, 16));
-        files->write("Library/notes.txt", "not a picture");
-        const char* paths[] = {"a/IMG_1.JPG", "b/IMG_1.JPG", "gone/IMG_9.JPG",
-                               "c/img_1.jpg", "notes.txt",   "Été.jpg"};
+class AlbumDownloadTest : public ServedSuite<AlbumDownloadTest> {
+  public:
+    static void write(testsupport::TempFolder& files) {
+        std::string lib = files.path("Library");
+        originals["IMG_1.JPG"] = files.write("Library/a/IMG_1.JPG", jpeg(64, 48));
+        originals["IMG_1 (2).JPG"] = files.write("Library/b/IMG_1.JPG", jpeg(48, 64));
+        originals["img_1 (3).jpg"] = files.write("Library/c/img_1.jpg", jpeg(32, 32));
+        originals["Été.jpg"] = files.write("Library/Été.jpg", jpeg(16, 16));
+        files.write("Library/notes.txt", "not a picture");
         std::string photos;
         std::vector<std::string> keys;
-        for (const char* path : paths) {
+        for (const char* path : {"a/IMG_1.JPG", "b/IMG_1.JPG", "gone/IMG_9.JPG", "c/img_1.jpg",
+                                 "notes.txt", "Été.jpg"}) {
             keys.push_back(std::to_string(keys.size() + 1));
             photos += photo(keys.back(), "c", "", lib + "/" + path, lib + "/" + path);
         }
-        files->write("Library/AlbumData.xml",
-                     albumFile(album(1, "Été 2007", keys) + album(2, "Private", {"1"}), photos));
-        std::string prefs = files->write(
-            "prefs.plist", serverPrefs(library(0, lib, true) + library(1, lib, false)));
-        server = new testsupport::ServerProcess;
-        ASSERT_TRUE(server->start(
-            {"--prefs", prefs, "--resources", TESSELLAN_SOURCE_DIR "/resources"}, {}));
-        port = server->port();
+        files.write("Library/AlbumData.xml",
+                    albumFile(album(1, "Été 2007", keys) + album(2, "Private", {"1"}), photos));
+        files.write("prefs.plist", serverPrefs(library(0, lib, true) + library(1, lib, false)));
     }
-    static void TearDownTestSuite() {
-        delete server;
-        delete files;
-    }
-
-    static testsupport::TempFolder* files;
-    static testsupport::ServerProcess* server;
-    static int port;
-    static std::map<std::string, std::string> originals; // name in the archive -> file
+    static inline std::map<std::string, std::string> originals; // name in the archive -> file
 };
-testsupport::TempFolder* AlbumDownloadTest::files;
-testsupport::ServerProcess* AlbumDownloadTest::server;
-int AlbumDownloadTest::port;
-std::map<std::string, std::string> AlbumDownloadTest::originals;
 
 TEST_F(AlbumDownloadTest, ArchiveHoldsTheAlbumUnderUniqueNamesAndListsWhatIsMissing) {
-    std::string reply = get(port, "/download/?l=0&a=1");
+    std::string reply = get("/download/?l=0&a=1");
     ASSERT_EQ(statusLine(reply), "HTTP/1.1 200 OK") << reply.substr(0, 400);
     EXPECT_EQ(headerOf(reply, "Content-Type"), "application/zip");
     EXPECT_EQ(headerOf(reply, "Content-Disposition"),
@@ -69,7 +47,7 @@ TEST_F(AlbumDownloadTest, ArchiveHoldsTheAlbumUnderUniqueNamesAndListsWhatIsMiss
     EXPECT_EQ(headerOf(reply, "Accept-Ranges"), "") << "a zip is answered whole";
     std::string body = testsupport::bodyOf(reply);
     std::string head = testsupport::request(
-        port, "HEAD /download/?l=0&a=1 HTTP/1.1\r\nHost: localhost\r\n\r\n", true);
+        server->port(), "HEAD /download/?l=0&a=1 HTTP/1.1\r\nHost: localhost\r\n\r\n", true);
     EXPECT_EQ(headerOf(head, "Content-Length"), std::to_string(body.size()));
     EXPECT_EQ(testsupport::bodyOf(head), "");
 
@@ -98,7 +76,7 @@ TEST_F(AlbumDownloadTest, ArchiveHoldsTheAlbumUnderUniqueNamesAndListsWhatIsMiss
 }
 
 TEST_F(AlbumDownloadTest, RefusalsLookLikeAnAlbumThatDoesNotExist) {
-    std::string missing = get(port, "/download/?l=0&a=99");
+    std::string missing = get("/download/?l=0&a=99");
     EXPECT_EQ(statusLine(missing), "HTTP/1.1 404 Not Found");
     struct Case {
         const char* name;
@@ -112,7 +90,7 @@ TEST_F(AlbumDownloadTest, RefusalsLookLikeAnAlbumThatDoesNotExist) {
         {"an album that is not a number is taken for one", "/download/?l=0&a=x"},
     };
     for (const Case& c : cases)
-        EXPECT_EQ(get(port, c.target), missing) << c.name;
+        EXPECT_EQ(get(c.target), missing) << c.name;
 }
 
 } // namespace

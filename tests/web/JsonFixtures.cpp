@@ -1,5 +1,5 @@
-// JsonFixtures.cpp - JPEG encoding, EXIF payloads and property-list pieces for the JSON API
-// tests, and the fixed locale and time zone they run under.
+// JsonFixtures.cpp - JPEGs, EXIF payloads and property-list pieces for the web tests, and the
+// fixed locale and time zone they run under.
 #include "JsonFixtures.h"
 
 #include "image/ImageFixtures.h"
@@ -18,17 +18,16 @@ const testing::Environment* const fixedLocale =
 
 std::string xml(const std::string& text) {
     std::string out;
-    for (char c : text) {
-        if (c == '&')
-            out += "&amp;";
-        else if (c == '<')
-            out += "&lt;";
-        else if (c == '>')
-            out += "&gt;";
-        else
-            out += c;
-    }
+    for (char c : text)
+        out += c == '&' ? "&amp;" : c == '<' ? "&lt;" : c == '>' ? "&gt;" : std::string(1, c);
     return out;
+}
+
+std::string real(const std::string& name, double value) {
+    std::ostringstream text;
+    text.precision(17);
+    text << value;
+    return "<key>" + name + "</key><real>" + text.str() + "</real>";
 }
 
 } // namespace
@@ -65,13 +64,6 @@ std::string string(const std::string& name, const std::string& value) {
 
 std::string integer(const std::string& name, long value) {
     return key(name) + "<integer>" + std::to_string(value) + "</integer>";
-}
-
-std::string real(const std::string& name, double value) {
-    std::ostringstream text;
-    text.precision(17);
-    text << value;
-    return key(name) + "<real>" + text.str() + "</real>";
 }
 
 std::string boolean(const std::string& name, bool value) {

@@ -11,23 +11,16 @@ namespace ziptest {
 
 struct Entry {
     std::string name;
-    uint16_t flags = 0;
+    uint16_t flags = 0, method = 0;
     uint32_t crc = 0;
     uint64_t size = 0, storedSize = 0, offset = 0;
-    uint16_t method = 0;
 };
 
 struct Archive {
     std::string error; // empty when the structure is sound
     bool zip64 = false;
-    std::vector<Entry> entries;
+    std::vector<Entry> entries = {};
 };
-
-inline Archive failed(std::string why) {
-    Archive archive;
-    archive.error = std::move(why);
-    return archive;
-}
 
 inline uint64_t le(const std::string& bytes, size_t at, int width) {
     uint64_t value = 0;
@@ -46,17 +39,14 @@ inline std::string readAt(int fd, uint64_t offset, size_t length) {
 // The members of the archive in the file fd of fileSize bytes (no archive comment expected).
 inline Archive readArchive(int fd, uint64_t fileSize) {
     Archive archive;
-    if (fileSize < 22) return failed("shorter than an end record");
     std::string end = readAt(fd, fileSize - 22, 22);
-    if (le(end, 0, 4) != 0x06054b50) return failed("no end record at the end");
+    if (fileSize < 22 || le(end, 0, 4) != 0x06054b50) return {"no end record at the end"};
     uint64_t count = le(end, 10, 2), directorySize = le(end, 12, 4), directory = le(end, 16, 4);
     if (count == 0xFFFF || directorySize == 0xFFFFFFFF || directory == 0xFFFFFFFF) {
         std::string locator = readAt(fd, fileSize - 42, 20);
-        if (le(locator, 0, 4) != 0x07064b50)
-            return failed("no ZIP64 locator before the end record");
+        if (le(locator, 0, 4) != 0x07064b50) return {"no ZIP64 locator before the end record"};
         std::string record = readAt(fd, le(locator, 8, 8), 56);
-        if (le(record, 0, 4) != 0x06064b50)
-            return failed("the locator misses the ZIP64 end record");
+        if (le(record, 0, 4) != 0x06064b50) return {"the locator misses the ZIP64 end record"};
         archive.zip64 = true;
         count = le(record, 32, 8);
         directorySize = le(record, 40, 8);
@@ -66,36 +56,31 @@ inline Archive readArchive(int fd, uint64_t fileSize) {
     size_t at = 0;
     for (uint64_t i = 0; i < count; ++i) {
         if (at + 46 > bytes.size() || le(bytes, at, 4) != 0x02014b50)
-            return failed("central entry " + std::to_string(i) + " is not where it should be");
-        Entry entry;
-        entry.flags = uint16_t(le(bytes, at + 8, 2));
-        entry.method = uint16_t(le(bytes, at + 10, 2));
-        entry.crc = uint32_t(le(bytes, at + 16, 4));
-        entry.storedSize = le(bytes, at + 20, 4);
-        entry.size = le(bytes, at + 24, 4);
-        size_t nameLength = le(bytes, at + 28, 2), extraLength = le(bytes, at + 30, 2);
-        entry.offset = le(bytes, at + 42, 4);
-        entry.name = bytes.substr(at + 46, nameLength);
-        size_t extra = at + 46 + nameLength, extraEnd = extra + extraLength;
-        while (extra + 4 <= extraEnd) {
-            size_t fieldEnd = extra + 4 + le(bytes, extra + 2, 2), field = extra + 4;
-            if (le(bytes, extra, 2) == 1) {
-                archive.zip64 = true;
-                for (uint64_t* value : {&entry.size, &entry.storedSize, &entry.offset})
-                    if (*value == 0xFFFFFFFF && field + 8 <= fieldEnd) {
-                        *value = le(bytes, field, 8);
-                        field += 8;
-                    }
-            }
-            extra = fieldEnd;
+            return {"central entry " + std::to_string(i) + " is not where it should be"};
+        Entry entry{bytes.substr(at + 46, le(bytes, at + 28, 2)),
+                    uint16_t(le(bytes, at + 8, 2)),
+                    uint16_t(le(bytes, at + 10, 2)),
+                    uint32_t(le(bytes, at + 16, 4)),
+                    le(bytes, at + 24, 4),
+                    le(bytes, at + 20, 4),
+                    le(bytes, at + 42, 4)};
+        size_t extra = at + 46 + entry.name.size(), extraEnd = extra + le(bytes, at + 30, 2);
+        for (; extra + 4 <= extraEnd; extra += 4 + le(bytes, extra + 2, 2)) {
+            if (le(bytes, extra, 2) != 1) continue;
+            archive.zip64 = true;
+            size_t field = extra + 4, fieldEnd = field + le(bytes, extra + 2, 2);
+            for (uint64_t* value : {&entry.size, &entry.storedSize, &entry.offset})
+                if (*value == 0xFFFFFFFF && field + 8 <= fieldEnd) {
+                    *value = le(bytes, field, 8);
+                    field += 8;
+                }
         }
         at = extraEnd + le(bytes, at + 32, 2);
-        std::string local = readAt(fd, entry.offset, 30);
-        if (local.size() < 30 || le(local, 0, 4) != 0x04034b50)
-            return failed("no local header for " + entry.name);
+        if (le(readAt(fd, entry.offset, 4) + "    ", 0, 4) != 0x04034b50)
+            return {"no local header for " + entry.name};
         archive.entries.push_back(entry);
     }
-    if (at != bytes.size()) return failed("the central directory has bytes after its entries");
+    if (at != bytes.size()) return {"the central directory has bytes after its entries"};
     return archive;
 }
 

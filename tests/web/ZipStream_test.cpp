@@ -17,14 +17,6 @@
 
 namespace {
 
-ZipMember fileMember(const std::string& name, const std::string& path) {
-    ZipMember member;
-    member.name = name;
-    member.path = path;
-    stat(path.c_str(), &member.info);
-    return member;
-}
-
 // Streaming 4 GiB through the source takes tens of seconds: the records are laid out here as the
 // source lays them out, the big member's data left a hole, so the archive costs no disk.
 TEST(ZipRecords, MemberAndOffsetsPast4GiBGetZip64Records) {
@@ -70,14 +62,13 @@ TEST(ZipRecords, MemberAndOffsetsPast4GiBGetZip64Records) {
     EXPECT_EQ(ziptest::memberData(out, archive.entries[1]), afterBytes);
     close(out);
 
+    // A second opinion on the records, where Python is at hand.
     if (system("python3 -c 'import zipfile' 2>/dev/null") != 0) return;
-    std::string check = "python3 -c \"import sys, zipfile\n"
-                        "z = zipfile.ZipFile(sys.argv[1])\n"
-                        "a, b = z.infolist()\n"
-                        "assert a.file_size == " +
+    std::string check = "python3 -c \"import sys, zipfile; z = zipfile.ZipFile(sys.argv[1]); "
+                        "a, b = z.infolist(); assert a.file_size == " +
                         std::to_string(bigSize) +
-                        " and b.header_offset > a.file_size\n"
-                        "assert z.read('after.jpg') == open(sys.argv[2], 'rb').read()\n\" " +
+                        " < b.header_offset; assert z.read('after.jpg') == open(sys.argv[2], "
+                        "'rb').read()\" " +
                         zip + " " + after;
     EXPECT_EQ(system(check.c_str()), 0) << "Python's zipfile reads the archive";
 }
@@ -110,7 +101,11 @@ TEST(ZipStream, FileThatChangesUnderTheSourceEndsTheStream) {
         // An old time, so that a change within the same clock tick still shows.
         timespec old[2] = {{1000000000, 0}, {1000000000, 0}};
         utimensat(AT_FDCWD, path.c_str(), old, 0);
-        std::unique_ptr<HttpBodySource> source = ZipStreamCreate({fileMember("photo.jpg", path)});
+        ZipMember member;
+        member.name = "photo.jpg";
+        member.path = path;
+        stat(path.c_str(), &member.info);
+        std::unique_ptr<HttpBodySource> source = ZipStreamCreate({member});
         if (c.beforeItsTurn) c.change(path);
         uint64_t total = 0;
         std::string_view piece;
