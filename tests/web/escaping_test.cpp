@@ -1,23 +1,20 @@
 // escaping_test.cpp - HtmlString and JavascriptString on ASCII, accented, East Asian and
-// non-BMP text, with the HTML escaper's kept quirks.
+// non-BMP text, with the HTML escaper's kept quirks; the JSON date object's edges.
+#include "web/MetadataEmitter.h"
 #include "web/utility.h"
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <iomanip>
+#include <limits>
 #include <sstream>
 
 namespace {
 
-std::string html(const std::string& utf8) {
+template <class Escaper> std::string escaped(const std::string& utf8) {
     std::ostringstream out;
-    out << HtmlString(makeString(utf8));
-    return out.str();
-}
-
-std::string json(const std::string& utf8) {
-    std::ostringstream out;
-    out << JavascriptString(makeString(utf8));
+    out << Escaper(makeString(utf8));
     return out.str();
 }
 
@@ -52,7 +49,7 @@ TEST(HtmlEscaping, KeptQuirksAndTheRoomEachStretchHas) {
          repeat("\xE6\x97\xA5", 200) + "&lt;"},
     };
     for (const Escape& c : cases)
-        EXPECT_EQ(html(c.input), c.expected) << c.name;
+        EXPECT_EQ(escaped<HtmlString>(c.input), c.expected) << c.name;
 }
 
 TEST(JsonEscaping, EscapesAndTheStreamStateTheyLeave) {
@@ -65,7 +62,7 @@ TEST(JsonEscaping, EscapesAndTheStreamStateTheyLeave) {
          "\"" + repeat("\\u00e9x", 500) + "\""},
     };
     for (const Escape& c : cases)
-        EXPECT_EQ(json(c.input), c.expected) << c.name;
+        EXPECT_EQ(escaped<JavascriptString>(c.input), c.expected) << c.name;
     // A kept quirk: an escape leaves the stream in decimal with zero fill.
     const Escape stream[] = {{"after an escape", "\xC3\xA9", "\"\\u00e9\"255 007"},
                              {"without one", "a", "\"a\"ff   7"}};
@@ -74,6 +71,16 @@ TEST(JsonEscaping, EscapesAndTheStreamStateTheyLeave) {
         out << std::hex << JavascriptString(makeString(c.input)) << 255 << ' ' << std::setw(3) << 7;
         EXPECT_EQ(out.str(), c.expected) << c.name;
     }
+}
+
+TEST(MetadataEmitter, DatesBefore1970AndMillisecondsThatWouldOverflow) {
+    std::ostringstream out;
+    emit(out, -978307200.0 - 86400.0, kCFDateFormatterMediumStyle, kCFDateFormatterMediumStyle);
+    EXPECT_EQ(out.str(), "{ \"value\":-86400000, \"string\":\"Dec 31, 1969, 12:00:00\\u202fAM\" }");
+    EXPECT_EQ(millisecondsSince1970(1e300), INT64_MAX);
+    EXPECT_EQ(millisecondsSince1970(-1e300), INT64_MIN);
+    EXPECT_EQ(millisecondsSince1970(std::numeric_limits<double>::infinity()), INT64_MAX);
+    EXPECT_EQ(millisecondsSince1970(std::nan("")), 0);
 }
 
 } // namespace
