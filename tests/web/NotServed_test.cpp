@@ -37,7 +37,7 @@ class NotServedTest : public ServedSuite<NotServedTest> {
         }
         files.write("Library/AlbumData.xml", albumFile(album(1, "A", keys), photos));
         files.write("prefs.plist", serverPrefs(library(0, lib, true),
-                                               boolean("auth", false) + string("user", "ana") +
+                                               flag("auth", false) + string("user", "ana") +
                                                    string("pass", kPassword)));
     }
     // Photo 1 is a real picture; photo 2 is missing: every other one must answer like it.

@@ -1,5 +1,5 @@
-// Validators_test.cpp - HTTP-dates, entity-tag lists, If-None-Match and If-Modified-Since, and
-// replies turned into 304.
+// Validators_test.cpp - HTTP-dates, entity-tag lists, If-None-Match and If-Modified-Since (the
+// replies turned into 304 are RequestStepHttp_test's).
 #include "web/Validators.h"
 
 #include "support/ParsedRequest.h"
@@ -104,40 +104,6 @@ TEST(Validators, NotModifiedLooksAtTheRequestOfThisThread) {
     EXPECT_FALSE(otherThread) << "another thread answers another request";
     CurrentRequestEnd();
     EXPECT_FALSE(NotModified(validator));
-}
-
-TEST(Validators, FinishConditionalTurnsOnlyHeldSuccessesInto304) {
-    const std::pair<std::string, std::string> kept[] = {
-        {"ETag", "\"v1\""},
-        {"Last-Modified", "Sun, 06 Nov 1994 08:49:37 GMT"},
-        {"Cache-Control", "no-cache"},
-        {"Vary", "Accept-Encoding"}};
-    struct Case {
-        const char* name;
-        std::string headers;
-        int status;
-        bool tagged;
-        int expected;
-    } cases[] = {
-        {"held", "If-None-Match: \"v1\"\r\n", 200, true, 304},
-        {"not held", "If-None-Match: \"v0\"\r\n", 200, true, 200},
-        {"no validator", "If-None-Match: *\r\n", 200, false, 200},
-        {"an error page", "If-None-Match: \"v1\"\r\n", 404, true, 404},
-        {"a partial reply", "If-None-Match: \"v1\"\r\n", 206, true, 206},
-    };
-    for (const Case& c : cases) {
-        auto reply = std::make_unique<HttpReply>(c.status);
-        reply->setHeader("Content-Type", "text/css");
-        for (auto& [name, value] : kept)
-            if (c.tagged) reply->setHeader(name, value);
-        reply->setBody("body{}");
-        FinishConditional(*parsedRequest(c.headers), reply);
-        EXPECT_EQ(reply->status(), c.expected) << c.name;
-        if (c.expected != 304) continue;
-        EXPECT_EQ(reply->bodyLength(), 0u);
-        EXPECT_EQ(reply->headers(), std::vector(std::begin(kept), std::end(kept)))
-            << "no type, no length of a body not sent";
-    }
 }
 
 } // namespace
