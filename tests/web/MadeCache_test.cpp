@@ -87,15 +87,4 @@ TEST(MadeCache, LeastRecentlyUsedEntriesGoFirstAndTheBoundHolds) {
     EXPECT_EQ(readAll(*restarted.open("e")), hundred);
 }
 
-TEST(MadeCache, UnusableFoldersKeepNothing) {
-    testsupport::TempFolder files;
-    files.write("file", "in the way");
-    for (std::string folder : {files.path() + "/file/cache", std::string("/proc/tessellan")}) {
-        SCOPED_TRACE(folder);
-        MadeCache cache(folder, [] { return uint64_t(1) << 20; });
-        EXPECT_FALSE(cache.store("a", "bytes"));
-        EXPECT_FALSE(cache.open("a"));
-    }
-}
-
 } // namespace

@@ -132,6 +132,7 @@ TEST_F(RequestStepHttpTest, RepliesAsBrowsersExpect) {
         std::string plain = c[1] == "/t/file/" ? std::string(4000, 'c') + "0123456789" : gText;
         if (reply->header("Content-Encoding")) {
             EXPECT_EQ(inflateAll(reply->body()), plain) << c[0];
+            EXPECT_LT(reply->bodyLength(), plain.size() / 2) << c[0] << ": compressed";
         }
     }
     EXPECT_EQ(gEarlyChecks, 1) << "the responder answered 304 before doing its work";
