@@ -36,9 +36,9 @@ class NotServedTest : public ServedSuite<NotServedTest> {
             photos += photo(keys.back(), "c", "", path, path);
         }
         files.write("Library/AlbumData.xml", albumFile(album(1, "A", keys), photos));
-        files.write("prefs.plist", serverPrefs(library(0, lib, true),
-                                               flag("auth", false) + string("user", "ana") +
-                                                   string("pass", kPassword)));
+        files.write("prefs.plist",
+                    serverPrefs(library(0, lib, true), flag("auth", false) + string("user", "ana") +
+                                                           string("pass", kPassword)));
     }
     // Photo 1 is a real picture; photo 2 is missing: every other one must answer like it.
     static constexpr const char* kPaths[] = {"real.jpg",    "missing.jpg",       "/etc/passwd",

@@ -119,6 +119,7 @@ TEST_F(PictureTest, RouteTable) {
         std::string reply = get(c.target);
         if (!c.width && !c.storedType) {
             EXPECT_EQ(statusLine(reply), "HTTP/1.1 404 Not Found");
+            EXPECT_EQ(headerOf(reply, "Content-Type"), "text/html");
             EXPECT_NE(bodyOf(reply).find("<title>Page Not Found</title>"), std::string::npos);
             continue;
         }
@@ -130,6 +131,9 @@ TEST_F(PictureTest, RouteTable) {
         EXPECT_TRUE(!c.storedType || bodyOf(reply).size() == 64u) << "sent as stored";
     }
     EXPECT_NE(server->output().find("a responder left no reply"), std::string::npos);
+    std::string icon = get("/favicon.ico"); // the layout has none: the server's own
+    EXPECT_EQ(headerOf(icon, "Content-Type") + " " + bodyOf(icon).substr(0, 4),
+              std::string("image/ico \0\0\1\0", 14));
 }
 
 TEST_F(PictureTest, OriginalsGoOutByteForByteOnlyWhereTheLibraryAllows) {

@@ -1,4 +1,4 @@
-// VarMap_test.cpp - the query and cookie scanners and the typed getters.
+// VarMap_test.cpp - the query and cookie scanners.
 #include "web/utility.h"
 
 #include <gtest/gtest.h>
@@ -54,22 +54,6 @@ TEST(VarMap, CookieScanning) {
     vars.queryToMap("lib=1");
     vars.cookiesToMap("lib=2; album=7");
     EXPECT_EQ(Pairs(vars), (Pairs{{"lib", "1"}, {"album", "7"}})) << "the query shadows a cookie";
-}
-
-TEST(VarMap, GettersReportPresenceNotNumberhood) {
-    VarMap vars;
-    vars.queryToMap("empty=&abc=abc&mixed=12abc&signed=%2B7&spaced=%20-7&big=4294967297");
-    struct {
-        const char* name;
-        bool present;
-        int value;
-    } cases[] = {{"missing", false, 5}, {"empty", true, 0},  {"abc", true, 0}, {"mixed", true, 12},
-                 {"spaced", true, -7},  {"signed", true, 7}, {"big", true, 1}};
-    for (const auto& c : cases) {
-        int value = -99;
-        EXPECT_EQ(vars.getInt(c.name, value, 5), c.present) << c.name;
-        EXPECT_EQ(value, c.value) << c.name;
-    }
 }
 
 } // namespace

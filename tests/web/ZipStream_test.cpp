@@ -2,7 +2,6 @@
 // and a file that changes under the source ending the stream instead of the archive carrying
 // wrong bytes.
 #include "JsonFixtures.h"
-#include "ZipReader.h"
 #include "support/TempFolder.h"
 #include "web/ZipRecords.h"
 #include "web/ZipStream.h"
@@ -50,20 +49,9 @@ TEST(ZipRecords, MemberAndOffsetsPast4GiBGetZip64Records) {
     uint64_t directorySize = uint64_t(lseek(out, 0, SEEK_CUR)) + records.size() - directory;
     ZipAppendEnd(records, 2, directory, directorySize);
     put("", 0);
-    uint64_t total = uint64_t(lseek(out, 0, SEEK_CUR));
-
-    ziptest::Archive archive = ziptest::readArchive(out, total);
-    ASSERT_EQ(archive.error, "");
-    EXPECT_TRUE(archive.zip64);
-    ASSERT_EQ(archive.entries.size(), 2u);
-    EXPECT_EQ(archive.entries[0].size, bigSize);
-    EXPECT_EQ(archive.entries[0].storedSize, bigSize);
-    EXPECT_GT(archive.entries[1].offset, bigSize) << "the second member starts past 4 GiB";
-    EXPECT_EQ(ziptest::memberData(out, archive.entries[1]), afterBytes);
     close(out);
-
-    // A second opinion on the records, where Python is at hand.
-    if (system("python3 -c 'import zipfile' 2>/dev/null") != 0) return;
+    // Python's reader is the judge: it sizes and finds members through the ZIP64 records only.
+    if (system("python3 -c 'import zipfile' 2>/dev/null") != 0) GTEST_SKIP() << "no python3";
     std::string check = "python3 -c \"import sys, zipfile; z = zipfile.ZipFile(sys.argv[1]); "
                         "a, b = z.infolist(); assert a.file_size == " +
                         std::to_string(bigSize) +
