@@ -1,7 +1,8 @@
 // JsonApi_test.cpp - the bytes and content types of every JSON API command on a small
 // generated library, paging, the empty replies, resource files and the failures left to the
-// error page.
+// error page; the date object's edges.
 #include "web/JsonApi.h"
+#include "web/MetadataEmitter.h"
 
 #include "JsonFixtures.h"
 #include "settings/PreferenceStore.h"
@@ -9,7 +10,9 @@
 #include "support/ThrownText.h"
 #include "web/Bundle.h"
 
+#include <cmath>
 #include <gtest/gtest.h>
+#include <limits>
 #include <numeric>
 #include <sstream>
 
@@ -73,15 +76,15 @@ class JsonApiTest : public ::testing::Test {
         files.write("family/thumbs/11.jpg", jpeg(20, 16));
         files.write(
             "family/AlbumData.xml",
-            albumFile(
-                album(1, "Summer", {"10", "11", "12"}, string("Comments", "Beach \"days\"")) +
-                    album(2, "Winter", {"12"}),
-                photo("10", "Say \"cheese\" \xE2\x80\x94 caf\xC3\xA9 \xE6\x9D\xB1 C:\\pics",
-                      "first", family + "/img10.jpg", family + "/thumbs/10.jpg", "Image", 0.0,
-                      kMay2006) +
-                    photo("11", "Film", "", family + "/clip11.mov", family + "/thumbs/11.jpg",
-                          "Movie", kBefore1970, -978307200.0) +
-                    photo("12", "Gone", "", family + "/img12.jpg", family + "/thumbs/12.jpg")));
+            albumFile(album(1, "Summer", {"10", "11", "12"}, string("Comments", "Beach \"days\"")) +
+                          album(2, "Winter", {"12"}),
+                      photo("10", "Say \"cheese\" \xE2\x80\x94 caf\xC3\xA9 \xE6\x9D\xB1 C:\\pics",
+                            "first", family + "/img10.jpg", family + "/thumbs/10.jpg", "Image", 0.0,
+                            kMay2006) +
+                          photo("11", "Film", "", family + "/clip11.mov", family + "/thumbs/11.jpg",
+                                "Movie", kBefore1970, -978307200.0) +
+                          photo("12", "Gone\t\n\x7F\xF0\x9F\x98\x80", "", family + "/img12.jpg",
+                                family + "/thumbs/12.jpg")));
         // Stored on its side (EXIF orientation 6): 8 × 6 as stored, sent 6 × 8.
         files.write("trips/t.jpg", jpeg(8, 6,
                                         std::string("Exif\0\0MM\0\x2a\0\0\0\x08\0\x01"
@@ -152,7 +155,8 @@ TEST_F(JsonApiTest, GetpicsGivesThumbnailSizesPageByPage) {
         "[\n{ \"caption\":\"Say \\u0022cheese\\u0022 \\u2014 caf\\u00e9 \\u6771 C:\\u005cpics\", "
         "\"id\":10, \"h\":30, \"w\":40 },\n"
         "{ \"caption\":\"Film\", \"id\":11, \"h\":16, \"w\":20 },\n"
-        "{ \"caption\":\"Gone\", \"id\":12, \"h\":0, \"w\":0 }\n]\n");
+        "{ \"caption\":\"Gone\\u0009\\u000a\\u007f\\ud83d\\ude00\", \"id\":12, \"h\":0, "
+        "\"w\":0 }\n]\n");
     const std::tuple<const char*, int, int> cases[] = {
         // query, first id, end id
         {"l=1&a=5", 100, 124},
@@ -229,6 +233,16 @@ TEST_F(JsonApiTest, OtherNamesAreResourceFilesAndBadIdsAreLeftToTheErrorPage) {
                    "<array><integer>2</integer></array>" + key("albumConfig") + "<dict>" +
                    key("2") + "<dict/></dict></dict></array>");
     EXPECT_NE(errorOf("getalbums", "l=0"), testsupport::kNothingThrown) << "a theme-less entry";
+}
+
+TEST(MetadataEmitter, DatesBefore1970AndMillisecondsThatWouldOverflow) {
+    std::ostringstream out;
+    emit(out, -978307200.0 - 86400.0, kCFDateFormatterMediumStyle, kCFDateFormatterMediumStyle);
+    EXPECT_EQ(out.str(), "{ \"value\":-86400000, \"string\":\"Dec 31, 1969, 12:00:00\\u202fAM\" }");
+    EXPECT_EQ(millisecondsSince1970(1e300), INT64_MAX);
+    EXPECT_EQ(millisecondsSince1970(-1e300), INT64_MIN);
+    EXPECT_EQ(millisecondsSince1970(std::numeric_limits<double>::infinity()), INT64_MAX);
+    EXPECT_EQ(millisecondsSince1970(std::nan("")), 0);
 }
 
 } // namespace
