@@ -23,16 +23,11 @@ std::vector<uint32_t> refuse(GuessThrottle& throttle, const char* address, int c
     return holds;
 }
 
-TEST(GuessThrottle, DelaysDoubleAfterFiveRefusalsUpToTheirCap) {
+TEST(GuessThrottle, DelaysDoubleToTheirCapAndHoldAnswersOfThatAddressOnly) {
     GuessThrottle throttle;
     uint64_t now = kStart;
-    EXPECT_EQ(refuse(throttle, "192.0.2.7", 13, &now),
+    EXPECT_EQ(refuse(throttle, "192.0.2.6", 13, &now),
               (std::vector<uint32_t>{0, 0, 0, 0, 0, 250, 500, 1000, 2000, 4000, 8000, 8000, 8000}));
-}
-
-TEST(GuessThrottle, HeldAnswersRightAnswersAndOtherAddresses) {
-    GuessThrottle throttle;
-    uint64_t now = kStart;
     refuse(throttle, "192.0.2.7", 7, &now); // the last answer went out at now
     GuessThrottle::Verdict next = throttle.settle("192.0.2.7", false, now);
     EXPECT_EQ(next.holdMs, 1000u);

@@ -21,8 +21,7 @@ using namespace jsonfixture;
 namespace {
 
 struct Reply {
-    std::string contentType;
-    std::string body;
+    std::string contentType, body;
 };
 
 Reply call(const char* command, const std::string& query = "") {

@@ -2,8 +2,6 @@
 // vanishing, cut short or replaced while clients keep asking, and the made-pictures cache
 // filling its disk.
 #include "JsonFixtures.h"
-#include "support/ServerProcess.h"
-#include "support/TempFolder.h"
 #include "web/ReplyReuse.h"
 
 #include <atomic>
