@@ -71,10 +71,7 @@ for name, path in zip(names, files):
 TEST_F(AlbumDownloadTest, RefusalsLookLikeAnAlbumThatDoesNotExist) {
     std::string missing = get("/download/?l=0&a=99");
     EXPECT_EQ(statusLine(missing), "HTTP/1.1 404 Not Found");
-    struct Case {
-        const char* name;
-        const char* target;
-    } cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"an unpublished album is reachable", "/download/?l=0&a=2"},
         {"a library without full-size downloads lets originals out", "/download/?l=1&a=1"},
         {"an unknown library is answered", "/download/?l=7&a=1"},
@@ -82,8 +79,8 @@ TEST_F(AlbumDownloadTest, RefusalsLookLikeAnAlbumThatDoesNotExist) {
         {"a missing library number is taken for one", "/download/?a=1"},
         {"an album that is not a number is taken for one", "/download/?l=0&a=x"},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(get(c.target), missing) << c.name;
+    for (auto [wrong, target] : cases)
+        EXPECT_EQ(get(target), missing) << wrong;
 }
 
 } // namespace

@@ -77,10 +77,8 @@ class RequestStepHttpTest : public ::testing::Test {
 // the compressed variant, "len" for a Content-Length that is the body's ("len=N" when not),
 // "ranges" for Accept-Ranges: bytes, "vary" for Vary: Accept-Encoding.
 std::string summary(const HttpReply& reply) {
-    auto has = [&](const char* name, const char* ending) {
-        const std::string* value = reply.header(name);
-        return value && value->size() >= strlen(ending) &&
-               value->compare(value->size() - strlen(ending), std::string::npos, ending) == 0;
+    auto has = [&](const char* name, std::string_view ending) {
+        return reply.header(name) && std::string_view(*reply.header(name)).ends_with(ending);
     };
     std::string text = std::to_string(reply.status());
     if (const std::string* encoding = reply.header("Content-Encoding")) text += " " + *encoding;
