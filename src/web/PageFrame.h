@@ -9,20 +9,10 @@
 #include <ostream>
 
 // Writes the XML and document type declarations, the generator comment with the version, the
-// head with title (HTML-escaped) and the opening body tag with id "Body" and, for each of
-// bodyClass, onload and onResize that is not empty, its attribute. base is not used (callers
-// pass ".").
-std::ostream& EmitPageHeader(std::ostream& os, const CFString_t& title, const char* base,
-                             const CFString_t& bodyClass, const CFString_t& onload,
-                             const CFString_t& onResize);
+// head with title (HTML-escaped) and the opening body tag with id "Body".
+std::ostream& EmitPageHeader(std::ostream& os, const CFString_t& title);
 // Closes the body and the page.
 std::ostream& EmitPageFooter(std::ostream& os);
-
-// Writes the declarations, the head with title and style sheets, and the opening frameset
-// whose first column is cols pixels wide, or "25%" when cols is not positive.
-std::ostream& EmitFramePageHeader(std::ostream& os, const CFString_t& title, int cols);
-// Closes the frameset and the page.
-std::ostream& EmitFramePageFooter(std::ostream& os);
 
 // Answers 404 with the "Page Not Found" page; replaces whatever reply was there. Counts an error.
 void ErrorPageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path,

@@ -60,8 +60,7 @@ void refuse(std::unique_ptr<HttpReply>& reply, std::ostream& out) {
     reply = std::make_unique<HttpReply>(401);
     reply->setHeader("Www-Authenticate", "Basic realm=\"Tessellan\"");
     reply->setHeader("Content-Type", "text/html");
-    CFString_t empty("");
-    EmitPageHeader(out, CFString_t("Unauthorized Access"), ".", empty, empty, empty);
+    EmitPageHeader(out, CFString_t("Unauthorized Access"));
     // Readable on a phone, with a way to be asked again: following the link to this same
     // address is refused again, and the browser asks for the name and password anew. The
     // link comes first in the text but is shown after the sentence.

@@ -1,7 +1,8 @@
 // JsonApi_test.cpp - the bytes and content types of every JSON API command on a small
 // generated library, paging, the empty replies, resource files and the failures left to the
-// error page.
+// error page; the date object's edges.
 #include "web/JsonApi.h"
+#include "web/MetadataEmitter.h"
 
 #include "JsonFixtures.h"
 #include "settings/PreferenceStore.h"
@@ -9,7 +10,10 @@
 #include "support/ThrownText.h"
 #include "web/Bundle.h"
 
+#include <cmath>
 #include <gtest/gtest.h>
+#include <limits>
+#include <numeric>
 #include <sstream>
 
 using namespace jsonfixture;
@@ -17,8 +21,7 @@ using namespace jsonfixture;
 namespace {
 
 struct Reply {
-    std::string contentType;
-    std::string body;
+    std::string contentType, body;
 };
 
 Reply call(const char* command, const std::string& query = "") {
@@ -30,12 +33,11 @@ Reply call(const char* command, const std::string& query = "") {
     EXPECT_TRUE(reply);
     if (!reply) return {};
     EXPECT_EQ(reply->status(), 200);
-    std::vector<std::string> names;
+    std::string names;
     for (auto& header : reply->headers())
-        names.push_back(header.first);
-    EXPECT_EQ(names,
-              (std::vector<std::string>{"Content-Type", "ETag", "Last-Modified", "Cache-Control"}))
-        << "a type and a validator to revalidate";
+        names += header.first + " ";
+    EXPECT_EQ(names, "Content-Type ETag Last-Modified Cache-Control ")
+        << "a validator to revalidate";
     EXPECT_EQ(*reply->header("Cache-Control"), "no-cache");
     const std::string* type = reply->header("Content-Type");
     // Script files are the reply's own body; the commands write theirs to out.
@@ -56,13 +58,6 @@ std::vector<int> idsOf(const std::string& body) {
     return ids;
 }
 
-std::vector<int> range(int first, int end) {
-    std::vector<int> ids;
-    for (int id = first; id < end; ++id)
-        ids.push_back(id);
-    return ids;
-}
-
 constexpr double kBefore1970 = -978307200.0 - 86400.0; // 1969-12-31 00:00:00 GMT
 constexpr double kMay2006 = 168179400.0;               // 2006-05-01 12:30:00 GMT
 
@@ -80,15 +75,15 @@ class JsonApiTest : public ::testing::Test {
         files.write("family/thumbs/11.jpg", jpeg(20, 16));
         files.write(
             "family/AlbumData.xml",
-            albumFile(
-                album(1, "Summer", {"10", "11", "12"}, string("Comments", "Beach \"days\"")) +
-                    album(2, "Winter", {"12"}),
-                photo("10", "Say \"cheese\" \xE2\x80\x94 caf\xC3\xA9 \xE6\x9D\xB1 C:\\pics",
-                      "first", family + "/img10.jpg", family + "/thumbs/10.jpg", "Image", 0.0,
-                      kMay2006) +
-                    photo("11", "Film", "", family + "/clip11.mov", family + "/thumbs/11.jpg",
-                          "Movie", kBefore1970, -978307200.0) +
-                    photo("12", "Gone", "", family + "/img12.jpg", family + "/thumbs/12.jpg")));
+            albumFile(album(1, "Summer", {"10", "11", "12"}, string("Comments", "Beach \"days\"")) +
+                          album(2, "Winter", {"12"}),
+                      photo("10", "Say \"cheese\" \xE2\x80\x94 caf\xC3\xA9 \xE6\x9D\xB1 C:\\pics",
+                            "first", family + "/img10.jpg", family + "/thumbs/10.jpg", "Image", 0.0,
+                            kMay2006) +
+                          photo("11", "Film", "", family + "/clip11.mov", family + "/thumbs/11.jpg",
+                                "Movie", kBefore1970, -978307200.0) +
+                          photo("12", "Gone\t\n\x7F\xF0\x9F\x98\x80", "", family + "/img12.jpg",
+                                family + "/thumbs/12.jpg")));
         // Stored on its side (EXIF orientation 6): 8 × 6 as stored, sent 6 × 8.
         files.write("trips/t.jpg", jpeg(8, 6,
                                         std::string("Exif\0\0MM\0\x2a\0\0\0\x08\0\x01"
@@ -104,13 +99,13 @@ class JsonApiTest : public ::testing::Test {
 
         setPreferences(string("title", "Site \xC3\xA9") + key("libraries") + "<array><dict>" +
                        integer("id", 0) + string("name", "Family") + string("path", family) +
-                       boolean("FullSizeDownload", false) + key("albums") +
+                       flag("FullSizeDownload", false) + key("albums") +
                        "<array><integer>1</integer><integer>2</integer></array>" +
                        key("albumConfig") + "<dict>" + key("1") + "<dict>" +
                        string("theme", "dark") + "</dict>" + key("7") + "<dict>" +
                        string("theme", "unused") + "</dict></dict></dict><dict>" +
                        integer("id", 1) + string("name", "Trips \xC3\xA9 \xE6\x97\x85") +
-                       string("path", trips) + boolean("FullSizeDownload", true) + key("albums") +
+                       string("path", trips) + flag("FullSizeDownload", true) + key("albums") +
                        "<array><integer>5</integer></array></dict></array>");
     }
     void TearDown() override {
@@ -151,7 +146,7 @@ TEST_F(JsonApiTest, LibraryAndAlbumListsThemeOnlyConfiguredAlbums) {
     EXPECT_EQ(call("getallalbums").body, "[\n\n]\n");
 }
 
-TEST_F(JsonApiTest, GetpicsGivesThumbnailSizes) {
+TEST_F(JsonApiTest, GetpicsGivesThumbnailSizesPageByPage) {
     Reply reply = call("getpics", "l=0&a=1");
     EXPECT_EQ(reply.contentType, "application/x-javascript");
     EXPECT_EQ(
@@ -159,32 +154,28 @@ TEST_F(JsonApiTest, GetpicsGivesThumbnailSizes) {
         "[\n{ \"caption\":\"Say \\u0022cheese\\u0022 \\u2014 caf\\u00e9 \\u6771 C:\\u005cpics\", "
         "\"id\":10, \"h\":30, \"w\":40 },\n"
         "{ \"caption\":\"Film\", \"id\":11, \"h\":16, \"w\":20 },\n"
-        "{ \"caption\":\"Gone\", \"id\":12, \"h\":0, \"w\":0 }\n]\n");
-}
-
-TEST_F(JsonApiTest, GetpicsPaging) {
-    struct Case {
-        const char* query;
-        std::vector<int> ids;
-    } cases[] = {
-        {"l=1&a=5", range(100, 124)},
-        {"l=1&a=5&i=25", range(100, 124)}, // at the count: back to the start
-        {"l=1&a=5&i=20&c=10", range(120, 125)},
-        {"l=1&a=5&i=5&c=2147483647", range(105, 125)},
-        {"l=1&a=5&i=x&c=3", range(100, 103)}, // not a number reads as 0
-    };
-    for (const Case& c : cases) {
-        std::string body = call("getpics", c.query).body;
-        EXPECT_EQ(idsOf(body), c.ids) << c.query;
-        EXPECT_EQ(body.substr(0, 2), "[\n") << c.query;
-        EXPECT_EQ(body.substr(body.size() - 3), "\n]\n") << c.query;
+        "{ \"caption\":\"Gone\\u0009\\u000a\\u007f\\ud83d\\ude00\", \"id\":12, \"h\":0, "
+        "\"w\":0 }\n]\n");
+    const std::tuple<const char*, int, int> cases[] = {
+        // query, first id, end id
+        {"l=1&a=5", 100, 124},
+        {"l=1&a=5&i=25", 100, 124}, // at the count: the start
+        {"l=1&a=5&i=20&c=10", 120, 125},
+        {"l=1&a=5&i=5&c=2147483647", 105, 125},
+        {"l=1&a=5&i=x&c=3", 100, 103}}; // not a number: 0
+    for (auto [query, first, end] : cases) {
+        std::string body = call("getpics", query).body;
+        std::vector<int> expected(size_t(end - first));
+        std::iota(expected.begin(), expected.end(), first);
+        EXPECT_EQ(idsOf(body), expected) << query;
+        EXPECT_EQ(body.substr(0, 2) + body.substr(body.size() - 3), "[\n\n]\n") << query;
     }
     EXPECT_EQ(call("getpics", "l=1&a=5&i=23&c=1").body,
               "[\n{ \"caption\":\"P123\", \"id\":123, \"h\":8, \"w\":6 }\n]\n")
         << "the size of the thumbnail as sent: upright";
 }
 
-TEST_F(JsonApiTest, GetpicinfoDescribesOnePhoto) {
+TEST_F(JsonApiTest, GetpicinfoDescribesOnePhotoAndGetsiteIsTheTitle) {
     Reply reply = call("getpicinfo", "l=0&a=1&i=0");
     EXPECT_EQ(reply.contentType, "text/javascript; charset=UTF-8");
     EXPECT_EQ(reply.body,
@@ -199,10 +190,7 @@ TEST_F(JsonApiTest, GetpicinfoDescribesOnePhoto) {
               "\"modifiedDate\":\"\", \"aperture\":\"\", \"shutter\":\"\", \"iso\":\"200\", "
               "\"focalLength\":\"\", \"cameraMake\":\"Canon\", \"cameraModel\":\"EOS 5D\", "
               "\"width\":\"\", \"height\":\"\" } })\n");
-}
-
-TEST_F(JsonApiTest, GetsiteIsTheTitleAsOneStringAndMissingFilesHaveNoSize) {
-    Reply reply = call("getsite");
+    reply = call("getsite");
     EXPECT_EQ(reply.contentType, "text/javascript; charset=UTF-8");
     EXPECT_EQ(reply.body, "\"Site \\u00e9\"");
     std::string start = "({ \"h\":0, \"w\":0, \"fileName\":\"img12.jpg\", ";
@@ -211,24 +199,18 @@ TEST_F(JsonApiTest, GetsiteIsTheTitleAsOneStringAndMissingFilesHaveNoSize) {
 }
 
 TEST_F(JsonApiTest, MissingOrOutOfRangeVariablesGiveAnEmptyBody) {
-    struct Case {
-        const char* command;
-        const char* query;
-        const char* contentType;
-    } cases[] = {
-        {"getalbums", "a=1", "application/x-javascript"},
-        {"getpics", "l=0", "application/x-javascript"},
-        {"getpics", "l=0&a=1&i=-1", "application/x-javascript"},
-        {"getpicinfo", "l=0&a=1&i=3", "text/javascript; charset=UTF-8"},
-    };
-    for (const Case& c : cases) {
-        Reply reply = call(c.command, c.query);
-        EXPECT_EQ(reply.body, "") << c.command << "?" << c.query;
-        EXPECT_EQ(reply.contentType, c.contentType) << c.command << "?" << c.query;
+    const char* cases[][3] = {{"getalbums", "a=1", "application/x-javascript"},
+                              {"getpics", "l=0", "application/x-javascript"},
+                              {"getpics", "l=0&a=1&i=-1", "application/x-javascript"},
+                              {"getpicinfo", "l=0&a=1&i=3", "text/javascript; charset=UTF-8"}};
+    for (auto& c : cases) {
+        Reply reply = call(c[0], c[1]);
+        EXPECT_EQ(reply.body, "") << c[0] << "?" << c[1];
+        EXPECT_EQ(reply.contentType, c[2]) << c[0] << "?" << c[1];
     }
 }
 
-TEST_F(JsonApiTest, OtherNamesAreResourceFiles) {
+TEST_F(JsonApiTest, OtherNamesAreResourceFilesAndBadIdsAreLeftToTheErrorPage) {
     files.write("resources/json/helper.js", "var x = 1;\n");
     BundleSetResourcesPath(files.path("resources"));
     Reply reply = call("helper.js");
@@ -242,9 +224,6 @@ TEST_F(JsonApiTest, OtherNamesAreResourceFiles) {
     EXPECT_NE(errorOf("GETLIBS"), testsupport::kNothingThrown);
     EXPECT_NE(errorOf(""), testsupport::kNothingThrown) << "the folder itself is not a file";
     EXPECT_NE(errorOf(".."), testsupport::kNothingThrown);
-}
-
-TEST_F(JsonApiTest, BadIdsAndEntriesAreLeftToTheErrorPage) {
     EXPECT_NE(errorOf("getalbums", "l=9"), testsupport::kNothingThrown);
     EXPECT_NE(errorOf("getpics", "l=9&a=1"), testsupport::kNothingThrown);
     EXPECT_NE(errorOf("getpicinfo", "l=0&a=8&i=0"), testsupport::kNothingThrown);
@@ -253,6 +232,16 @@ TEST_F(JsonApiTest, BadIdsAndEntriesAreLeftToTheErrorPage) {
                    "<array><integer>2</integer></array>" + key("albumConfig") + "<dict>" +
                    key("2") + "<dict/></dict></dict></array>");
     EXPECT_NE(errorOf("getalbums", "l=0"), testsupport::kNothingThrown) << "a theme-less entry";
+}
+
+TEST(MetadataEmitter, DatesBefore1970AndMillisecondsThatWouldOverflow) {
+    std::ostringstream out;
+    emit(out, -978307200.0 - 86400.0, kCFDateFormatterMediumStyle, kCFDateFormatterMediumStyle);
+    EXPECT_EQ(out.str(), "{ \"value\":-86400000, \"string\":\"Dec 31, 1969, 12:00:00\\u202fAM\" }");
+    EXPECT_EQ(millisecondsSince1970(1e300), INT64_MAX);
+    EXPECT_EQ(millisecondsSince1970(-1e300), INT64_MIN);
+    EXPECT_EQ(millisecondsSince1970(std::numeric_limits<double>::infinity()), INT64_MAX);
+    EXPECT_EQ(millisecondsSince1970(std::nan("")), 0);
 }
 
 } // namespace

@@ -1,45 +1,129 @@
-// JsonFixtures.h - pictures, EXIF blocks and property lists made on the fly for the JSON API
-// tests, which run in en_US and UTC whatever the machine's settings are.
+// JsonFixtures.h - pictures, EXIF blocks, album files and preferences made on the fly for the web
+// tests (which run in en_US and UTC, their servers too), and a suite base sharing one server.
 #pragma once
 
-#include <initializer_list>
+#include "image/ImageFixtures.h"
+#include "support/EncodeJPEG.h"
+#include "support/FixedLocale.h"
+#include "support/ServerProcess.h"
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+#include <sstream>
 #include <string>
 #include <vector>
 
 namespace jsonfixture {
 
-// JPEG bytes of a width × height picture. A non-empty app1 is written as an APP1 segment
-// between the JFIF header and the tables, so before the frame header.
-std::string jpeg(int width, int height, const std::string& app1 = "");
+inline const testing::Environment* const fixedLocale =
+    testing::AddGlobalTestEnvironment(new testsupport::FixedLocaleEnvironment("en_US.UTF-8"));
 
-// A big-endian EXIF APP1 payload whose first directory holds Make, Model, ISOSpeedRatings
-// and DateTimeOriginal ("yyyy:MM:dd HH:mm:ss").
-std::string exifPayload(const std::string& make, const std::string& model, unsigned iso,
-                        const std::string& dateTimeOriginal);
+// JPEG bytes of a grey width × height picture; a non-empty app1 goes in an APP1 segment.
+inline std::string jpeg(int width, int height, const std::string& app1 = "") {
+    testsupport::JpegOptions options;
+    options.components = 1;
+    options.app1 = app1;
+    options.gradient = false;
+    return testsupport::encodeJPEG(width, height, options);
+}
 
-// Property-list XML pieces. Text is escaped for XML.
-std::string key(const std::string& name);
-std::string string(const std::string& name, const std::string& value);
-std::string integer(const std::string& name, long value);
-std::string real(const std::string& name, double value);
-std::string boolean(const std::string& name, bool value);
-std::string plist(const std::string& rootDictBody);
+// A big-endian EXIF payload with Make, Model, ISOSpeedRatings and DateTimeOriginal.
+inline std::string exifPayload(const std::string& make, const std::string& model, unsigned iso,
+                               const std::string& date) {
+    ExifBuilder b(false);
+    uint32_t makeAt = b.text(make), modelAt = b.text(model), dateAt = b.text(date);
+    b.first(b.directory({ExifBuilder::ascii(271, makeAt, uint32_t(make.size() + 1)),
+                         ExifBuilder::ascii(272, modelAt, uint32_t(model.size() + 1)),
+                         ExifBuilder::shortValue(34855, uint16_t(iso)),
+                         ExifBuilder::ascii(36867, dateAt, uint32_t(date.size() + 1))}));
+    return b.payload();
+}
 
-// A "Master Image List" entry: the key id, then a photo dictionary with every key a listing
-// reads (MetaModDateAsTimerInterval 0).
-std::string photo(const std::string& id, const std::string& caption, const std::string& comment,
-                  const std::string& image, const std::string& thumb,
-                  const std::string& type = "Image", double date = 0, double modDate = 0);
+// Property-list pieces: text escaped for XML, a key, a key and its value.
+inline std::string xml(const std::string& text) {
+    std::string out;
+    for (char c : text)
+        out += c == '&' ? "&amp;" : c == '<' ? "&lt;" : c == '>' ? "&gt;" : std::string(1, c);
+    return out;
+}
+inline std::string key(const std::string& name) {
+    return "<key>" + xml(name) + "</key>";
+}
+inline std::string string(const std::string& name, const std::string& value) {
+    return key(name) + "<string>" + xml(value) + "</string>";
+}
+inline std::string integer(const std::string& name, long value) {
+    return key(name) + "<integer>" + std::to_string(value) + "</integer>";
+}
+inline std::string flag(const std::string& name, bool value) {
+    return key(name) + (value ? "<true/>" : "<false/>");
+}
+inline std::string plist(const std::string& rootDictBody) {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>" +
+           rootDictBody + "</dict></plist>\n";
+}
+
+// A "Master Image List" entry: the key id, then a photo dictionary with every key a listing reads.
+inline std::string photo(const std::string& id, const std::string& caption,
+                         const std::string& comment, const std::string& image,
+                         const std::string& thumb, const std::string& type = "Image",
+                         double date = 0, double modDate = 0) {
+    std::ostringstream dates;
+    dates.precision(17);
+    dates << key("DateAsTimerInterval") << "<real>" << date << "</real>"
+          << key("ModDateAsTimerInterval") << "<real>" << modDate << "</real>";
+    return key(id) + "<dict>" + string("Caption", caption) + string("Comment", comment) +
+           string("ImagePath", image) + string("ThumbPath", thumb) + string("MediaType", type) +
+           dates.str() + integer("MetaModDateAsTimerInterval", 0) + "</dict>";
+}
 // A "List of Albums" entry listing keys; extra is laid into the dictionary as it is.
-std::string album(long id, const std::string& name, const std::vector<std::string>& keys,
-                  const std::string& extra = "");
-// A whole album file of these albums and photos.
-std::string albumFile(const std::string& albums, const std::string& photos);
-
+inline std::string album(long id, const std::string& name, const std::vector<std::string>& keys,
+                         const std::string& extra = "") {
+    std::string list;
+    for (const std::string& k : keys)
+        list += "<string>" + k + "</string>";
+    return "<dict>" + integer("AlbumId", id) + string("AlbumName", name) + key("KeyList") +
+           "<array>" + list + "</array>" + integer("PhotoCount", long(keys.size())) + extra +
+           "</dict>";
+}
+inline std::string albumFile(const std::string& albums, const std::string& photos) {
+    return plist(key("List of Albums") + "<array>" + albums + "</array>" +
+                 key("Master Image List") + "<dict>" + photos + "</dict>");
+}
 // A "libraries" entry: library id, named "L", at folder, publishing its album 1.
-std::string library(long id, const std::string& folder, bool fullSizeDownload);
-// Preferences for a server under test (any port, the default layout) publishing these
-// library entries; extra is laid into the root dictionary as it is.
-std::string serverPrefs(const std::string& libraries, const std::string& extra = "");
+inline std::string library(long id, const std::string& folder, bool fullSizeDownload) {
+    return "<dict>" + integer("id", id) + string("name", "L") + string("path", folder) +
+           key("albums") + "<array><integer>1</integer></array>" +
+           flag("FullSizeDownload", fullSizeDownload) + "</dict>";
+}
+// Preferences (any port, the default layout) publishing these libraries; extra goes in the root.
+inline std::string serverPrefs(const std::string& libraries, const std::string& extra = "") {
+    return plist(integer("port", 0) + string("siteLayout", "Default") + key("libraries") +
+                 "<array>" + libraries + "</array>" + extra);
+}
+
+// One server for the whole suite, started on the prefs.plist that Suite::write(files) made, with
+// the repository's resources and its cache in files/cache.
+template <class Suite> class ServedSuite : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        files = new testsupport::TempFolder;
+        Suite::write(*files);
+        server = new testsupport::ServerProcess;
+        ASSERT_TRUE(server->start({"--prefs", files->path("prefs.plist"), "--resources",
+                                   TESSELLAN_SOURCE_DIR "/resources"},
+                                  {{"XDG_CACHE_HOME", files->path("cache")}}))
+            << server->output();
+    }
+    static void TearDownTestSuite() {
+        delete server;
+        delete files;
+    }
+    static std::string get(const std::string& target, const std::string& headers = "") {
+        return testsupport::get(server->port(), target, headers);
+    }
+    static inline testsupport::TempFolder* files;
+    static inline testsupport::ServerProcess* server;
+};
 
 } // namespace jsonfixture

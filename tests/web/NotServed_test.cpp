@@ -2,8 +2,6 @@
 // by route: system files, the preferences file, a link to it, a folder, a FIFO, a text file
 // that starts like a bitmap. Each is answered exactly like a file that is missing.
 #include "JsonFixtures.h"
-#include "support/ServerProcess.h"
-#include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
 #include <regex>
@@ -12,96 +10,71 @@
 
 using namespace jsonfixture;
 using testsupport::bodyOf;
-using testsupport::get;
 using testsupport::statusLine;
 
 namespace {
 
 const char* const kPassword = "s3cret-Pa55";
 
-class NotServedTest : public ::testing::Test {
-  protected:
-    static void SetUpTestSuite() {
-        files = new testsupport::TempFolder;
-        std::string lib = files->path("Library");
-        files->write("Library/real.jpg", jpeg(64, 48));
-        files->write("Library/notes.txt", "BMW service notes: 2019-04-02 oil, 2021-06-11 tyres");
-        files->sub("Library/folder.jpg");
-        mkfifo(files->path("Library/pipe.jpg").c_str(), 0600);
-        std::string prefs = files->path("prefs.plist");
-        symlink(prefs.c_str(), files->path("Library/prefs-link.jpg").c_str());
-        symlink("/etc/passwd", files->path("Library/passwd-link.jpg").c_str());
-
-        // Photo 1 is a real picture; photo 2 is missing: every other one must answer like it.
-        const char* paths[] = {"real.jpg",       "missing.jpg",     "/etc/passwd",       "PREFS",
-                               "prefs-link.jpg", "passwd-link.jpg", "folder.jpg",        "pipe.jpg",
-                               "notes.txt",      "/etc/shadow",     "/proc/self/environ"};
+class NotServedTest : public ServedSuite<NotServedTest> {
+  public:
+    static void write(testsupport::TempFolder& files) {
+        std::string lib = files.path("Library"), prefs = files.path("prefs.plist");
+        files.write("Library/real.jpg", jpeg(64, 48));
+        files.write("Library/notes.txt", "BMW service notes: 2019-04-02 oil, 2021-06-11 tyres");
+        files.sub("Library/folder.jpg");
+        mkfifo(files.path("Library/pipe.jpg").c_str(), 0600);
+        symlink(prefs.c_str(), files.path("Library/prefs-link.jpg").c_str());
+        symlink("/etc/passwd", files.path("Library/passwd-link.jpg").c_str());
         std::string photos;
         std::vector<std::string> keys;
-        for (size_t i = 0; i < std::size(paths); ++i) {
-            std::string path = paths[i] == std::string("PREFS") ? prefs
-                               : paths[i][0] == '/'             ? std::string(paths[i])
-                                                                : lib + "/" + paths[i];
+        for (size_t i = 0; i < std::size(kPaths); ++i) {
+            std::string path = kPaths[i] == std::string("PREFS") ? prefs
+                               : kPaths[i][0] == '/'             ? std::string(kPaths[i])
+                                                                 : lib + "/" + kPaths[i];
             keys.push_back(std::to_string(i + 1));
             photos += photo(keys.back(), "c", "", path, path);
         }
-        files->write("Library/AlbumData.xml", albumFile(album(1, "A", keys), photos));
-        count = std::size(paths);
-        files->write("prefs.plist", serverPrefs(library(0, lib, true),
-                                                boolean("auth", false) + string("user", "ana") +
-                                                    string("pass", kPassword)));
-        server = new testsupport::ServerProcess;
-        ASSERT_TRUE(server->start(
-            {"--prefs", prefs, "--resources", TESSELLAN_SOURCE_DIR "/resources"}, {}));
-        port = server->port();
+        files.write("Library/AlbumData.xml", albumFile(album(1, "A", keys), photos));
+        files.write("prefs.plist",
+                    serverPrefs(library(0, lib, true), flag("auth", false) + string("user", "ana") +
+                                                           string("pass", kPassword)));
     }
-    static void TearDownTestSuite() {
-        delete server;
-        delete files;
-    }
+    // Photo 1 is a real picture; photo 2 is missing: every other one must answer like it.
+    static constexpr const char* kPaths[] = {"real.jpg",    "missing.jpg",       "/etc/passwd",
+                                             "PREFS",       "prefs-link.jpg",    "passwd-link.jpg",
+                                             "folder.jpg",  "pipe.jpg",          "notes.txt",
+                                             "/etc/shadow", "/proc/self/environ"};
     // The reply without the lines that name one photo.
     static std::string answer(const std::string& target) {
-        std::string reply = get(port, target);
+        std::string reply = get(target);
         EXPECT_EQ(reply.find(kPassword), std::string::npos) << target;
         EXPECT_EQ(reply.find("root:"), std::string::npos) << target;
         EXPECT_EQ(reply.find("BMW"), std::string::npos) << target;
         return statusLine(reply) + "\n" +
                std::regex_replace(bodyOf(reply), std::regex("\"fileName\":\"[^\"]*\""), "");
     }
-
-    static testsupport::TempFolder* files;
-    static testsupport::ServerProcess* server;
-    static int port;
-    static size_t count;
 };
-testsupport::TempFolder* NotServedTest::files;
-testsupport::ServerProcess* NotServedTest::server;
-int NotServedTest::port;
-size_t NotServedTest::count;
 
 TEST_F(NotServedTest, EveryRouteAnswersLikeAMissingFile) {
-    struct Route {
-        const char* name;
-        std::string (*target)(size_t index); // index in the album, from 0
-    } routes[] = {
-        {"picture", [](size_t i) { return "/image/?l=0&a=1&i=" + std::to_string(i); }},
-        {"picture in a box",
-         [](size_t i) { return "/image/?l=0&a=1&mw=100&mh=100&i=" + std::to_string(i); }},
-        {"thumbnail", [](size_t i) { return "/thumbnail/?l=0&a=1&p=" + std::to_string(i + 1); }},
-        {"details", [](size_t i) { return "/json/getpicinfo?l=0&a=1&i=" + std::to_string(i); }},
-        {"page", [](size_t i) { return "/json/getpics?l=0&a=1&c=1&i=" + std::to_string(i); }},
-    };
-    for (const Route& route : routes) {
-        SCOPED_TRACE(route.name);
-        std::string real = answer(route.target(0));
-        EXPECT_EQ(real.substr(0, real.find('\n')), "HTTP/1.1 200 OK") << "the route works";
-        std::string missing = answer(route.target(1));
-        for (size_t i = 2; i < count; ++i) {
-            std::string reply = answer(route.target(i));
+    // Each route with the photo's place in the album (from 0) or its key (place + 1) at the end.
+    const std::pair<std::string, size_t> routes[] = {{"/image/?l=0&a=1&i=", 0},
+                                                     {"/image/?l=0&a=1&mw=100&mh=100&i=", 0},
+                                                     {"/thumbnail/?l=0&a=1&p=", 1},
+                                                     {"/json/getpicinfo?l=0&a=1&i=", 0},
+                                                     {"/json/getpics?l=0&a=1&c=1&i=", 0}};
+    for (auto& [route, offset] : routes) {
+        auto target = [&](size_t i) { return route + std::to_string(i + offset); };
+        std::string real = answer(target(0));
+        EXPECT_EQ(real.substr(0, real.find('\n')), "HTTP/1.1 200 OK")
+            << route << ": the route works";
+        std::string missing = answer(target(1));
+        for (size_t i = 2; i < std::size(kPaths); ++i) {
+            std::string reply = answer(target(i));
             // The page names the photo by its id; nothing else may differ.
-            if (std::string(route.name) == "page")
+            if (route.find("getpics") != std::string::npos)
                 reply = std::regex_replace(reply, std::regex("\"id\":\\d+"), "\"id\":2");
-            EXPECT_EQ(reply, missing) << route.target(i);
+            EXPECT_EQ(reply, missing) << target(i);
         }
     }
 }

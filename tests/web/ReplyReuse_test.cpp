@@ -18,10 +18,7 @@ std::string keyOf(const std::string& head) {
 
 TEST(ReplyReuse, RequestsAnsweredDifferentlyNeverShareAKey) {
     const std::string base = "GET /json/getsite HTTP/1.1\r\nHost: h";
-    const struct {
-        const char* wrong;
-        std::string other;
-    } cases[] = {
+    const std::pair<const char*, std::string> cases[] = {
         {"the compressed reply is given to a client that did not ask for it",
          base + "\r\nAccept-Encoding: gzip"},
         {"a 304 is given to a client that holds nothing", base + "\r\nIf-None-Match: \"x\""},
@@ -35,18 +32,14 @@ TEST(ReplyReuse, RequestsAnsweredDifferentlyNeverShareAKey) {
     };
     std::string plain = keyOf(base);
     ASSERT_NE(plain, "none");
-    for (const auto& c : cases)
-        EXPECT_NE(keyOf(c.other), plain) << c.wrong;
+    for (const auto& [wrong, other] : cases)
+        EXPECT_NE(keyOf(other), plain) << wrong;
     EXPECT_EQ(keyOf(base + "\r\nUser-Agent: another"), plain)
         << "a header the request step does not read splits the key";
 }
 
 TEST(ReplyReuse, RepliesThatMustBeMadeAfreshHaveNoKey) {
-    const struct {
-        const char* wrong;
-        std::string head;
-        bool kept;
-    } cases[] = {
+    const std::tuple<const char*, std::string, bool> cases[] = {
         {"layout files are not kept", "GET /index.html HTTP/1.1", true},
         {"revalidated thumbnails are not kept",
          "GET /thumbnail/?l=0&a=1&p=2 HTTP/1.1\r\nIf-None-Match: \"t\"", true},
@@ -59,8 +52,8 @@ TEST(ReplyReuse, RepliesThatMustBeMadeAfreshHaveNoKey) {
         {"a URL the request step does not route is kept",
          "GET /" + std::string(300, 'a') + " HTTP/1.1", false},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(keyOf(c.head) != "none", c.kept) << c.wrong;
+    for (const auto& [wrong, head, kept] : cases)
+        EXPECT_EQ(keyOf(head) != "none", kept) << wrong;
 }
 
 } // namespace

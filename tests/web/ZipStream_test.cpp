@@ -2,7 +2,6 @@
 // and a file that changes under the source ending the stream instead of the archive carrying
 // wrong bytes.
 #include "JsonFixtures.h"
-#include "ZipReader.h"
 #include "support/TempFolder.h"
 #include "web/ZipRecords.h"
 #include "web/ZipStream.h"
@@ -16,14 +15,6 @@
 #include <zlib.h>
 
 namespace {
-
-ZipMember fileMember(const std::string& name, const std::string& path) {
-    ZipMember member;
-    member.name = name;
-    member.path = path;
-    stat(path.c_str(), &member.info);
-    return member;
-}
 
 // Streaming 4 GiB through the source takes tens of seconds: the records are laid out here as the
 // source lays them out, the big member's data left a hole, so the archive costs no disk.
@@ -58,26 +49,14 @@ TEST(ZipRecords, MemberAndOffsetsPast4GiBGetZip64Records) {
     uint64_t directorySize = uint64_t(lseek(out, 0, SEEK_CUR)) + records.size() - directory;
     ZipAppendEnd(records, 2, directory, directorySize);
     put("", 0);
-    uint64_t total = uint64_t(lseek(out, 0, SEEK_CUR));
-
-    ziptest::Archive archive = ziptest::readArchive(out, total);
-    ASSERT_EQ(archive.error, "");
-    EXPECT_TRUE(archive.zip64);
-    ASSERT_EQ(archive.entries.size(), 2u);
-    EXPECT_EQ(archive.entries[0].size, bigSize);
-    EXPECT_EQ(archive.entries[0].storedSize, bigSize);
-    EXPECT_GT(archive.entries[1].offset, bigSize) << "the second member starts past 4 GiB";
-    EXPECT_EQ(ziptest::memberData(out, archive.entries[1]), afterBytes);
     close(out);
-
-    if (system("python3 -c 'import zipfile' 2>/dev/null") != 0) return;
-    std::string check = "python3 -c \"import sys, zipfile\n"
-                        "z = zipfile.ZipFile(sys.argv[1])\n"
-                        "a, b = z.infolist()\n"
-                        "assert a.file_size == " +
+    // Python's reader is the judge: it sizes and finds members through the ZIP64 records only.
+    if (system("python3 -c 'import zipfile' 2>/dev/null") != 0) GTEST_SKIP() << "no python3";
+    std::string check = "python3 -c \"import sys, zipfile; z = zipfile.ZipFile(sys.argv[1]); "
+                        "a, b = z.infolist(); assert a.file_size == " +
                         std::to_string(bigSize) +
-                        " and b.header_offset > a.file_size\n"
-                        "assert z.read('after.jpg') == open(sys.argv[2], 'rb').read()\n\" " +
+                        " < b.header_offset; assert z.read('after.jpg') == open(sys.argv[2], "
+                        "'rb').read()\" " +
                         zip + " " + after;
     EXPECT_EQ(system(check.c_str()), 0) << "Python's zipfile reads the archive";
 }
@@ -110,18 +89,19 @@ TEST(ZipStream, FileThatChangesUnderTheSourceEndsTheStream) {
         // An old time, so that a change within the same clock tick still shows.
         timespec old[2] = {{1000000000, 0}, {1000000000, 0}};
         utimensat(AT_FDCWD, path.c_str(), old, 0);
-        std::unique_ptr<HttpBodySource> source = ZipStreamCreate({fileMember("photo.jpg", path)});
+        ZipMember member;
+        member.name = "photo.jpg";
+        member.path = path;
+        stat(path.c_str(), &member.info);
+        std::unique_ptr<HttpBodySource> source = ZipStreamCreate({member});
         if (c.beforeItsTurn) c.change(path);
         uint64_t total = 0;
         std::string_view piece;
         bool ended = false;
-        for (int pulls = 0; total < source->length() && pulls < 100; ++pulls) {
+        for (int pulls = 0; !ended && total < source->length() && pulls < 100; ++pulls) {
             if (pulls == 2 && !c.beforeItsTurn) c.change(path); // the header and one piece are out
-            if (!source->next(piece)) {
-                ended = true;
-                break;
-            }
-            total += piece.size();
+            ended = !source->next(piece);
+            total += ended ? 0 : piece.size();
         }
         EXPECT_TRUE(ended) << c.name;
         // At most the local header and the data: never the descriptor with the checksum.

@@ -2,13 +2,11 @@
 // vanishing, cut short or replaced while clients keep asking, and the made-pictures cache
 // filling its disk.
 #include "JsonFixtures.h"
-#include "support/ServerProcess.h"
-#include "support/TempFolder.h"
 #include "web/ReplyReuse.h"
 
 #include <atomic>
-#include <functional>
 #include <gtest/gtest.h>
+#include <optional>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <thread>
@@ -34,25 +32,16 @@ std::string albumOf(const std::string& lib, const std::string& name, int count) 
     std::vector<std::string> keys;
     for (int i = 1; i <= count; ++i) {
         keys.push_back(std::to_string(i));
-        std::string path = lib + "/" + keys.back() + ".jpg";
-        photos += photo(keys.back(), "c" + keys.back(), "", path, path);
+        photos += photo(keys.back(), "c" + keys.back(), "", lib + "/" + keys.back() + ".jpg",
+                        lib + "/" + keys.back() + ".jpg");
     }
     return albumFile(album(1, name, keys), photos);
 }
 
-// Sets the file's modification time to seconds after the epoch.
+// Gives the file at path the modification time seconds.
 void setTime(const std::string& path, time_t seconds) {
     timespec times[2] = {{seconds, 0}, {seconds, 0}};
     utimensat(AT_FDCWD, path.c_str(), times, 0);
-}
-
-// Puts text in place of the file at path in one step, with the given modification time, so
-// that the server sees one new version (not a half-written one, nor one with a passing time).
-void replace(const testsupport::TempFolder& files, const std::string& path, const std::string& text,
-             time_t seconds) {
-    std::string fresh = files.write("replacement", text);
-    setTime(fresh, seconds);
-    rename(fresh.c_str(), path.c_str());
 }
 
 class FaultTest : public ::testing::Test {
@@ -101,24 +90,25 @@ TEST_F(FaultTest, AlbumFileVanishingCutShortOrReplacedUnderLoad) {
             }
         });
     std::string full = testsupport::readFile(album);
-    struct Step {
+    const struct {
         const char* name;
-        std::function<void()> change;
-        const char* albums; // what /json/getalbums?l=0 comes to name
-        size_t lines;       // log lines about the album file it may add
+        std::optional<std::string> text; // the new album file; none: it is removed
+        const char* albums;              // what /json/getalbums?l=0 comes to name
+        size_t lines;                    // log lines about the album file it may add
     } steps[] = {
-        {"a vanished file keeps the version in memory", [&] { unlink(album.c_str()); }, "Before",
-         0},
-        {"a file cut short is reported once and the old version stays",
-         [&] { replace(files, album, full.substr(0, full.size() / 2), loaded + 10); }, "Before", 1},
-        {"an empty file likewise", [&] { replace(files, album, "", loaded + 20); }, "Before", 1},
-        {"a new file is picked up",
-         [&] { replace(files, album, albumOf(lib, "After", 3), loaded + 30); }, "After", 0},
+        {"a vanished file keeps the version in memory", std::nullopt, "Before", 0},
+        {"a file cut short is reported once", full.substr(0, full.size() / 2), "Before", 1},
+        {"an empty file likewise", "", "Before", 1},
+        {"a new file is picked up", albumOf(lib, "After", 3), "After", 0},
     };
+    time_t when = loaded;
     for (auto& step : steps) {
         SCOPED_TRACE(step.name);
         size_t before = countOf(server.output(), "album file");
-        step.change();
+        // The new version in one step, with a time of its own, so that the server sees it whole.
+        std::string fresh = files.write("replacement", step.text.value_or(""));
+        setTime(fresh, when += 10);
+        step.text ? rename(fresh.c_str(), album.c_str()) : unlink(album.c_str());
         std::string albums;
         for (int i = 0; i < 150; ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
