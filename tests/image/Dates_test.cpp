@@ -1,20 +1,12 @@
 // Dates_test.cpp - the locale the process settings choose, and fixed-layout parsing in any
 // locale. The image tests run in en_US and UTC (see ImageFixtures.cpp).
+#include "cf/cftempl.h"
 #include "image/Dates.h"
 
 #include <cstdlib>
 #include <gtest/gtest.h>
 
 namespace {
-
-std::string display(CFAbsoluteTime time, CFDateFormatterStyle date,
-                    CFDateFormatterStyle timeOfDay) {
-    CFStringRef s = formatDate(time, date, timeOfDay);
-    if (!s) return "<null>";
-    std::string text = CFStringGetUTF8(s);
-    CFRelease(s);
-    return text;
-}
 
 // Sets LC_ALL, LC_TIME and LANG (null: unset) for one scope; the image tests run with all three
 // unset, which is how the scope leaves them.
@@ -31,8 +23,7 @@ struct ScopedLocale {
 
 TEST(Dates, LocaleComesFromTheProcessSettings) {
     struct Case {
-        const char *all, *time, *lang;
-        const char* expect;
+        const char *all, *time, *lang, *expect;
     } cases[] = {
         {nullptr, nullptr, nullptr, "en_US"}, // ICU's default, set by the tests
         {nullptr, nullptr, "fr_FR.UTF-8", "fr_FR"},
@@ -46,33 +37,30 @@ TEST(Dates, LocaleComesFromTheProcessSettings) {
         EXPECT_EQ(currentDateLocale(), c.expect);
     }
     ScopedLocale german(nullptr, "de_DE.UTF-8");
-    EXPECT_EQ(display(0.0, kCFDateFormatterMediumStyle, kCFDateFormatterMediumStyle),
-              "01.01.2001, 00:00:00");
+    CFString_t text(formatDate(0.0, kCFDateFormatterMediumStyle, kCFDateFormatterMediumStyle),
+                    CFString_t::Create);
+    EXPECT_EQ(CFStringGetUTF8(text), "01.01.2001, 00:00:00");
 }
 
 TEST(Dates, ParseDateWithAFixedLayoutInAnyLocale) {
     struct Case {
-        const char* text;
-        bool ok;
-        CFAbsoluteTime expect;
+        const char *locale, *text;
+        CFAbsoluteTime expect; // -1: refused
     } cases[] = {
-        {"2006:05:01 12:30:00", true, 168179400.0},
-        {"2006:05:01 12:30:00 and more", true, 168179400.0}, // what follows the layout is ignored
-        {"2006:13:01 12:30:00", false, 0},                   // fields are checked
-        {"2006-05-01 12:30:00", false, 0},
-        {"", false, 0},
+        {nullptr, "2006:05:01 12:30:00", 168179400.0},
+        {nullptr, "2006:05:01 12:30:00 and more", 168179400.0}, // what follows is ignored
+        {nullptr, "2006:13:01 12:30:00", -1},                   // fields are checked
+        {nullptr, "2006-05-01 12:30:00", -1},
+        {nullptr, "", -1},
+        // Stored dates are Gregorian with ASCII digits whatever the locale's calendar and digits.
+        {"th_TH", "2006:05:01 12:30:00", 168179400.0},
+        {"ar_EG", "2006:05:01 12:30:00", 168179400.0},
     };
     for (const Case& c : cases) {
+        ScopedLocale env(c.locale);
         CFAbsoluteTime time = -1.0;
-        EXPECT_EQ(parseDate(c.text, "yyyy:MM:dd HH:mm:ss", &time), c.ok) << c.text;
-        EXPECT_EQ(time, c.ok ? c.expect : -1.0) << c.text;
-    }
-    // Stored dates are Gregorian with ASCII digits whatever the locale's calendar and digits.
-    for (const char* locale : {"th_TH", "ar_EG"}) {
-        ScopedLocale env(locale);
-        CFAbsoluteTime time = -1.0;
-        EXPECT_TRUE(parseDate("2006:05:01 12:30:00", "yyyy:MM:dd HH:mm:ss", &time)) << locale;
-        EXPECT_EQ(time, 168179400.0) << locale;
+        EXPECT_EQ(parseDate(c.text, "yyyy:MM:dd HH:mm:ss", &time), c.expect != -1) << c.text;
+        EXPECT_EQ(time, c.expect) << c.text << " in " << (c.locale ? c.locale : "en_US");
     }
 }
 

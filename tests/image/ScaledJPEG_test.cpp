@@ -4,7 +4,6 @@
 #include "image/FittedJPEG.h"
 #include "image/ScaledJPEG.h"
 
-#include <algorithm>
 #include <gtest/gtest.h>
 #include <sstream>
 
@@ -30,8 +29,7 @@ TEST(ScaledJPEG, DecodedSizeFollowsTheReductionRule) {
         {"a limit above the result changes nothing", 3072, 2304, 3, 800, 600, -1, 1536, 1152, 2048},
         {"a limit takes the largest eighth that fits", 3000, 2000, 3, 2048, 2048, -1, 1875, 1250,
          2048},
-        {"a limit also bounds a huge box", 4000, 3000, 3, 0xFFFFFFFF, 0xFFFFFFFF, -1, 2000, 1500,
-         2048},
+        {"a limit also bounds a huge box", 4000, 3000, 3, ~0u, ~0u, -1, 2000, 1500, 2048},
         {"a limit past an eighth picks rows and columns", 2000, 90, 3, 100, 100, -1, 100, 4, 100},
     };
     TempDir dir;
@@ -42,43 +40,38 @@ TEST(ScaledJPEG, DecodedSizeFollowsTheReductionRule) {
             << c.name;
         int width = 0, height = 0, components = 0;
         ASSERT_TRUE(jpegHeader(out.str(), width, height, components)) << c.name;
-        EXPECT_EQ(width, c.expectWidth) << c.name;
-        EXPECT_EQ(height, c.expectHeight) << c.name;
+        EXPECT_EQ(std::make_pair(width, height), std::make_pair(c.expectWidth, c.expectHeight))
+            << c.name;
         EXPECT_EQ(components, 3) << c.name;
     }
 }
 
 TEST(ScaledJPEG, UnusableFilesFailWithNothingWrittenByEitherPath) {
-    std::string good = encodeJPEG(64, 48);
-    // A small picture's frame header rewritten to claim 65,500 × 65,500 pixels.
-    std::string forged = good;
-    forged.replace(forged.find("\xFF\xC0") + 5, 4, std::string("\xFF\xDC\xFF\xDC", 4));
-    size_t scan = good.find("\xFF\xDA");
+    std::string good = encodeJPEG(64, 48), forged = good;
+    // The frame header rewritten to claim 65,500 × 65,500 pixels.
+    forged.replace(forged.find("\xFF\xC0") + 5, 4, "\xFF\xDC\xFF\xDC");
     // A second frame header after the scan data is found only when the decoder finishes, after
     // every row has gone to the encoder.
     std::string lateError =
         good.substr(0, good.size() - 2) +
         std::string("\xFF\xC0\x00\x0B\x08\x00\x10\x00\x10\x01\x01\x11\x00\xFF\xD9", 15);
-    // A small progressive picture whose frame header claims 60000 x 60000: the decoder would
-    // need gigabytes of coefficient buffers.
+    // A progressive picture claiming 60000 x 60000: gigabytes of coefficient buffers.
     std::string huge = encodeJPEG(16, 16, 3, 75, true, true);
-    huge.replace(huge.find("\xFF\xC2") + 5, 4, std::string("\xEA\x60\xEA\x60", 4));
-    struct Case {
-        const char* what;
-        std::string file;
-    } cases[] = {
+    huge.replace(huge.find("\xFF\xC2") + 5, 4, "\xEA\x60\xEA\x60");
+    std::pair<const char*, std::string> cases[] = {
         {"huge progressive picture", huge},
         {"forged 65500 x 65500", forged},
         {"empty file", ""},
         {"not a JPEG", std::string(1000, 'z')},
         {"only the start-of-image marker", "\xFF\xD8"},
-        {"cut inside the header", good.substr(0, scan - 20)},
+        {"cut inside the header", good.substr(0, good.find("\xFF\xDA") - 20)},
         {"error found after the last row", lateError},
     };
     TempDir dir;
-    for (const Case& c : cases) {
-        CFURL_t url = dir.write("bad.jpg", c.file);
+    for (auto& [what, file] : cases) {
+        CFURL_t url = dir.write("bad.jpg", file);
         for (bool fitted : {false, true}) {
+            SCOPED_TRACE(std::string(what) + (fitted ? " fitted" : " scaled"));
             std::ostringstream out("previous reply bytes", std::ios::ate);
             testing::internal::CaptureStdout();
             testing::internal::CaptureStderr();
@@ -86,9 +79,9 @@ TEST(ScaledJPEG, UnusableFilesFailWithNothingWrittenByEitherPath) {
                              : writeScaledJPEG(url, 800, 600, 75, out, -1);
             std::string messages = testing::internal::GetCapturedStderr();
             messages += testing::internal::GetCapturedStdout();
-            EXPECT_FALSE(ok) << c.what << (fitted ? " fitted" : " scaled");
-            EXPECT_EQ(out.str(), "previous reply bytes") << c.what << (fitted ? " fitted" : "");
-            EXPECT_FALSE(messages.empty()) << c.what << ": a refusal says why";
+            EXPECT_FALSE(ok);
+            EXPECT_EQ(out.str(), "previous reply bytes");
+            EXPECT_FALSE(messages.empty()) << "a refusal says why";
         }
     }
     std::ostringstream out;
@@ -97,37 +90,32 @@ TEST(ScaledJPEG, UnusableFilesFailWithNothingWrittenByEitherPath) {
 
 TEST(ScaledJPEG, TruncatedScanEndsAtAFakeEndOfImage) {
     std::string good = encodeJPEG(200, 160);
-    std::string cut = good.substr(0, good.find("\xFF\xDA") + 200);
     TempDir dir;
     std::ostringstream out;
     testing::internal::CaptureStderr();
-    bool ok = writeScaledJPEG(dir.write("cut.jpg", cut), 0, 0, 75, out, 1);
+    bool ok = writeScaledJPEG(dir.write("cut.jpg", good.substr(0, good.find("\xFF\xDA") + 200)), 0,
+                              0, 75, out, 1);
     std::string messages = testing::internal::GetCapturedStderr();
     EXPECT_TRUE(ok);
     int width = 0, height = 0, components = 0;
     ASSERT_TRUE(jpegHeader(out.str(), width, height, components));
-    EXPECT_EQ(width, 200);
-    EXPECT_EQ(height, 160);
+    EXPECT_EQ(std::make_pair(width, height), std::make_pair(200, 160));
     size_t first = messages.find("Premature end of JPEG file");
     ASSERT_NE(first, std::string::npos) << messages;
     EXPECT_EQ(messages.find("Premature end of JPEG file", first + 1), std::string::npos)
         << messages;
 }
 
-} // namespace
-
-struct InkCase {
-    const char* what;
-    FileColours colours;
-    bool adobe;
-    uint8_t cmyk[4]; // as stored in the file
-    uint8_t rgb[3];  // what should come out
-};
-
 // With the Adobe marker the samples are inverted, as Adobe writes them (255: no ink), so red is
 // C * K / 255; without it 255 is full ink.
 TEST(ScaledJPEG, CmykAndYcckPicturesComeOutInTheirColours) {
-    const InkCase cases[] = {
+    struct Case {
+        const char* what;
+        FileColours colours;
+        bool adobe;
+        uint8_t cmyk[4]; // as stored in the file
+        uint8_t rgb[3];  // what should come out
+    } cases[] = {
         {"inverted CMYK, full magenta", FileColours::CMYK, true, {255, 0, 255, 255}, {255, 0, 255}},
         {"inverted CMYK, mixed inks", FileColours::CMYK, true, {200, 100, 50, 128}, {100, 50, 25}},
         {"inverted YCCK, full magenta", FileColours::YCCK, true, {255, 0, 255, 255}, {255, 0, 255}},
@@ -136,22 +124,24 @@ TEST(ScaledJPEG, CmykAndYcckPicturesComeOutInTheirColours) {
         {"plain CMYK, some black", FileColours::CMYK, false, {55, 155, 205, 127}, {100, 50, 25}},
     };
     TempDir dir;
-    for (const InkCase& c : cases) {
+    for (const Case& c : cases) {
         std::vector<uint8_t> samples;
         for (int i = 0; i < 32 * 32; ++i)
             samples.insert(samples.end(), c.cmyk, c.cmyk + 4);
         CFURL_t url = dir.write("ink.jpg", encodePixels(32, 32, samples, c.colours, c.adobe));
         for (int32_t scale : {1, 2}) {
+            SCOPED_TRACE(std::string(c.what) + " scale " + std::to_string(scale));
             std::ostringstream out;
-            ASSERT_TRUE(writeScaledJPEG(url, 0, 0, 95, out, scale)) << c.what;
+            ASSERT_TRUE(writeScaledJPEG(url, 0, 0, 95, out, scale));
             int width = 0, height = 0;
             std::vector<uint8_t> rgb;
-            ASSERT_TRUE(decodeRGB(out.str(), width, height, rgb)) << c.what;
-            EXPECT_EQ(width, 32 / scale) << c.what;
+            ASSERT_TRUE(decodeRGB(out.str(), width, height, rgb));
+            EXPECT_EQ(width, 32 / scale);
             for (size_t at : {size_t(0), rgb.size() / 2 + 3 * 5})
                 for (int i = 0; i < 3; ++i)
-                    EXPECT_NEAR(rgb[at + size_t(i)], c.rgb[i], 8)
-                        << c.what << " scale " << scale << " sample " << i;
+                    EXPECT_NEAR(rgb[at + size_t(i)], c.rgb[i], 8) << "sample " << i;
         }
     }
 }
+
+} // namespace
