@@ -3,7 +3,6 @@
 
 #include "album_fixture.h"
 
-#include <stdexcept>
 #include <unistd.h>
 
 using namespace fixture;
@@ -18,8 +17,9 @@ std::string versionFile(const std::string& name) {
 }
 
 TEST(PhotoLibrarySync, ChangesSettleSixSecondsAfterTheLastLoad) {
-    // Each step rewrites the file (album 1 named after the step) at load time + offset, then
-    // asks for the album name twice. The names answered show when the tree was reloaded.
+    // Each step rewrites the file (album 1 named s<step>) at load time + offset, then asks for
+    // the album name twice. The names answered show when the tree was reloaded.
+    const auto C = PhotoLibrary::Current, Ch = PhotoLibrary::Changed;
     struct Step {
         long offset, nanoseconds;
         const char *first, *second;
@@ -29,35 +29,29 @@ TEST(PhotoLibrarySync, ChangesSettleSixSecondsAfterTheLastLoad) {
         const char* name;
         std::vector<Step> steps;
     } cases[] = {
-        {"a write 10 s later is noticed, then loaded on the next query",
-         {{10, 0, "v0", "s0", PhotoLibrary::Current}}},
-        {"a write 3 s later is noticed and never loaded",
-         {{3, 0, "v0", "v0", PhotoLibrary::Changed}}},
+        {"a write 10 s later is noticed, then loaded on the next query", {{10, 0, "v0", "s0", C}}},
+        {"a write 3 s later is noticed and never loaded", {{3, 0, "v0", "v0", Ch}}},
         {"a later write 6 s past the load is loaded on its second query",
-         {{3, 0, "v0", "v0", PhotoLibrary::Changed}, {6, 0, "s1", "s1", PhotoLibrary::Current}}},
-        {"5 s and a fraction past the load is still too soon",
-         {{5, 999'999'999, "v0", "v0", PhotoLibrary::Changed}}},
-        {"a nanosecond difference counts as a change", {{0, 1, "v0", "v0", PhotoLibrary::Changed}}},
-        {"a time that moves backwards stays changed with the old tree",
-         {{-60, 0, "v0", "v0", PhotoLibrary::Changed}}},
+         {{3, 0, "v0", "v0", Ch}, {6, 0, "s1", "s1", C}}},
+        {"5 s and a fraction past the load is still too soon", {{5, 999'999'999, "v0", "v0", Ch}}},
+        {"a nanosecond difference counts as a change", {{0, 1, "v0", "v0", Ch}}},
+        {"a time that moves backwards stays changed with the old tree", {{-60, 0, "v0", "v0", Ch}}},
         {"the next settling is measured from the reload",
-         {{10, 0, "v0", "s0", PhotoLibrary::Current},
-          {13, 0, "s0", "s0", PhotoLibrary::Changed},
-          {16, 0, "s2", "s2", PhotoLibrary::Current}}},
+         {{10, 0, "v0", "s0", C}, {13, 0, "s0", "s0", Ch}, {16, 0, "s2", "s2", C}}},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
         TempFolder folder;
         writeAlbumFile(folder.path(), versionFile("v0"), kLoadTime);
         PhotoLibrary library(folder.path());
-        ASSERT_EQ(library.state(), PhotoLibrary::Current);
+        ASSERT_EQ(library.state(), C);
         for (size_t i = 0; i < c.steps.size(); ++i) {
+            SCOPED_TRACE(std::string(c.name) + ", step " + std::to_string(i));
             const Step& step = c.steps[i];
             writeAlbumFile(folder.path(), versionFile("s" + std::to_string(i)),
                            kLoadTime + step.offset, step.nanoseconds);
-            EXPECT_EQ(utf8(library.getAlbumName(1)), step.first) << "step " << i;
-            EXPECT_EQ(utf8(library.getAlbumName(1)), step.second) << "step " << i;
-            EXPECT_EQ(library.state(), step.after) << "step " << i;
+            EXPECT_EQ(utf8(library.getAlbumName(1)), step.first);
+            EXPECT_EQ(utf8(library.getAlbumName(1)), step.second);
+            EXPECT_EQ(library.state(), step.after);
         }
     }
 }
@@ -80,34 +74,28 @@ TEST(PhotoLibrarySync, FailedReloadKeepsTheOldTreeAsCurrent) {
 }
 
 TEST(PhotoLibraryLoad, DamagedFilesAreLoggedOnceAndReadAgainOnlyWhenChanged) {
-    struct Case {
-        const char* name;
-        std::string text;
-        std::string why; // the reason the log line and loadFailure give
-    } cases[] = {
-        {"a bad byte names its line and column",
-         "<plist>\n<dict>\n  <key>A</key><string>x\x01</string>\n</dict></plist>",
+    std::pair<std::string, std::string> cases[] = {
+        // the text, and the reason logged and kept
+        {"<plist>\n<dict>\n  <key>A</key><string>x\x01</string>\n</dict></plist>",
          "not well-formed (invalid token) at line 3, column 24"},
-        {"a root that is no dictionary", "<plist><array/></plist>",
-         "the property list is not a dictionary"},
-        {"a cut-off file", smallLibrary().substr(0, 200), "no element found at line 2, column 162"},
+        {"<plist><array/></plist>", "the property list is not a dictionary"},
+        {smallLibrary().substr(0, 200), "unclosed token at line 1, column 196"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (auto& [text, why] : cases) {
+        SCOPED_TRACE(why);
         TempFolder folder;
-        std::string file = folder.path() + "/AlbumData.xml";
-        writeAlbumFile(folder.path(), c.text, kLoadTime);
+        writeAlbumFile(folder.path(), text, kLoadTime);
         testing::internal::CaptureStdout();
         EXPECT_EQ(PhotoLibrary::getLibrary(folder.path()), nullptr);
         EXPECT_EQ(PhotoLibrary::getLibrary(folder.path()), nullptr);
         EXPECT_EQ(testing::internal::GetCapturedStdout(),
-                  "album file " + file + " could not be read (" + c.why +
+                  "album file " + folder.path() + "/AlbumData.xml could not be read (" + why +
                       "); its library stays unavailable until the file changes\n")
             << "one line per failed load, not per request";
-        EXPECT_EQ(PhotoLibrary::loadFailure(folder.path()), c.why);
+        EXPECT_EQ(PhotoLibrary::loadFailure(folder.path()), why);
 
         // Same size, new time: read again (and still broken).
-        writeAlbumFile(folder.path(), c.text, kLoadTime + 1);
+        writeAlbumFile(folder.path(), text, kLoadTime + 1);
         testing::internal::CaptureStdout();
         EXPECT_EQ(PhotoLibrary::getLibrary(folder.path()), nullptr);
         EXPECT_NE(testing::internal::GetCapturedStdout(), "");
@@ -121,7 +109,7 @@ TEST(PhotoLibraryLoad, DamagedFilesAreLoggedOnceAndReadAgainOnlyWhenChanged) {
     }
 
     TempFolder other;
-    mkdir((other.path() + "/AlbumData.xml").c_str(), 0755); // stat succeeds, open does not
+    other.sub("AlbumData.xml"); // stat succeeds, open does not
     testing::internal::CaptureStdout();
     EXPECT_EQ(PhotoLibrary::getLibrary(other.path()), nullptr);
     testing::internal::GetCapturedStdout();
