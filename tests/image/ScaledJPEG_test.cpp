@@ -1,15 +1,18 @@
-// ScaledJPEG_test.cpp - the reduction rule, and what bad, short, grey and CMYK files give to
-// both shrinking paths.
+// ScaledJPEG_test.cpp - the reduction rule and exact fits, the shrink's sharpness, and what bad,
+// short, grey and CMYK files give to both shrinking paths.
 #include "ImageFixtures.h"
 #include "image/FittedJPEG.h"
+#include "image/Resample.h"
 #include "image/ScaledJPEG.h"
 
+#include <cmath>
 #include <gtest/gtest.h>
 #include <sstream>
 
 namespace {
 
-TEST(ScaledJPEG, DecodedSizeFollowsTheReductionRule) {
+TEST(ScaledJPEG, DecodedSizeFollowsTheReductionRuleAndFittedSizeIsExact) {
+    const int32_t kFitted = 0; // writeFittedJPEG rather than writeScaledJPEG
     struct Case {
         const char* name;
         int width, height, components;
@@ -31,18 +34,58 @@ TEST(ScaledJPEG, DecodedSizeFollowsTheReductionRule) {
          2048},
         {"a limit also bounds a huge box", 4000, 3000, 3, ~0u, ~0u, -1, 2000, 1500, 2048},
         {"a limit past an eighth picks rows and columns", 2000, 90, 3, 100, 100, -1, 100, 4, 100},
+        {"fitted landscape touches the box height", 2000, 1500, 3, 1920, 1080, kFitted, 1440, 1080},
+        {"fitted wide landscape touches the box width", 2000, 500, 3, 1920, 1080, kFitted, 1920,
+         480},
+        {"fitted smaller than the box is not enlarged", 640, 480, 3, 800, 600, kFitted, 640, 480},
+        {"fitted other side rounds to nearest", 1001, 751, 3, 333, 333, kFitted, 333, 250},
+        {"fitted narrow side never rounds to zero", 1000, 3, 3, 100, 100, kFitted, 100, 1},
+        {"fitted past an eighth still exact", 1600, 1200, 3, 50, 50, kFitted, 50, 38},
+        {"fitted zero box acts as one", 640, 480, 3, 0, 0, kFitted, 1, 1},
     };
     TempDir dir;
     for (const Case& c : cases) {
         CFURL_t url = dir.write("in.jpg", encodeJPEG(c.width, c.height, c.components));
         std::ostringstream out;
-        ASSERT_TRUE(writeScaledJPEG(url, c.maxWidth, c.maxHeight, 75, out, c.scale, c.limit))
+        ASSERT_TRUE(c.scale == kFitted
+                        ? writeFittedJPEG(url, c.maxWidth, c.maxHeight, 85, out)
+                        : writeScaledJPEG(url, c.maxWidth, c.maxHeight, 75, out, c.scale, c.limit))
             << c.name;
         int width = 0, height = 0, components = 0;
         ASSERT_TRUE(jpegHeader(out.str(), width, height, components)) << c.name;
         EXPECT_EQ(std::make_pair(width, height), std::make_pair(c.expectWidth, c.expectHeight))
             << c.name;
         EXPECT_EQ(components, 3) << c.name;
+    }
+}
+
+TEST(Resampler, KeepsFineDetailBetterThanABoxFilter) {
+    // Stripes five output pixels apart, shrunk by whole and non-whole factors. A box filter
+    // keeps about 93.5% of their contrast, a Catmull-Rom shrink about 97%: ask for more than
+    // 95.5% of the contrast the stripes have when sampled at the output's pixel centres.
+    const uint32_t outWidth = 100;
+    for (double factor : {2.0, 2.5, 3.7, 8.0}) {
+        const uint32_t inWidth = uint32_t(outWidth * factor);
+        auto stripe = [](double x) { return 127.5 + 100 * std::sin(2 * M_PI * x / 5); };
+        std::vector<uint8_t> rgb;
+        for (uint32_t x = 0; x < inWidth; ++x)
+            rgb.insert(rgb.end(), 3, uint8_t(std::lround(stripe((x + 0.5) / factor))));
+        double low = 255, high = 0, idealLow = 255, idealHigh = 0;
+        uint32_t rows = 0;
+        Resampler resampler(inWidth, 1, outWidth, 1, [&](const uint8_t* row, uint32_t) {
+            ++rows;
+            for (uint32_t x = outWidth / 4; x < outWidth * 3 / 4; ++x) { // away from the edges
+                low = std::min(low, double(row[x * 3]));
+                high = std::max(high, double(row[x * 3]));
+                idealLow = std::min(idealLow, stripe(x + 0.5));
+                idealHigh = std::max(idealHigh, stripe(x + 0.5));
+            }
+        });
+        resampler.push(rgb.data());
+        ASSERT_EQ(rows, 1u);
+        double kept = (high - low) / (idealHigh - idealLow);
+        EXPECT_GT(kept, 0.955) << "factor " << factor;
+        EXPECT_LT(kept, 1.03) << "factor " << factor << ": no more than a little overshoot";
     }
 }
 

@@ -45,24 +45,20 @@ TEST_F(PreferencesTest, DefaultsAndFallBacks) {
     writePrefs("<key>title</key><string>Dupr\xC3\xA9</string><key>port</key><string>80</string>");
     EXPECT_EQ(CFStringGetUTF8(prefGetServerName()), "Dupr\xC3\xA9");
     EXPECT_EQ(prefGetPortNumber(), 8080) << "a port of the wrong type";
-}
 
-TEST_F(PreferencesTest, QualityLevelsMapToPercentages) {
-    struct Case {
-        const char* value;
-        unsigned thumbnail, image;
-    } cases[] = {
-        {"<integer>0</integer>", 30, 50},  {"<integer>1</integer>", 50, 70},
-        {"<integer>2</integer>", 70, 90},  {"<integer>3</integer>", 50, 90},
-        {"<integer>-1</integer>", 50, 90}, {"<real>1.7</real>", 50, 70},
-        {"<string>2</string>", 50, 90},
-    };
-    for (auto& c : cases) {
-        writePrefs(std::string("<key>ThumbnailQuality</key>") + c.value +
-                   "<key>ImageQuality</key>" + c.value);
-        EXPECT_EQ(prefGetThumbnailQuality(), c.thumbnail) << c.value;
-        EXPECT_EQ(prefGetImageQuality(), c.image) << c.value;
-    }
+    // Quality levels 0-2 map to percentages; a real number counts by its whole part.
+    writePrefs(
+        "<key>ThumbnailQuality</key><integer>0</integer><key>ImageQuality</key><real>1.7</real>");
+    EXPECT_EQ(std::make_pair(prefGetThumbnailQuality(), prefGetImageQuality()),
+              std::make_pair(30u, 70u));
+    writePrefs("<key>ThumbnailQuality</key><integer>2</integer><key>ImageQuality</key><integer>3</"
+               "integer>");
+    EXPECT_EQ(std::make_pair(prefGetThumbnailQuality(), prefGetImageQuality()),
+              std::make_pair(70u, 90u));
+    writePrefs("<key>ThumbnailQuality</key><string>2</string><key>ImageQuality</key><integer>-1</"
+               "integer>");
+    EXPECT_EQ(std::make_pair(prefGetThumbnailQuality(), prefGetImageQuality()),
+              std::make_pair(50u, 90u));
 }
 
 TEST_F(PreferencesTest, AnUnusableLayoutIsResetAndWrittenKeepingOtherKeys) {

@@ -1,4 +1,7 @@
-// wrappers_test.cpp - ownership and error texts of the value wrappers, and the read stream.
+// values_test.cpp - strings, file URLs, the value wrappers' errors and what they release, and
+// the read stream.
+#include "cf/CFString.h"
+#include "cf/CFURL.h"
 #include "cf/cftempl.h"
 #include "support/TempFolder.h"
 #include "support/ThrownText.h"
@@ -16,19 +19,33 @@ CFNumberRef newNumber(int32_t value) {
     return CFNumberCreate(kCFNumberSInt32Type, &value);
 }
 
-TEST(CoreType, GetRetainsCreateAdoptsAssignmentMovesOneCount) {
-    CFNumberRef raw = newNumber(7);
-    {
-        CFNumber_t borrowed(raw, CFNumber_t::Get), copy(borrowed);
-        EXPECT_EQ(CFGetRetainCount(raw), 3);
-        CFNumber_t other(newNumber(8), CFNumber_t::Create);
-        copy = other;
-        EXPECT_EQ(CFGetRetainCount(raw), 2) << "assignment must release the old value";
-        EXPECT_EQ(CFGetRetainCount(other.get()), 2);
-    }
-    EXPECT_EQ(CFGetRetainCount(raw), 1);
-    CFNumber_t adopted(raw, CFNumber_t::Create);
-    EXPECT_EQ(CFGetRetainCount(raw), 1);
+// Which characters come out of either storage is the escaping tests' own; here, what is refused.
+TEST(CFString, RefusesBytesThatAreNotTheirEncoding) {
+    for (const char* bytes : {"\xC3", "\xC0\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xFF"})
+        EXPECT_EQ(CFStringCreateWithBytes(bytes, CFIndex(strlen(bytes)), kCFStringEncodingUTF8),
+                  nullptr);
+    EXPECT_EQ(CFStringCreateWithBytes("caf\xC3\xA9", 5, kCFStringEncodingASCII), nullptr);
+}
+
+TEST(CFString, CompareIsLiteralAndIntegersAreLeading) {
+    EXPECT_EQ(CFStringCompare(CFSTR("B"), CFSTR("a"), 0), kCFCompareLessThan);
+    EXPECT_EQ(CFStringCompare(CFSTR("ab"), CFSTR("a"), 0), kCFCompareGreaterThan);
+    EXPECT_EQ(CFStringCompare(makeString("\xC3\xA9"), makeString("\xE6\x97\xA5"), 0),
+              kCFCompareLessThan);
+    EXPECT_FALSE(CFStringHasSuffix(CFSTR("x.json"), CFSTR("js")));
+    std::pair<const char*, int32_t> cases[] = {
+        {"0042", 42}, {"  -7x", -7}, {"+3", 3}, {"abc", 0}, {"99999999999", INT32_MAX}};
+    for (auto [text, value] : cases)
+        EXPECT_EQ(CFStringGetIntValue(makeString(text)), value) << text;
+}
+
+TEST(CFURL, PathsAreBytesAndTheTextIsEncoded) {
+    CFURL_t dir(CFURLCreateFromFileSystemRepresentation("/a/\xC3\xA9t\xC3\xA9", 8, true),
+                CFURL_t::Create);
+    CFURL_t url(CFURLCreateCopyAppendingPathComponent(dir, CFSTR("c/IMG 1.jpg"), false),
+                CFURL_t::Create);
+    EXPECT_STREQ(CFURLGetPOSIXPath(url), "/a/\xC3\xA9t\xC3\xA9/c/IMG 1.jpg");
+    EXPECT_EQ(CFStringGetUTF8(CFURLGetString(url)), "file:///a/%C3%A9t%C3%A9/c/IMG%201.jpg");
 }
 
 TEST(CoreType, MissingOrWrongValuesThrowAndReleaseWhatWasTaken) {
