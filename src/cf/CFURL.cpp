@@ -38,12 +38,6 @@ CFURLRef CFURLCreateFromFileSystemRepresentation(const char* path, CFIndex lengt
     return url;
 }
 
-CFURLRef CFURLCreateWithFileSystemPath(CFStringRef path, CFURLPathStyle, bool isDirectory) {
-    std::string bytes = CFStringGetUTF8(path);
-    return CFURLCreateFromFileSystemRepresentation(bytes.data(), CFIndex(bytes.size()),
-                                                   isDirectory);
-}
-
 CFURLRef CFURLCreateCopyAppendingPathComponent(CFURLRef url, CFStringRef component,
                                                bool isDirectory) {
     std::string path(url->path, url->length);
@@ -55,17 +49,6 @@ CFURLRef CFURLCreateCopyAppendingPathComponent(CFURLRef url, CFStringRef compone
 static CFStringRef _stringFromPathBytes(const char* p, size_t n) {
     CFStringRef s = CFStringCreateWithBytes(p, CFIndex(n), kCFStringEncodingUTF8);
     return s ? s : CFStringCreateWithBytes(p, CFIndex(n), kCFStringEncodingISOLatin1);
-}
-
-CFStringRef CFURLCopyLastPathComponent(CFURLRef url) {
-    size_t end = url->length;
-    while (end > 1 && url->path[end - 1] == '/')
-        --end;
-    size_t start = end;
-    while (start > 0 && url->path[start - 1] != '/')
-        --start;
-    if (start == end && end > 0) return CFSTR("/");
-    return _stringFromPathBytes(url->path + start, end - start);
 }
 
 CFStringRef CFURLGetString(CFURLRef url) {

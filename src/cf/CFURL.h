@@ -10,19 +10,14 @@
 struct CFURL;
 typedef const CFURL* CFURLRef;
 
-enum CFURLPathStyle { kCFURLPOSIXPathStyle = 0 };
-
 CFTypeID CFURLGetTypeID();
 // A file URL for a POSIX path (absolute, or relative to the working directory). A directory
 // URL ends in "/". The caller must release.
-CFURLRef CFURLCreateWithFileSystemPath(CFStringRef path, CFURLPathStyle style, bool isDirectory);
 CFURLRef CFURLCreateFromFileSystemRepresentation(const char* path, CFIndex length,
                                                  bool isDirectory);
 // The URL with "/" and component appended to its path. The caller must release.
 CFURLRef CFURLCreateCopyAppendingPathComponent(CFURLRef url, CFStringRef component,
                                                bool isDirectory);
-// The last component of the path ("c.jpg" of "/a/b/c.jpg"). The caller must release.
-CFStringRef CFURLCopyLastPathComponent(CFURLRef url);
 // The URL's text: "file://" and the percent-encoded absolute path, or the encoded relative
 // path. Borrowed: valid while the URL lives.
 CFStringRef CFURLGetString(CFURLRef url);

@@ -93,12 +93,3 @@ bool CFReadStream_t::seekRelative(int delta) {
     if (target < INT32_MIN || target > INT32_MAX) return false;
     return seekAbsolute(int(target));
 }
-
-void CFReadStream_t::writeToStream(std::ostream& out) {
-    uint8_t buffer[32768];
-    for (;;) {
-        CFIndex n = CFReadStreamRead(ref_, buffer, sizeof buffer);
-        if (n <= 0) return;
-        out.write(reinterpret_cast<const char*>(buffer), n);
-    }
-}

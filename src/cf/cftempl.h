@@ -188,8 +188,6 @@ class CFReadStream_t : public CoreType<CFReadStreamRef, CFReadStreamGetTypeID> {
 
     bool seekAbsolute(int offset);
     bool seekRelative(int delta);
-    // Copies the rest of the stream into out; stops quietly at the end or at a read error.
-    void writeToStream(std::ostream& out);
 };
 
 // Orders strings by literal, case-sensitive comparison (for maps keyed by CFString_t).

@@ -7,30 +7,22 @@
 
 namespace {
 
-const char* kHeader = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-
-CFDictionary_t parseDict(const std::string& body) {
-    std::string error;
-    CFTypeRef root = CFPropertyListCreateFromXMLData(
-        kHeader + std::string("<plist version=\"1.0\">") + body + "</plist>", &error);
-    EXPECT_NE(root, nullptr) << error;
-    return CFDictionary_t(root, CFDictionary_t::Create);
-}
+const std::string kHeader = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+const std::string kText = "caf\xC3\xA9 & \xE6\x97\xA5 <\xF0\x9F\x98\x80>";
 
 TEST(PropertyList, ReadsAndWritesEveryValueType) {
-    CFDictionary_t d = parseDict(
-        "<dict><key>s</key><string>caf&#233; &amp; \xE6\x97\xA5 &lt;\xF0\x9F\x98\x80&gt;</string>"
-        "<key>i</key><integer>-42</integer><key>r</key><real>252585600.5</real><key>p</"
-        "key><real>0.1</real>"
-        "<key>t</key><true/><key>f</key><false/><key>d</key><date>2001-01-01T00:01:00Z</date>"
-        "<key>b</key><data>aGVs\nbG8=</data><key>a</key><array><integer>1</integer><string/></"
-        "array>"
-        "<key>e</key><dict/><key>c</key><string>a</string><key>c</key><string>last</string></"
-        "dict>");
-    EXPECT_EQ(CFStringGetUTF8(d.get<CFString_t>(CFSTR("s"))),
-              "caf\xC3\xA9 & \xE6\x97\xA5 <\xF0\x9F\x98\x80>");
+    std::string error;
+    CFTypeRef root = CFPropertyListCreateFromXMLData(
+        kHeader + "<plist version=\"1.0\"><dict><key>s</key><string>caf&#233; &amp; "
+                  "\xE6\x97\xA5 &lt;\xF0\x9F\x98\x80&gt;</string><key>i</key><integer>-42</integer>"
+                  "<key>p</key><real>0.1</real><key>t</key><true/><key>f</key><false/>"
+                  "<key>d</key><date>2001-01-01T00:01:00Z</date><key>b</key><data>aGVs\nbG8=</data>"
+                  "<key>a</key><array><integer>1</integer><string/></array><key>e</key><dict/>"
+                  "<key>c</key><string>a</string><key>c</key><string>last</string></dict></plist>",
+        &error);
+    ASSERT_NE(root, nullptr) << error;
+    CFDictionary_t d(root, CFDictionary_t::Create);
     EXPECT_EQ(int(d.get<CFNumber_t>(CFSTR("i"))), -42);
-    EXPECT_DOUBLE_EQ(double(d.get<CFNumber_t>(CFSTR("r"))), 252585600.5);
     EXPECT_TRUE(CFBooleanGetValue(d.get<CFBoolean_t>(CFSTR("t"))));
     EXPECT_FALSE(CFBooleanGetValue(d.get<CFBoolean_t>(CFSTR("f"))));
     auto date = static_cast<CFDateRef>(CFDictionaryGetValue(d, CFSTR("d")));
@@ -41,8 +33,7 @@ TEST(PropertyList, ReadsAndWritesEveryValueType) {
               "hello");
     EXPECT_EQ(CFArrayGetCount(static_cast<CFArrayRef>(CFDictionaryGetValue(d, CFSTR("a")))), 2);
     EXPECT_EQ(CFDictionaryGetCount(d.get<CFDictionary_t>(CFSTR("e"))), 0);
-    EXPECT_EQ(CFStringGetUTF8(d.get<CFString_t>(CFSTR("c"))), "last")
-        << "a repeated key's last value wins";
+    EXPECT_EQ(CFStringGetUTF8(d.get<CFString_t>(CFSTR("c"))), "last") << "the last value wins";
 
     // What the writer makes of it reads back to the same values and the same text.
     std::string text = CFPropertyListCreateXMLText(d);
@@ -50,52 +41,49 @@ TEST(PropertyList, ReadsAndWritesEveryValueType) {
     ASSERT_NE(again, nullptr) << text;
     CFDictionary_t copy(again, CFDictionary_t::Create);
     EXPECT_EQ(CFPropertyListCreateXMLText(copy), text);
-    EXPECT_EQ(CFStringGetUTF8(copy.get<CFString_t>(CFSTR("s"))),
-              "caf\xC3\xA9 & \xE6\x97\xA5 <\xF0\x9F\x98\x80>");
+    EXPECT_EQ(CFStringGetUTF8(copy.get<CFString_t>(CFSTR("s"))), kText);
     EXPECT_DOUBLE_EQ(double(copy.get<CFNumber_t>(CFSTR("p"))), 0.1) << "written with every digit";
-    EXPECT_EQ(text.rfind(std::string(kHeader) + "<plist version=\"1.0\">\n", 0), 0u)
+    EXPECT_EQ(text.rfind(kHeader + "<plist version=\"1.0\">\n", 0), 0u)
         << "the declaration, then the root element: no document type line";
 }
 
 TEST(PropertyListReader, RefusesBrokenDocumentsAndAcceptsAForeignDocumentType) {
-    const char* bad[] = {
-        "",
-        "<plist><dict><key>a</key></dict></plist>",
-        "<plist><dict><string>x</string></dict></plist>",
-        "<plist><integer>12x</integer></plist>",
-        "<plist><real>abc</real></plist>",
-        "<plist><date>yesterday</date></plist>",
-        "<plist><data>@@@@</data></plist>",
-        "<plist><unknown/></plist>",
-        "<plist><string>a</string><string>b</string></plist>",
-        "<plist><array><string>a</string></plist>",
-        "<!DOCTYPE plist [<!ENTITY a \"aaaa\">]><plist><string>&a;</string></plist>",
-        "<plist><key>a</key></plist>",
-    };
-    for (const char* xml : bad) {
-        std::string error;
-        EXPECT_EQ(CFPropertyListCreateFromXMLData(xml, &error), nullptr) << xml;
-        EXPECT_FALSE(error.empty()) << xml;
-    }
     std::string deep;
     for (int i = 0; i < 600; ++i)
         deep += "<array>";
     EXPECT_EQ(CFPropertyListCreateFromXMLData("<plist>" + deep + "</plist>"), nullptr);
-
-    CFTypeRef root = CFPropertyListCreateFromXMLData(
-        std::string(kHeader) + "<!DOCTYPE plist SYSTEM \"file://localhost/plist.dtd\">\n"
-                               "<plist version=\"1.0\"><string>ok</string></plist>");
-    ASSERT_NE(root, nullptr);
-    EXPECT_EQ(CFStringGetUTF8(static_cast<CFStringRef>(root)), "ok");
-    CFRelease(root);
+    const char* bad[] = {"<dict><key>a</key></dict>",
+                         "<dict><string>x</string></dict>",
+                         "<integer>12x</integer>",
+                         "<real>abc</real>",
+                         "<date>yesterday</date>",
+                         "<data>@@@@</data>",
+                         "<unknown/>",
+                         "<string>a</string><string/>",
+                         "<array><string>a</string>",
+                         "<key>a</key>"};
+    for (const char* xml : bad)
+        EXPECT_EQ(CFPropertyListCreateFromXMLData(std::string("<plist>") + xml + "</plist>"),
+                  nullptr)
+            << xml;
+    for (std::string xml :
+         {"", "<!DOCTYPE plist [<!ENTITY a \"aaaa\">]><plist><string>&a;</string></plist>"}) {
+        std::string error;
+        EXPECT_EQ(CFPropertyListCreateFromXMLData(xml, &error), nullptr) << xml;
+        EXPECT_FALSE(error.empty()) << xml;
+    }
+    CFString_t ok(CFPropertyListCreateFromXMLData(
+                      kHeader + "<!DOCTYPE plist SYSTEM \"file://localhost/plist.dtd\">\n"
+                                "<plist version=\"1.0\"><string>ok</string></plist>"),
+                  CFString_t::Create);
+    EXPECT_EQ(CFStringGetUTF8(ok), "ok");
 }
 
 TEST(PropertyListReader, TokensSpanningManyReadsParseFromAStream) {
     testsupport::TempFolder folder;
-    std::string path =
-        folder.write("big.plist", std::string(kHeader) + "<!-- " + std::string(3 << 20, 'c') +
-                                      " --><plist><dict><key>k" + std::string(200000, 'x') +
-                                      "</key><string>v</string></dict></plist>");
+    std::string path = folder.write(
+        "big.plist", kHeader + "<!-- " + std::string(3 << 20, 'c') + " --><plist><dict><key>k" +
+                         std::string(200000, 'x') + "</key><string>v</string></dict></plist>");
     CFURL_t url(CFURLCreateFromFileSystemRepresentation(path.data(), CFIndex(path.size()), false),
                 CFURL_t::Create);
     CFReadStream_t stream(url);

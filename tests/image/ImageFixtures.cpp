@@ -7,13 +7,9 @@
 
 #include <gtest/gtest.h>
 
-namespace {
-
 // Display strings in the tests are those of en_US in UTC, whatever the machine's settings are.
-const testing::Environment* const fixedLocale =
+static const testing::Environment* const fixedLocale =
     testing::AddGlobalTestEnvironment(new testsupport::FixedLocaleEnvironment);
-
-} // namespace
 
 std::string encodeJPEG(int width, int height, int components, int quality, bool jfif,
                        bool progressive) {
@@ -100,9 +96,8 @@ std::string ExifBuilder::u32(uint32_t value) const {
 }
 
 uint32_t ExifBuilder::bytes(const std::string& data) {
-    uint32_t at = end();
     tiff_ += data;
-    return at;
+    return end() - uint32_t(data.size());
 }
 
 uint32_t ExifBuilder::fraction(int32_t numerator, int32_t denominator) {
@@ -116,20 +111,6 @@ uint32_t ExifBuilder::directory(const std::vector<Entry>& entries, uint32_t next
         block += e.type == 3 ? u16(uint16_t(e.value)) + u16(0) : u32(e.value);
     }
     return bytes(block + u32(next));
-}
-
-void ExifBuilder::first(uint32_t offset) {
-    tiff_.replace(4, 4, u32(offset));
-}
-
-CFDataRef ExifBuilder::data() const {
-    std::string p = payload();
-    return CFDataCreate(p.data(), CFIndex(p.size()));
-}
-
-CFURL_t TempDir::write(const std::string& name, const std::string& contents) {
-    TempFolder::write(name, contents);
-    return url(name);
 }
 
 CFURL_t TempDir::url(const std::string& name) const {

@@ -13,13 +13,12 @@
 std::string encodeJPEG(int width, int height, int components = 3, int quality = 75,
                        bool jfif = true, bool progressive = false);
 
-// How encodePixels stores its samples: RGB (3 a pixel), or CMYK samples (4 a pixel, written
-// as given) stored as CMYK or as YCCK.
+// How encodePixels stores its samples: RGB (3 a pixel), or CMYK (4 a pixel) stored as CMYK or
+// as YCCK.
 enum class FileColours { RGB, CMYK, YCCK };
 
-// JPEG bytes (quality 95, no chroma subsampling) of width × height pixels given as samples, rows
-// top down. adobe false leaves the Adobe marker out; app1, when not empty, is written as an APP1
-// segment after the JFIF header.
+// JPEG bytes (quality 95, no subsampling) of samples given top down. adobe false leaves the Adobe
+// marker out; app1, when not empty, is written as an APP1 segment after the JFIF header.
 std::string encodePixels(int width, int height, const std::vector<uint8_t>& samples,
                          FileColours colours, bool adobe = true, const std::string& app1 = "");
 
@@ -37,14 +36,11 @@ bool jpegHeader(const std::string& jpeg, int& width, int& height, int& component
 class ExifBuilder {
   public:
     struct Entry {
-        uint16_t tag;
-        uint16_t type;
+        uint16_t tag, type;
         uint32_t count;
         uint32_t value; // for SHORT entries the 16-bit value, stored in the field's first half
     };
-    static Entry ascii(uint16_t tag, uint32_t offset, uint32_t count) {
-        return {tag, 2, count, offset};
-    }
+    static Entry ascii(uint16_t tag, uint32_t at, uint32_t count) { return {tag, 2, count, at}; }
     static Entry shortValue(uint16_t tag, uint16_t value) { return {tag, 3, 1, value}; }
     static Entry longValue(uint16_t tag, uint32_t value) { return {tag, 4, 1, value}; }
     static Entry rational(uint16_t tag, uint32_t offset) { return {tag, 5, 1, offset}; }
@@ -52,22 +48,18 @@ class ExifBuilder {
 
     explicit ExifBuilder(bool littleEndian);
 
-    // Appends bytes and returns their offset.
+    // Each appends a block and returns its offset: bytes, a text and its zero, a (signed)
+    // rational, a directory with its next-directory link.
     uint32_t bytes(const std::string& data);
-    // Appends the text and its terminating zero; returns the offset.
     uint32_t text(const std::string& text) { return bytes(text + std::string(1, '\0')); }
-    // Appends a (signed) rational; returns the offset.
     uint32_t fraction(int32_t numerator, int32_t denominator);
-    // Appends a directory with the entries and the next-directory link; returns its offset.
     uint32_t directory(const std::vector<Entry>& entries, uint32_t next = 0);
     // Sets the first-directory offset of the TIFF header.
-    void first(uint32_t offset);
+    void first(uint32_t offset) { tiff_.replace(4, 4, u32(offset)); }
     // The offset the next appended block will get.
     uint32_t end() const { return uint32_t(tiff_.size()); }
-
     // The whole payload, with the "Exif" 00 00 header.
     std::string payload() const { return std::string("Exif\0\0", 6) + tiff_; }
-    CFDataRef data() const; // the caller owns it
 
     std::string u16(uint16_t value) const;
     std::string u32(uint32_t value) const;
@@ -81,7 +73,10 @@ class ExifBuilder {
 class TempDir : public testsupport::TempFolder {
   public:
     // Writes the file (name inside the folder) and returns its URL.
-    CFURL_t write(const std::string& name, const std::string& contents);
+    CFURL_t write(const std::string& name, const std::string& contents) {
+        TempFolder::write(name, contents);
+        return url(name);
+    }
     CFURL_t url(const std::string& name) const;
 };
 

@@ -6,12 +6,10 @@
 #include "support/TempFolder.h"
 
 #include <fcntl.h>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <initializer_list>
 #include <string>
 #include <sys/stat.h>
-#include <vector>
 
 namespace fixture {
 
@@ -24,21 +22,20 @@ inline std::string str(const std::string& key, const std::string& value) {
 
 // A photo dictionary with every key a listing needs; the key named in drop is left out.
 inline std::string photoDict(const std::string& key, const std::string& drop = "") {
-    std::vector<std::pair<std::string, std::string>> entries = {
-        {"Caption", str("Caption", "Caption " + key)},
-        {"Comment", str("Comment", "Comment " + key)},
-        {"ImagePath", str("ImagePath", "/photos/2009/img_" + key + ".jpg")},
-        {"OriginalPath", str("OriginalPath", "/photos/Originals/img_" + key + ".jpg")},
-        {"ThumbPath", str("ThumbPath", "/photos/Thumbs/" + key + ".jpg")},
-        {"MediaType", str("MediaType", "Image")},
-        {"DateAsTimerInterval", "<key>DateAsTimerInterval</key><real>" + key + ".5</real>"},
-        {"ModDateAsTimerInterval", "<key>ModDateAsTimerInterval</key><real>2" + key + ".25</real>"},
-        {"MetaModDateAsTimerInterval",
-         "<key>MetaModDateAsTimerInterval</key><integer>3" + key + "</integer>"},
+    const std::pair<std::string, std::string> entries[] = {
+        {"Caption", "<string>Caption " + key + "</string>"},
+        {"Comment", "<string>Comment " + key + "</string>"},
+        {"ImagePath", "<string>/photos/2009/img_" + key + ".jpg</string>"},
+        {"OriginalPath", "<string>/photos/Originals/img_" + key + ".jpg</string>"},
+        {"ThumbPath", "<string>/photos/Thumbs/" + key + ".jpg</string>"},
+        {"MediaType", "<string>Image</string>"},
+        {"DateAsTimerInterval", "<real>" + key + ".5</real>"},
+        {"ModDateAsTimerInterval", "<real>2" + key + ".25</real>"},
+        {"MetaModDateAsTimerInterval", "<integer>3" + key + "</integer>"},
     };
     std::string body = "<key>" + key + "</key><dict>";
-    for (auto& entry : entries)
-        if (entry.first != drop) body += entry.second;
+    for (auto& [name, value] : entries)
+        if (name != drop) body += "<key>" + name + "</key>" + value;
     return body + "</dict>";
 }
 
@@ -48,16 +45,15 @@ inline std::string albumDict(unsigned id, const std::string& name,
                        str("AlbumName", name) + "<key>KeyList</key><array>";
     for (const char* key : keys)
         body += std::string("<string>") + key + "</string>";
-    return body + "</array><key>PhotoCount</key><integer>" + std::to_string(keys.size()) +
-           "</integer></dict>";
+    return body + "</array></dict>";
 }
 
 // A whole album file. version empty: no "Application Version".
 inline std::string albumData(const std::string& version, const std::string& albums,
                              const std::string& photos) {
-    std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>";
-    if (!version.empty()) text += str("Application Version", version);
-    return text + "<key>List of Albums</key><array>" + albums +
+    return "<plist version=\"1.0\"><dict>" +
+           (version.empty() ? "" : str("Application Version", version)) +
+           "<key>List of Albums</key><array>" + albums +
            "</array><key>Master Image List</key><dict>" + photos + "</dict></dict></plist>\n";
 }
 
@@ -66,9 +62,8 @@ inline void writeAlbumFile(const std::string& folder, const std::string& text, t
                            long nanoseconds = 0) {
     std::string file = folder + "/AlbumData.xml";
     std::ofstream(file, std::ios::trunc) << text;
-    if (!seconds) return;
     timespec times[2] = {{seconds, nanoseconds}, {seconds, nanoseconds}};
-    if (utimensat(AT_FDCWD, file.c_str(), times, 0) != 0) ADD_FAILURE() << "utimensat " << file;
+    if (seconds && utimensat(AT_FDCWD, file.c_str(), times, 0) != 0) ADD_FAILURE() << file;
 }
 
 // A small library: album 1 "Summer" with photos 10, 11; album 2 "Winter" with photo 12.
@@ -86,16 +81,12 @@ inline std::string utf8(CFStringRef s) {
 inline std::string libraryEntry(const std::string& id, const std::string& name,
                                 const std::string& path, std::initializer_list<int> albums = {},
                                 const std::string& extra = "") {
-    std::string body = "<dict>";
-    if (!id.empty()) body += "<key>id</key><integer>" + id + "</integer>";
-    body += str("name", name) + str("path", path);
-    if (albums.size()) {
-        body += "<key>albums</key><array>";
-        for (int album : albums)
-            body += "<integer>" + std::to_string(album) + "</integer>";
-        body += "</array>";
-    }
-    return body + extra + "</dict>";
+    std::string body = "<dict>" + (id.empty() ? "" : "<key>id</key><integer>" + id + "</integer>") +
+                       str("name", name) + str("path", path);
+    if (albums.size()) body += "<key>albums</key><array>";
+    for (int album : albums)
+        body += "<integer>" + std::to_string(album) + "</integer>";
+    return body + (albums.size() ? "</array>" : "") + extra + "</dict>";
 }
 
 // Writes a preferences file with these "libraries" entries as folder/name and points the

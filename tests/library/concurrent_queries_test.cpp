@@ -13,20 +13,17 @@ namespace {
 // Version v of the library: album 1 holds photos 100..139, each captioned "v<v>", album 2 is
 // not published. Photo 100 is first in album 1 in every version.
 std::string version(int v) {
-    std::string photos, list, tag = "v" + std::to_string(v);
+    std::string photos, tag = "v" + std::to_string(v),
+                        album = "<dict><key>AlbumId</key><integer>1</integer>" +
+                                str("AlbumName", tag) + "<key>KeyList</key><array>";
     for (int id = 100; id < 140; ++id) {
-        std::string key = std::to_string(id);
-        list += "<string>" + key + "</string>";
-        photos += "<key>" + key + "</key><dict>" + str("ImagePath", "i/" + key) +
-                  str("ThumbPath", "t/" + tag) + str("MediaType", "Image") + str("Caption", tag) +
-                  str("Comment", "") +
-                  "<key>DateAsTimerInterval</key><real>1</real><key>ModDateAsTimerInterval</key>"
-                  "<real>1</real><key>MetaModDateAsTimerInterval</key><real>1</real></dict>";
+        std::string key = std::to_string(id), dict = photoDict(key);
+        album += "<string>" + key + "</string>";
+        for (std::string from : {"Caption " + key, "/photos/Thumbs/" + key + ".jpg"})
+            dict.replace(dict.find(from), from.size(), from[0] == 'C' ? tag : "t/" + tag);
+        photos += dict;
     }
-    std::string albums = "<dict><key>AlbumId</key><integer>1</integer>" + str("AlbumName", tag) +
-                         "<key>KeyList</key><array>" + list + "</array></dict>" +
-                         albumDict(2, "Hidden", {"100"});
-    return albumData("", albums, photos);
+    return albumData("", album + "</array></dict>" + albumDict(2, "Hidden", {"100"}), photos);
 }
 
 TEST(ConcurrentQueries, ReloadsNeverMixVersionsOrLoseRecords) {

@@ -7,56 +7,36 @@
 
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <set>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
-using testsupport::TempFolder;
-
-std::vector<std::string>& reported() {
-    static std::vector<std::string> lines;
-    return lines;
-}
+std::vector<std::string> reported;
 
 void setValue(const char* key, const char* value) {
     CFPreferencesSetAppValue(makeString(key), makeString(value), appID);
 }
 
-mode_t modeOf(const std::string& path) {
-    struct stat info;
-    return stat(path.c_str(), &info) == 0 ? info.st_mode & 07777 : 0;
-}
-
-std::vector<std::string> namesIn(const std::string& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(folder))
-        names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-// A process id that no process has now.
-pid_t deadPid() {
-    pid_t child = fork();
-    if (child == 0) _exit(0);
-    waitpid(child, nullptr, 0);
-    return child;
-}
-
 class PreferenceStoreWrite : public ::testing::Test {
   protected:
     void SetUp() override {
-        reported().clear();
-        CFPreferencesSetReporter([](const std::string& line) { reported().push_back(line); });
-        path = files.path("prefs.plist");
+        reported.clear();
+        CFPreferencesSetReporter([](const std::string& line) { reported.push_back(line); });
     }
     void TearDown() override {
         CFPreferencesSetReporter([](const std::string& line) { puts(line.c_str()); });
     }
-    TempFolder files;
-    std::string path;
+    std::set<std::string> names() const {
+        std::set<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(files.path()))
+            names.insert(entry.path().filename().string());
+        return names;
+    }
+    testsupport::TempFolder files;
+    std::string path = files.path("prefs.plist");
 };
 
 TEST_F(PreferenceStoreWrite, ModeFollowsTheOldFileButAPasswordKeepsItOwnerOnly) {
@@ -74,52 +54,47 @@ TEST_F(PreferenceStoreWrite, ModeFollowsTheOldFileButAPasswordKeepsItOwnerOnly) 
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         std::filesystem::remove(path);
-        if (c.before) {
-            files.write("prefs.plist", "<plist><dict/></plist>");
-            chmod(path.c_str(), c.before);
-        }
+        if (c.before) chmod(files.write("prefs.plist", "<plist><dict/></plist>").c_str(), c.before);
         CFPreferencesSetPath(path);
         setValue("title", "T");
         if (c.password) setValue("pass", "secret");
         ASSERT_TRUE(CFPreferencesAppSynchronize(appID));
-        EXPECT_EQ(modeOf(path), c.after);
-        EXPECT_EQ(namesIn(files.path()), std::vector<std::string>{"prefs.plist"})
-            << "no temporary file stays behind";
+        struct stat info = {};
+        stat(path.c_str(), &info);
+        EXPECT_EQ(info.st_mode & 07777, c.after);
+        EXPECT_EQ(names(), std::set<std::string>{"prefs.plist"}) << "no temporary file stays";
     }
 }
 
 TEST_F(PreferenceStoreWrite, LeftoversOfWritersThatAreGoneAreRemovedAtFirstUse) {
     files.write("prefs.plist", "<plist><dict><key>title</key><string>T</string></dict></plist>");
-    std::string dead = "prefs.plist.tmp." + std::to_string(deadPid()) + ".Ab3xYz";
-    std::string alive = "prefs.plist.tmp." + std::to_string(getppid()) + ".Qw9rTy";
-    for (const std::string& name :
-         {dead, alive, std::string("prefs.plist.backup"), std::string("prefs.plist.tmp.x.abcdef")})
-        files.write(name, "<plist><dict><key>pass</key><string>old</string></dict></plist>");
+    pid_t gone = fork(); // a process id that no process has now
+    if (gone == 0) _exit(0);
+    waitpid(gone, nullptr, 0);
+    std::string dead = "prefs.plist.tmp." + std::to_string(gone) + ".Ab3xYz";
+    std::set<std::string> kept = {"prefs.plist", "prefs.plist.backup", "prefs.plist.tmp.x.abcdef",
+                                  "prefs.plist.tmp." + std::to_string(getppid()) + ".Qw9rTy"};
+    for (const std::string& name : kept)
+        if (name != "prefs.plist") files.write(name, "<plist><dict/></plist>");
+    files.write(dead, "<plist><dict><key>pass</key><string>old</string></dict></plist>");
     CFPreferencesSetPath(path);
-    CFTypeRef title = CFPreferencesCopyAppValue(CFSTR("title"), appID);
-    ASSERT_NE(title, nullptr);
-    CFRelease(title);
-    std::vector<std::string> expected = {"prefs.plist", alive, "prefs.plist.backup",
-                                         "prefs.plist.tmp.x.abcdef"};
-    std::sort(expected.begin(), expected.end());
-    EXPECT_EQ(namesIn(files.path()), expected)
-        << "only a writer that is gone leaves a file that may go";
-    ASSERT_EQ(reported().size(), 1u);
-    EXPECT_EQ(reported()[0], "removed " + files.path(dead) + ", left over by an interrupted write");
+    CFRelease(CFPreferencesCopyAppValue(CFSTR("title"), appID));
+    EXPECT_EQ(names(), kept) << "only a writer that is gone leaves a file that may go";
+    EXPECT_EQ(reported, std::vector<std::string>{"removed " + files.path(dead) +
+                                                 ", left over by an interrupted write"});
 }
 
 TEST_F(PreferenceStoreWrite, AFailedWriteNamesTheCallAndLeavesTheOldFile) {
     // A folder no one may create files in, whatever the user: /proc/self.
-    std::string where = "/proc/self/prefs.plist";
-    CFPreferencesSetPath(where);
+    CFPreferencesSetPath("/proc/self/prefs.plist");
     setValue("title", "T");
     EXPECT_FALSE(CFPreferencesAppSynchronize(appID));
-    ASSERT_EQ(reported().size(), 1u);
-    const std::string& line = reported()[0];
-    EXPECT_EQ(
-        line.rfind("preferences file " + where + " could not be written (mkstemp in /proc/self/: ",
-                   0),
-        0u)
+    ASSERT_EQ(reported.size(), 1u);
+    const std::string& line = reported[0];
+    EXPECT_EQ(line.rfind("preferences file /proc/self/prefs.plist could not be written (mkstemp "
+                         "in /proc/self/: ",
+                         0),
+              0u)
         << line;
     EXPECT_EQ(line.find("Success"), std::string::npos) << "a stale error: " << line;
     EXPECT_NE(line.find("it is left as it was"), std::string::npos) << line;

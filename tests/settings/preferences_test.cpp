@@ -9,18 +9,17 @@
 namespace {
 
 using testsupport::readFile;
+using namespace std::string_literals;
 
 class PreferencesTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        path = folder.path("sub/prefs.plist");
         CFPreferencesSetPath(path);
         syncPrefs = 0;
     }
     void writePrefs(const std::string& dictBody) {
-        folder.write("sub/prefs.plist", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist "
-                                        "version=\"1.0\"><dict>" +
-                                            dictBody + "</dict></plist>\n");
+        folder.write("sub/prefs.plist",
+                     "<plist version=\"1.0\"><dict>" + dictBody + "</dict></plist>\n");
         CFPreferencesSetPath(path); // forget what was loaded
     }
     // The layout read, and what the reading printed.
@@ -30,14 +29,10 @@ class PreferencesTest : public ::testing::Test {
         return {name, testing::internal::GetCapturedStdout()};
     }
     testsupport::TempFolder folder;
-    std::string path;
+    std::string path = folder.path("sub/prefs.plist");
 };
 
 TEST_F(PreferencesTest, DefaultsAndFallBacks) {
-    bool enabled = true;
-    std::string user = "x", pass = "y";
-    prefGetAuthInfo(enabled, user, pass);
-    EXPECT_FALSE(enabled);
     EXPECT_EQ(prefGetThumbnailQuality(), 50u);
     EXPECT_EQ(prefGetImageQuality(), 90u);
     EXPECT_EQ(prefGetPortNumber(), 8080);
@@ -47,39 +42,32 @@ TEST_F(PreferencesTest, DefaultsAndFallBacks) {
     writePrefs("<key>title</key><string></string><key>port</key><integer>70000</integer>");
     EXPECT_EQ(CFStringGetUTF8(prefGetServerName()), "Tessellan - untitled");
     EXPECT_EQ(prefGetPortNumber(), 70000);
-    writePrefs(
-        "<key>title</key><string>Famille Dupr\xC3\xA9</string><key>port</key><string>80</string>");
-    EXPECT_EQ(CFStringGetUTF8(prefGetServerName()), "Famille Dupr\xC3\xA9");
+    writePrefs("<key>title</key><string>Dupr\xC3\xA9</string><key>port</key><string>80</string>");
+    EXPECT_EQ(CFStringGetUTF8(prefGetServerName()), "Dupr\xC3\xA9");
     EXPECT_EQ(prefGetPortNumber(), 8080) << "a port of the wrong type";
-}
 
-TEST_F(PreferencesTest, QualityLevelsMapToPercentages) {
-    struct Case {
-        const char* value;
-        unsigned thumbnail, image;
-    } cases[] = {
-        {"<integer>0</integer>", 30, 50},  {"<integer>1</integer>", 50, 70},
-        {"<integer>2</integer>", 70, 90},  {"<integer>3</integer>", 50, 90},
-        {"<integer>-1</integer>", 50, 90}, {"<real>1.7</real>", 50, 70},
-        {"<string>2</string>", 50, 90},
-    };
-    for (auto& c : cases) {
-        writePrefs(std::string("<key>ThumbnailQuality</key>") + c.value +
-                   "<key>ImageQuality</key>" + c.value);
-        EXPECT_EQ(prefGetThumbnailQuality(), c.thumbnail) << c.value;
-        EXPECT_EQ(prefGetImageQuality(), c.image) << c.value;
-    }
+    // Quality levels 0-2 map to percentages; a real number counts by its whole part.
+    writePrefs(
+        "<key>ThumbnailQuality</key><integer>0</integer><key>ImageQuality</key><real>1.7</real>");
+    EXPECT_EQ(std::make_pair(prefGetThumbnailQuality(), prefGetImageQuality()),
+              std::make_pair(30u, 70u));
+    writePrefs("<key>ThumbnailQuality</key><integer>2</integer><key>ImageQuality</key><integer>3</"
+               "integer>");
+    EXPECT_EQ(std::make_pair(prefGetThumbnailQuality(), prefGetImageQuality()),
+              std::make_pair(70u, 90u));
+    writePrefs("<key>ThumbnailQuality</key><string>2</string><key>ImageQuality</key><integer>-1</"
+               "integer>");
+    EXPECT_EQ(std::make_pair(prefGetThumbnailQuality(), prefGetImageQuality()),
+              std::make_pair(50u, 90u));
 }
 
 TEST_F(PreferencesTest, AnUnusableLayoutIsResetAndWrittenKeepingOtherKeys) {
-    EXPECT_EQ(layout(),
-              std::make_pair(std::string("Default"), std::string("setting layout to default\n")));
+    EXPECT_EQ(layout(), std::make_pair(std::string("Default"), "setting layout to default\n"s));
     EXPECT_NE(readFile(path).find("<string>Default</string>"), std::string::npos)
         << "a missing file and its folder are made";
 
-    writePrefs(
-        "<key>siteLayout</key><integer>3</integer><key>libraries</key><array><dict><key>id</key>"
-        "<integer>4</integer></dict></array><key>other</key><data>AAE=</data>");
+    writePrefs("<key>siteLayout</key><integer>3</integer><key>libraries</key><array><dict>"
+               "<key>id</key><integer>4</integer></dict></array><key>other</key><data>AAE=</data>");
     EXPECT_EQ(layout().second, "setting layout to default\n");
     std::string text = readFile(path);
     EXPECT_NE(text.find("<key>siteLayout</key>\n\t<string>Default</string>"), std::string::npos)
@@ -88,14 +76,14 @@ TEST_F(PreferencesTest, AnUnusableLayoutIsResetAndWrittenKeepingOtherKeys) {
     EXPECT_NE(text.find("<key>other</key>"), std::string::npos);
     EXPECT_EQ(layout().second, "") << "reset once, not on every read";
 
-    for (const char* name : {"", ".", "..", "a/b", "/etc", "Themes/Dark", "../Default"}) {
-        writePrefs(std::string("<key>siteLayout</key><string>") + name + "</string>");
-        EXPECT_EQ(layout().first, "Default") << name;
-    }
-    for (const char* name : {"Dark Theme", "..hidden", "a.b", "Caf\xC3\xA9"}) {
-        writePrefs(std::string("<key>siteLayout</key><string>") + name + "</string>");
-        EXPECT_EQ(layout().first, name);
-    }
+    auto named = [&](const std::string& name) {
+        writePrefs("<key>siteLayout</key><string>" + name + "</string>");
+        return layout().first;
+    };
+    for (const char* name : {"", ".", "..", "a/b", "/etc", "../Default"})
+        EXPECT_EQ(named(name), "Default") << name;
+    for (const char* name : {"Dark Theme", "..hidden", "a.b", "Caf\xC3\xA9"})
+        EXPECT_EQ(named(name), name);
 }
 
 TEST_F(PreferencesTest, AuthenticationSettings) {
@@ -104,8 +92,8 @@ TEST_F(PreferencesTest, AuthenticationSettings) {
         bool enabled;
         const char *wantUser, *wantPass;
     } cases[] = {
-        {"<true/>", "<string>ann</string>", "<string>s3cr\xC3\xA9t</string>", true, "ann",
-         "s3cr\xC3\xA9t"},
+        {"<true/>", "<string>ann</string>", "<string>s3\xC3\xA9</string>", true, "ann",
+         "s3\xC3\xA9"},
         {"<true/>", nullptr, "<string>p</string>", false, "", ""},
         {"<true/>", "<string></string>", "<string></string>", true, "", ""},
         {"<false/>", "<string>a</string>", "<string>b</string>", false, "", ""},
@@ -145,7 +133,7 @@ TEST_F(PreferencesTest, UnreadableFileIsNeverOverwritten) {
     folder.write("sub/prefs.plist",
                  "<plist><dict><key>siteLayout</key><string>Fancy</string></dict></plist>");
     sigHup(SIGHUP);
-    EXPECT_EQ(layout(), std::make_pair(std::string("Fancy"), std::string("sync prefs\n")));
+    EXPECT_EQ(layout(), std::make_pair(std::string("Fancy"), "sync prefs\n"s));
     EXPECT_EQ(readFile(path).find("Default"), std::string::npos);
 }
 
