@@ -1,15 +1,12 @@
-// gallery.test.mjs - drives the Default layout in Chromium against a running server.
+// gallery.test.mjs - drives the Default layout in Chromium against a running server publishing
+// the demo library (make_demo_library), whose test cards, film and camera data are found by
+// caption and kind through the JSON API.
 //
 //   TESSELLAN_URL=http://localhost:8080/ node --test tests/browser/
 //
-// TESSELLAN_URL          the server to test (the tests are skipped without it)
-// TESSELLAN_AUTH_URL     a server that asks for a password, with TESSELLAN_USER / TESSELLAN_PASS
-// TESSELLAN_LIBRARY      the folder of the library the server publishes (for the album download)
-// TESSELLAN_SCREENSHOTS  where the screenshots go (default: tests/browser/out)
-// CHROMIUM               the browser (default: /usr/bin/chromium)
-//
-// The server publishes the demo library (make_demo_library): its test cards, film and camera
-// data are looked up by caption and kind through the JSON API.
+// Also: TESSELLAN_AUTH_URL (a server asking for TESSELLAN_USER / TESSELLAN_PASS), TESSELLAN_LIBRARY
+// (the published library's folder, for the album download), TESSELLAN_SCREENSHOTS (default
+// tests/browser/out), CHROMIUM (default /usr/bin/chromium). Without TESSELLAN_URL all is skipped.
 
 import { test, before, after } from 'node:test';
 import assert from 'node:assert/strict';
@@ -19,14 +16,12 @@ import path from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { chromium } from 'playwright-core';
 
-const here = path.dirname(fileURLToPath(import.meta.url));
-const BASE = withSlash(process.env.TESSELLAN_URL);
-const AUTH_BASE = withSlash(process.env.TESSELLAN_AUTH_URL);
-const USER = process.env.TESSELLAN_USER;
-const PASS = process.env.TESSELLAN_PASS;
-const LIBRARY = process.env.TESSELLAN_LIBRARY;
-const SHOTS = path.resolve(process.env.TESSELLAN_SCREENSHOTS || path.join(here, 'out'));
-const TIMEOUT = 20000;
+const env = process.env;
+const slash = (url) => url && (url.endsWith('/') ? url : `${url}/`);
+const BASE = slash(env.TESSELLAN_URL);
+const AUTH_BASE = slash(env.TESSELLAN_AUTH_URL);
+const { TESSELLAN_USER: USER, TESSELLAN_PASS: PASS, TESSELLAN_LIBRARY: LIBRARY } = env;
+const SHOTS = path.resolve(env.TESSELLAN_SCREENSHOTS || path.join(path.dirname(fileURLToPath(import.meta.url)), 'out'));
 
 // The pages run in a fixed language and time zone, so the dates they show can be foretold.
 const LOCALE = 'en-GB';
@@ -43,19 +38,13 @@ const INKS = {
   patches: [[0xd6, 0x28, 0x28], [0x2a, 0x9d, 0x3f], [0x28, 0x50, 0xc8], [0x10, 0xb0, 0xc8], [0xc8, 0x30, 0x8c], [0xf0, 0xc8, 0x18]],
 };
 
-function withSlash(url) {
-  if (!url) return undefined;
-  return url.endsWith('/') ? url : `${url}/`;
-}
-
 /** Reads a JSON API reply as the gallery does: parentheses off, then strict JSON. */
 async function api(base, command, headers = {}) {
   const res = await fetch(new URL(`json/${command}`, base), { headers });
   assert.equal(res.status, 200, `json/${command} answered ${res.status}`);
   let body = (await res.text()).trim();
-  if (!body) return null;
   if (body.startsWith('(') && body.endsWith(')')) body = body.slice(1, -1);
-  return JSON.parse(body);
+  return body ? JSON.parse(body) : null;
 }
 
 /** Every published photo: { lib, album, index, photo (getpics entry), info (getpicinfo) }. */
@@ -82,17 +71,13 @@ before(async () => {
   fs.mkdirSync(SHOTS, { recursive: true });
   photos = await allPhotos(BASE);
   browser = await chromium.launch({
-    executablePath: process.env.CHROMIUM || '/usr/bin/chromium',
-    headless: true,
-    args: ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
-      '--disable-background-networking', '--disable-component-update', '--disable-sync',
-      '--autoplay-policy=no-user-gesture-required'],
+    executablePath: env.CHROMIUM || '/usr/bin/chromium',
+    args: ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking',
+      '--disable-component-update', '--disable-sync', '--autoplay-policy=no-user-gesture-required'],
   });
 });
 
-after(async () => {
-  if (browser) await browser.close();
-});
+after(async () => browser && browser.close());
 
 function photoWhere(what, pick) {
   const found = photos.find(pick);
@@ -109,7 +94,7 @@ async function withPage(size, base, body, extra = {}) {
   });
   try {
     const page = await context.newPage();
-    page.setDefaultTimeout(TIMEOUT);
+    page.setDefaultTimeout(20000);
     const problems = [];
     page.on('pageerror', (err) => problems.push(`script error: ${err.message}`));
     page.on('request', (req) => {
@@ -140,89 +125,67 @@ async function showDetails(page) {
   await page.locator('#v-info').waitFor({ state: 'visible' });
 }
 
-const shot = (page, view, size) => page.screenshot({ path: path.join(SHOTS, `${view}-${size.name}.png`) });
+/** Lets fades finish, then saves a screenshot. */
+async function shot(page, view, size) {
+  await page.waitForTimeout(500);
+  await page.screenshot({ path: path.join(SHOTS, `${view}-${size.name}.png`) });
+}
+
+const hashIs = (page, hash) => page.waitForFunction((h) => location.hash === h, hash);
+
+/** Waits for the viewer to show the picture at position i; returns its sizes and address. */
+async function viewerPicture(page, i) {
+  const handle = await page.waitForFunction((index) => {
+    const img = document.querySelector(`#viewer img.viewer__img.is-current[data-i="${index}"]`);
+    return img && img.complete && img.naturalWidth ? { src: img.currentSrc || img.src, w: img.naturalWidth, h: img.naturalHeight } : null;
+  }, i);
+  return handle.jsonValue();
+}
+
+/** Checks the colours of the viewer's current picture at points given as fractions of its size. */
+async function assertColours(page, points, want, what) {
+  const got = await page.evaluate((pts) => {
+    const img = document.querySelector('#viewer img.viewer__img.is-current');
+    const canvas = Object.assign(document.createElement('canvas'), { width: img.naturalWidth, height: img.naturalHeight });
+    const g = canvas.getContext('2d');
+    g.drawImage(img, 0, 0);
+    return pts.map(([x, y]) => [...g.getImageData(Math.floor(x * canvas.width), Math.floor(y * canvas.height), 1, 1).data.slice(0, 3)]);
+  }, points);
+  got.forEach((c, k) => {
+    const off = Math.max(...c.map((v, j) => Math.abs(v - want[k][j])));
+    assert.ok(off <= 24, `${what[k]}: rgb(${c}) is not rgb(${want[k]})`);
+  });
+}
+
+/** Opens the viewer at a photo by its address. */
+async function openViewer(page, p) {
+  await page.goto(`${BASE}#/l/${p.lib.id}/a/${p.album.id}/p/${p.index}`);
+  await page.locator('#viewer').waitFor({ state: 'visible' });
+}
 
 /** Resolves when every thumbnail image in the viewport has finished loading. */
-async function thumbnailsSettled(page) {
-  await page.waitForFunction(() => {
+function thumbnailsSettled(page) {
+  return page.waitForFunction(() => {
     const imgs = [...document.querySelectorAll('.grid img')].filter((img) => {
       const r = img.getBoundingClientRect();
       return r.bottom > 0 && r.top < innerHeight;
     });
     return imgs.length > 0 && imgs.every((img) => img.complete && img.getAttribute('src'));
   });
-  await page.waitForTimeout(500); // the fade-in
-}
-
-/** Waits for the viewer to show the picture at position i; returns its sizes and address. */
-async function viewerPicture(page, i) {
-  const handle = await page.waitForFunction((index) => {
-    const img = document.querySelector(`#viewer img.viewer__img.is-current[data-i="${index}"]`);
-    if (!img || !img.complete || !img.naturalWidth) return null;
-    return { src: img.currentSrc || img.src, w: img.naturalWidth, h: img.naturalHeight, alt: img.alt };
-  }, i);
-  return handle.jsonValue();
-}
-
-/** The colours of the viewer's current picture at points given as fractions of its size. */
-function sampleViewer(page, points) {
-  return page.evaluate((pts) => {
-    const img = document.querySelector('#viewer img.viewer__img.is-current');
-    const canvas = document.createElement('canvas');
-    canvas.width = img.naturalWidth;
-    canvas.height = img.naturalHeight;
-    const g = canvas.getContext('2d');
-    g.drawImage(img, 0, 0);
-    return pts.map(([x, y]) => [...g.getImageData(Math.floor(x * canvas.width), Math.floor(y * canvas.height), 1, 1).data.slice(0, 3)]);
-  }, points);
-}
-
-function assertColour(got, want, what) {
-  const off = Math.max(...got.map((v, k) => Math.abs(v - want[k])));
-  assert.ok(off <= 24, `${what}: rgb(${got}) is not rgb(${want})`);
-}
-
-/** Opens the viewer at a photo by its address and waits for the first view to settle. */
-async function openViewer(page, p) {
-  await page.goto(`${BASE}#/l/${p.lib.id}/a/${p.album.id}/p/${p.index}`);
-  await page.locator('#viewer').waitFor({ state: 'visible' });
-}
-
-/** The contrast ratio of the text colour of sel against the background colour of bgSel. */
-function contrast(page, sel, bgSel) {
-  return page.evaluate(([s, b]) => {
-    const rgb = (c) => c.match(/[\d.]+/g).slice(0, 3).map(Number);
-    const lum = (c) => {
-      const [r, g, bl] = rgb(c).map((v) => { v /= 255; return v <= 0.03928 ? v / 12.92 : ((v + 0.055) / 1.055) ** 2.4; });
-      return 0.2126 * r + 0.7152 * g + 0.0722 * bl;
-    };
-    const fg = lum(getComputedStyle(document.querySelector(s)).color);
-    const bg = lum(getComputedStyle(document.querySelector(b)).backgroundColor);
-    return (Math.max(fg, bg) + 0.05) / (Math.min(fg, bg) + 0.05);
-  }, [sel, bgSel]);
 }
 
 for (const size of SIZES) {
   test(`albums, grid and viewer (${size.name})`, { skip: skipAll, timeout: 180000 }, async () => {
-    const target = photoWhere('JPEG with a camera make and a next photo', (p) => p.info.exif && p.info.exif.cameraMake.trim()
-      && p.index + 1 < p.album.size && p.info.mediaType !== 'Movie');
-    const { lib, album, index, info } = target;
+    const { lib, album, index, info } = photoWhere('JPEG with a camera make and a next photo', (p) => p.info.exif
+      && p.info.exif.cameraMake.trim() && p.index + 1 < p.album.size && p.info.mediaType !== 'Movie');
     const dpr = size.deviceScaleFactor;
+    const { width, height } = size.viewport;
     await withPage(size, BASE, async (page) => {
       const site = await api(BASE, 'getsite');
       await page.goto(BASE);
       await page.locator('#site-title').filter({ hasText: site.trim() || 'Photos' }).waitFor();
       await page.waitForFunction(() => [...document.querySelectorAll('.card__cover img')].some((i) => i.complete && i.naturalWidth));
-      await page.waitForTimeout(500);
       await shot(page, 'home', size);
-      const icon = await page.evaluate(async () => {
-        const img = new Image();
-        img.src = document.querySelector('link[rel="icon"]').href;
-        await img.decode();
-        return { w: img.naturalWidth, h: img.naturalHeight, href: img.src };
-      });
-      assert.equal(icon.href, new URL('favicon.ico', BASE).href);
-      assert.ok(icon.w >= 16 && icon.h >= 16, `site icon ${icon.w}x${icon.h}`);
 
       // Enter the library, then the album.
       await page.locator(`.section-title a[href="#/l/${lib.id}"]`).click();
@@ -232,8 +195,9 @@ for (const size of SIZES) {
       await thumbnailsSettled(page);
       await shot(page, 'album', size);
 
-      // Thumbnails are asked at the size their box needs on this screen, and come at least that
-      // large unless the picture itself is smaller; phones show three or four a row.
+      // Thumbnails are asked at the size their box needs on this screen (twice the tile on a 2x
+      // screen), and come at least that large unless the picture itself is smaller; phones show
+      // three or four square tiles a row, desktops keep each thumbnail's shape.
       const thumbs = await page.$$eval('.grid .thumb img', (imgs) => imgs.filter((img) => img.complete).map((img) => {
         const r = img.getBoundingClientRect();
         return { w: r.width, h: r.height, top: Math.round(r.top), nw: img.naturalWidth, nh: img.naturalHeight,
@@ -246,26 +210,19 @@ for (const size of SIZES) {
         assert.ok(t.size >= Math.min(1024, needed - 1), `asked for ${t.size} px for a ${t.w}x${t.h} box at ${dpr}x`);
         assert.ok(Math.max(t.nw, t.nh) >= Math.min(t.size, needed - 1) || Math.max(t.nw, t.nh) < t.size,
           `got ${t.nw}x${t.nh} for a ${t.w}x${t.h} box at ${dpr}x`);
-        // Justified rows keep each thumbnail's shape; phone tiles are square.
         const box = t.w / t.h;
         if (size.isMobile) assert.ok(Math.abs(box - 1) < 0.02, `phone tile ${t.w}x${t.h}`);
         else assert.ok(Math.abs(box - ratio) / ratio < 0.06, `box ${box} vs thumbnail ${ratio}`);
       }
-      if (size.isMobile) {
-        const firstRow = thumbs.filter((t) => t.top === thumbs[0].top).length;
-        assert.ok(firstRow === 3 || firstRow === 4, `${firstRow} photos in a row on a phone`);
-      }
+      const firstRow = thumbs.filter((t) => t.top === thumbs[0].top).length;
+      if (size.isMobile) assert.ok(firstRow === 3 || firstRow === 4, `${firstRow} photos in a row on a phone`);
 
       // Open the photo: scroll until its thumbnail exists, then Enter (desktop) or a tap (phone).
       const thumb = await tileOf(page, index);
       if (size.hasTouch) await thumb.tap();
-      else {
-        await thumb.focus();
-        await page.keyboard.press('Enter');
-      }
-      await page.waitForFunction((h) => location.hash === h, `#/l/${lib.id}/a/${album.id}/p/${index}`);
+      else await thumb.press('Enter');
+      await hashIs(page, `#/l/${lib.id}/a/${album.id}/p/${index}`);
       const first = await viewerPicture(page, index);
-      const { width, height } = size.viewport;
       assert.ok(first.src.includes(`/image/?l=${lib.id}&a=${album.id}&i=${index}&mw=${width * dpr}&mh=${height * dpr}&fit=exact`), first.src);
       assert.ok(first.w <= width * dpr && first.h <= height * dpr, `picture ${first.w}x${first.h} does not fit ${width * dpr}x${height * dpr}`);
       assert.ok(first.w === Math.min(width * dpr, info.w) || first.h === Math.min(height * dpr, info.h),
@@ -278,38 +235,31 @@ for (const size of SIZES) {
       const taken = new Intl.DateTimeFormat(LOCALE, { dateStyle: 'medium', timeStyle: 'short', timeZone: ZONE }).format(new Date(info.captureDate.value));
       assert.ok(text.includes(info.exif.cameraMake.trim()), `camera make "${info.exif.cameraMake}" missing from: ${text}`);
       assert.ok(text.includes(taken), `capture date "${taken}" missing from: ${text}`);
-      const ratio = await contrast(page, '#v-facts dt', '#v-info');
-      assert.ok(ratio >= 4.5, `labels in the details have a contrast of ${ratio.toFixed(2)}:1`);
       if (size.hasTouch) await page.locator('#v-info-btn').click(); // the phone shot shows the picture
-      await page.waitForTimeout(500);
       await shot(page, 'viewer', size);
-
       // Nothing of the page shows beside the viewer: it covers the whole window.
-      const cover = await page.evaluate(() => document.getElementById('viewer').getBoundingClientRect().width);
-      assert.equal(cover, width);
+      assert.equal(await page.evaluate(() => document.getElementById('viewer').getBoundingClientRect().width), width);
 
       // The right arrow key moves on to the next photo, which loads at its own address.
       await page.keyboard.press('ArrowRight');
-      await page.waitForFunction((h) => location.hash === h, `#/l/${lib.id}/a/${album.id}/p/${index + 1}`);
-      const second = await viewerPicture(page, index + 1);
-      assert.notEqual(second.src, first.src);
+      await hashIs(page, `#/l/${lib.id}/a/${album.id}/p/${index + 1}`);
+      assert.notEqual((await viewerPicture(page, index + 1)).src, first.src);
 
       // Space starts the slideshow even while a button has focus, without pressing that button.
-      const infoOpen = await page.locator('#v-info-btn').getAttribute('aria-expanded');
-      await page.locator('#v-info-btn').focus();
+      const infoButton = page.locator('#v-info-btn');
+      const infoOpen = await infoButton.getAttribute('aria-expanded');
+      await infoButton.focus();
       await page.keyboard.press(' ');
       assert.equal(await page.locator('#v-play').getAttribute('aria-pressed'), 'true');
-      assert.equal(await page.locator('#v-info-btn').getAttribute('aria-expanded'), infoOpen);
+      assert.equal(await infoButton.getAttribute('aria-expanded'), infoOpen);
       await page.keyboard.press(' ');
       assert.equal(await page.locator('#v-play').getAttribute('aria-pressed'), 'false');
 
       // Escape closes the viewer and puts focus on the thumbnail of the photo last shown.
       await page.keyboard.press('Escape');
-      await page.waitForFunction((h) => location.hash === h, `#/l/${lib.id}/a/${album.id}`);
+      await hashIs(page, `#/l/${lib.id}/a/${album.id}`);
       await page.locator('#viewer').waitFor({ state: 'hidden' });
       await page.waitForFunction((i) => document.activeElement && document.activeElement.dataset.i === String(i), index + 1);
-      const meta = await contrast(page, '.page-meta', 'html');
-      assert.ok(meta >= 4.5, `the album's photo count has a contrast of ${meta.toFixed(2)}:1`);
 
       // A deep link opens the photo, also after a reload.
       await page.goto(`${BASE}#/l/${lib.id}/a/${album.id}/p/${index}`);
@@ -327,22 +277,17 @@ for (const size of SIZES) {
       const pic = await viewerPicture(page, upright.index);
       await page.locator('#v-title').filter({ hasText: UPRIGHT.caption }).waitFor({ state: 'attached' });
       assert.ok(pic.h > pic.w, `the portrait shows as ${pic.w}x${pic.h}`);
-      const [top, bottom] = await sampleViewer(page, [[0.5, 0.05], [0.5, 0.95]]);
-      assertColour(top, UPRIGHT.top, 'the top of the upright card');
-      assertColour(bottom, UPRIGHT.bottom, 'the bottom of the upright card');
+      await assertColours(page, [[0.5, 0.05], [0.5, 0.95]], [UPRIGHT.top, UPRIGHT.bottom], ['the top of the upright card', 'its bottom']);
       await showDetails(page);
       await page.locator('#v-facts').filter({ hasText: '1/125\u00a0s' }).waitFor();
       if (size.hasTouch) await page.locator('#v-info-btn').click();
-      await page.waitForTimeout(500);
       await shot(page, 'upright', size);
 
       await page.keyboard.press('ArrowRight'); // the ink chart comes next
       await page.waitForFunction((h) => location.hash.endsWith(h), `/p/${inks.index}`);
       await viewerPicture(page, inks.index);
       const centres = INKS.patches.map((_, k) => [(k % 3 + 0.5) / 3, (Math.floor(k / 3) + 0.5) / 2]);
-      const got = await sampleViewer(page, centres);
-      got.forEach((c, k) => assertColour(c, INKS.patches[k], `ink patch ${k + 1}`));
-      await page.waitForTimeout(500);
+      await assertColours(page, centres, INKS.patches, INKS.patches.map((_, k) => `ink patch ${k + 1}`));
       await shot(page, 'inks', size);
     });
   });
@@ -385,8 +330,7 @@ test('the album download holds every original, byte for byte', { skip: skipAll, 
     await page.goto(`${BASE}#/l/${p.lib.id}/a/${p.album.id}`);
     const button = page.locator('#album-download');
     await button.waitFor();
-    const href = new URL(await button.getAttribute('href'), page.url()).href;
-    assert.equal(href, new URL(`download/?l=${p.lib.id}&a=${p.album.id}`, BASE).href);
+    assert.equal(new URL(await button.getAttribute('href'), page.url()).href, new URL(`download/?l=${p.lib.id}&a=${p.album.id}`, BASE).href);
     const [download] = await Promise.all([page.waitForEvent('download'), button.click()]);
     const zip = path.join(SHOTS, 'album.zip');
     await download.saveAs(zip);
@@ -397,9 +341,8 @@ test('the album download holds every original, byte for byte', { skip: skipAll, 
 import hashlib, os, sys, zipfile
 zip_path, library, names = sys.argv[1], sys.argv[2], set(sys.argv[3:])
 digest = lambda b: hashlib.sha256(b).hexdigest()
-originals = []
-for folder, _, files in os.walk(os.path.join(library, 'Masters')):
-    originals += [digest(open(os.path.join(folder, f), 'rb').read()) for f in files if f in names]
+originals = [digest(open(os.path.join(folder, f), 'rb').read())
+             for folder, _, files in os.walk(os.path.join(library, 'Masters')) for f in files if f in names]
 assert len(originals) == len(names), f'{len(originals)} originals found for {len(names)} names'
 with zipfile.ZipFile(zip_path) as z:
     assert z.testzip() is None, 'a member is corrupt'
@@ -417,9 +360,8 @@ assert sorted(members) == sorted(originals), f'{len(members)} members are not th
 const skipAuth = skipAll || (AUTH_BASE && USER != null && PASS != null ? false : 'TESSELLAN_AUTH_URL, TESSELLAN_USER or TESSELLAN_PASS is not set');
 
 test('a password-protected server asks for credentials and works with them', { skip: skipAuth, timeout: 60000 }, async () => {
-  // Which addresses ask and which credentials pass is the server tests' part; here, how a
-  // browser sees it.
-  // The refusal reads well on a phone and on a desktop, and offers to ask again.
+  // Which addresses ask and which credentials pass is the server tests' part; here, that the
+  // refusal reads well on a phone and on a desktop and offers to ask again.
   for (const size of SIZES) {
     await withPage(size, AUTH_BASE, async (page) => {
       // A headless browser gives up at the challenge; shown without it, the page is the server's.
@@ -438,12 +380,9 @@ test('a password-protected server asks for credentials and works with them', { s
       await shot(page, 'refused', size);
     });
   }
-
-  const authorization = { Authorization: `Basic ${Buffer.from(`${USER}:${PASS}`).toString('base64')}` };
-  const libs = await api(AUTH_BASE, 'getlibs', authorization);
+  const libs = await api(AUTH_BASE, 'getlibs', { Authorization: `Basic ${Buffer.from(`${USER}:${PASS}`).toString('base64')}` });
   await withPage(SIZES[1], AUTH_BASE, async (page) => {
     assert.equal((await page.goto(AUTH_BASE)).status(), 200);
-    if (libs.length) await page.locator(`.section-title a[href="#/l/${libs[0].id}"]`).waitFor();
-    else await page.locator('h1').waitFor();
+    await page.locator(libs.length ? `.section-title a[href="#/l/${libs[0].id}"]` : 'h1').waitFor();
   }, { httpCredentials: { username: USER, password: PASS } });
 });
