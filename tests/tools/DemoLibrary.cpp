@@ -3,7 +3,6 @@
 
 #include "cf/CFPropertyList.h"
 
-#include <algorithm>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -17,12 +16,10 @@ namespace fs = std::filesystem;
 namespace {
 
 pid_t launch(const std::string& program, const std::vector<std::string>& arguments,
-             const Environment& environment, const std::string& in, const std::string& out,
-             const std::string& err) {
+             const Environment& environment, const char* in, const char* out, const char* err) {
     pid_t child = fork();
     if (child != 0) return child;
-    if (!freopen(in.c_str(), "r", stdin) || !freopen(out.c_str(), "w", stdout) ||
-        !freopen(err.c_str(), "w", stderr))
+    if (!freopen(in, "r", stdin) || !freopen(out, "w", stdout) || !freopen(err, "w", stderr))
         _exit(125);
     for (auto& [name, value] : environment)
         setenv(name.c_str(), value.c_str(), 1);
@@ -46,18 +43,14 @@ int finish(pid_t child) {
 ToolRun runProgram(const std::string& program, const std::vector<std::string>& arguments,
                    const Environment& environment, const std::string& input) {
     TempFolder io; // apart from the files the program may see
-    int status = finish(launch(program, arguments, environment, io.write("in", input),
-                               io.path("out"), io.path("err")));
+    int status = finish(launch(program, arguments, environment, io.write("in", input).c_str(),
+                               io.path("out").c_str(), io.path("err").c_str()));
     return {status, readFile(io.path("out")), readFile(io.path("err"))};
 }
 
 pid_t spawnProgram(const std::string& program, const std::vector<std::string>& arguments,
                    const Environment& environment) {
     return launch(program, arguments, environment, "/dev/null", "/dev/null", "/dev/null");
-}
-
-int lineCount(const std::string& text) {
-    return int(std::count(text.begin(), text.end(), '\n'));
 }
 
 const DemoLibrary& demoLibrary() {

@@ -5,6 +5,7 @@
 #include "cf/cftempl.h"
 #include "support/TempFolder.h"
 
+#include <algorithm>
 #include <map>
 #include <string>
 #include <sys/types.h>
@@ -27,12 +28,14 @@ ToolRun runProgram(const std::string& program, const std::vector<std::string>& a
 pid_t spawnProgram(const std::string& program, const std::vector<std::string>& arguments,
                    const Environment& environment);
 int finish(pid_t child);
-int lineCount(const std::string& text);
+inline int lineCount(const std::string& text) {
+    return int(std::count(text.begin(), text.end(), '\n'));
+}
 
 // A library written by make_demo_library with no options, shared by every test of this build
-// tree: it is written once, under a lock (ctest runs tests in parallel, one process each), and
-// again only when the tool has been rebuilt since. folder is its absolute, resolved path.
-// Throws std::runtime_error, with the tool's output, when the tool fails.
+// tree: written once under a lock (ctest runs tests in parallel) and again only when the tool
+// has been rebuilt since. folder is its resolved absolute path. Throws std::runtime_error, with
+// the tool's output, when the tool fails.
 struct DemoLibrary {
     std::string folder, preferences;
 };
