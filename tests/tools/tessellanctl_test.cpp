@@ -28,7 +28,10 @@ std::string writeLibrary(const TempFolder& files, const std::string& name) {
         photos += "<key>" + std::string(key == "one" ? "1" : "2") + "</key><dict><key>ImagePath" +
                   "</key><string>" + folder + "/pics/" + key + ".jpg</string><key>ThumbPath</key>" +
                   "<string>" + folder + "/thumbs/" + key + ".jpg</string><key>MediaType</key>" +
-                  "<string>Image</string></dict>";
+                  "<string>Image</string><key>Caption</key><string>c</string><key>Comment</key>" +
+                  "<string></string><key>DateAsTimerInterval</key><real>1</real><key>" +
+                  "ModDateAsTimerInterval</key><real>1</real><key>MetaModDateAsTimerInterval" +
+                  "</key><real>1</real></dict>";
     auto album = [](const char* id, const char* albumName, const std::string& keys) {
         return std::string("<dict><key>AlbumId</key><integer>") + id + "</integer><key>AlbumName" +
                "</key><string>" + albumName + "</string><key>KeyList</key><array>" + keys +
