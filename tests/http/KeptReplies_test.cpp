@@ -62,7 +62,8 @@ std::atomic<int> calls{0};
 
 std::unique_ptr<HttpReply> counting(const HttpRequest& request) { // the body names the call
     auto reply = std::make_unique<HttpReply>(200);
-    reply->setHeader("ETag", "\"e\"");
+    reply->setHeader("ETag", "\"old\"");
+    reply->setHeader("etag", "\"e\""); // replaces the value in place, whatever the case
     reply->setBody("call " + std::to_string(++calls) + " " + request.url());
     return reply;
 }
