@@ -54,6 +54,8 @@ TEST_F(ServerTest, PreferencesAskingForAPasswordGuardTheSite) {
     EXPECT_THAT(bodyOf(reply), HasSubstr("This server contains private content. You must provide a "
                                          "valid username and password.</body>\n</html>\n"));
     EXPECT_EQ(headerOf(reply, "Content-Length"), std::to_string(bodyOf(reply).size()));
+    EXPECT_THAT(bodyOf(reply), HasSubstr("<a href=\"\">Try again</a>")) << "asks again";
+    EXPECT_THAT(bodyOf(reply), HasSubstr("content=\"width=device-width")) << "fits a phone";
     server.stop();
     ASSERT_TRUE(startServer("<key>auth</key><false/><key>pass</key><string>pass</string>"));
     EXPECT_EQ(statusLine(get(port, "/")), "HTTP/1.1 200 OK") << "auth false asks for nothing";

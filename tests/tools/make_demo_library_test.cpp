@@ -1,6 +1,6 @@
 // make_demo_library_test.cpp - the tool never touches what it did not make, and answers command
 // line mistakes with one line.
-#include "DemoLibrary.h"
+#include "ToolRun.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>

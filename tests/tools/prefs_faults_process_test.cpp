@@ -1,6 +1,6 @@
 // prefs_faults_process_test.cpp - the preferences file when its writer dies mid-write or the
 // disk fills: it is always the old file or the new one, whole, and no copy stays readable.
-#include "DemoLibrary.h"
+#include "ToolRun.h"
 #include "settings/PreferenceStore.h"
 
 #include <chrono>

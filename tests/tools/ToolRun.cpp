@@ -1,17 +1,11 @@
-// DemoLibrary.cpp - runs the programs and keeps the shared demo library up to date.
-#include "DemoLibrary.h"
+// ToolRun.cpp - runs the programs and reads the property lists they write.
+#include "ToolRun.h"
 
 #include "cf/CFPropertyList.h"
 
-#include <fcntl.h>
-#include <filesystem>
-#include <fstream>
 #include <stdexcept>
-#include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -51,36 +45,6 @@ ToolRun runProgram(const std::string& program, const std::vector<std::string>& a
 pid_t spawnProgram(const std::string& program, const std::vector<std::string>& arguments,
                    const Environment& environment) {
     return launch(program, arguments, environment, "/dev/null", "/dev/null", "/dev/null");
-}
-
-const DemoLibrary& demoLibrary() {
-    static const DemoLibrary library = [] {
-        std::string base = TESSELLAN_BINARY_DIR "/tests/demo-library";
-        fs::create_directories(base);
-        int lock = open((base + ".lock").c_str(), O_CREAT | O_RDWR, 0644);
-        if (lock < 0 || flock(lock, LOCK_EX) != 0)
-            throw std::runtime_error("cannot lock " + base + ".lock");
-        DemoLibrary made{base + "/library", base + "/prefs.plist"};
-        std::string stamp = base + "/stamp", failure;
-        std::error_code error;
-        auto stamped = fs::last_write_time(stamp, error);
-        if (error || stamped < fs::last_write_time(TESSELLAN_BINARY_DIR "/make_demo_library")) {
-            fs::remove(stamp);
-            fs::remove_all(made.folder);
-            fs::remove(made.preferences);
-            ToolRun run = runProgram("make_demo_library", {made.folder, made.preferences});
-            if (run.status == 0)
-                std::ofstream(stamp) << "written by make_demo_library\n";
-            else
-                failure = "make_demo_library failed (" + std::to_string(run.status) +
-                          "): " + run.out + run.err;
-        }
-        close(lock); // also lets go of the lock
-        if (!failure.empty()) throw std::runtime_error(failure);
-        made.folder = fs::canonical(made.folder).string();
-        return made;
-    }();
-    return library;
 }
 
 CFDictionary_t readPropertyList(const std::string& path) {

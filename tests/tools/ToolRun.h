@@ -1,5 +1,4 @@
-// DemoLibrary.h - running the project's programs from the tests, and the demo library the
-// tests share.
+// ToolRun.h - running the project's programs from the tests, and reading what they wrote.
 #pragma once
 
 #include "cf/cftempl.h"
@@ -31,15 +30,6 @@ int finish(pid_t child);
 inline int lineCount(const std::string& text) {
     return int(std::count(text.begin(), text.end(), '\n'));
 }
-
-// A library written by make_demo_library with no options, shared by every test of this build
-// tree: written once under a lock (ctest runs tests in parallel) and again only when the tool
-// has been rebuilt since. folder is its resolved absolute path. Throws std::runtime_error, with
-// the tool's output, when the tool fails.
-struct DemoLibrary {
-    std::string folder, preferences;
-};
-const DemoLibrary& demoLibrary();
 
 // The property list in the file, which must be a dictionary; throws otherwise.
 CFDictionary_t readPropertyList(const std::string& path);
