@@ -5,7 +5,6 @@
 // the padding, to the whole groups of three bytes, split at their first ":".
 #include "web/base64.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 

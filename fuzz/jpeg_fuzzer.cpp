@@ -8,7 +8,6 @@
 #include "image/FittedJPEG.h"
 #include "image/ScaledJPEG.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <sstream>
 #include <string>

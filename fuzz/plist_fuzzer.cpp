@@ -6,7 +6,6 @@
 #include "FuzzFiles.h"
 #include "cf/CFPropertyList.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>

@@ -11,7 +11,6 @@
 #include "image/ScaledJPEG.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
 #include <iterator>
 #include <string_view>

@@ -9,7 +9,6 @@
 #include "http/HttpMessage.h"
 #include "web/RequestHandler.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>

@@ -7,7 +7,6 @@
 #include "web/utility.h"
 
 #include <cctype>
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>

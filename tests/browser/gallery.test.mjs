@@ -97,10 +97,8 @@ async function withPage(size, base, body) {
 /** Scrolls the grid until the tile of photo i exists and is in view; returns it. */
 async function tileOf(page, i) {
   const tile = page.locator(`.grid a[data-i="${i}"]`);
-  for (let tries = 0; (await tile.count()) === 0 && tries < 40; tries++) {
-    await page.evaluate(() => window.scrollTo(0, document.documentElement.scrollHeight));
-    await page.waitForTimeout(250);
-  }
+  for (let tries = 0; (await tile.count()) === 0 && tries < 40; tries++)
+    await page.evaluate(() => window.scrollTo(0, document.documentElement.scrollHeight)).then(() => page.waitForTimeout(250));
   await tile.scrollIntoViewIfNeeded();
   return tile;
 }
@@ -150,15 +148,10 @@ async function openViewer(page, p) {
 }
 
 /** Resolves when every thumbnail image in the viewport has finished loading. */
-function thumbnailsSettled(page) {
-  return page.waitForFunction(() => {
-    const imgs = [...document.querySelectorAll('.grid img')].filter((img) => {
-      const r = img.getBoundingClientRect();
-      return r.bottom > 0 && r.top < innerHeight;
-    });
-    return imgs.length > 0 && imgs.every((img) => img.complete && img.getAttribute('src'));
-  });
-}
+const thumbnailsSettled = (page) => page.waitForFunction(() => {
+  const imgs = [...document.querySelectorAll('.grid img')].filter((img) => img.getBoundingClientRect().bottom > 0 && img.getBoundingClientRect().top < innerHeight);
+  return imgs.length > 0 && imgs.every((img) => img.complete && img.getAttribute('src'));
+});
 
 for (const size of SIZES) {
   test(`albums, grid and viewer (${size.name})`, { skip: skipAll, timeout: 180000 }, async () => {
@@ -281,8 +274,7 @@ for (const size of SIZES) {
       assert.ok((await video.getAttribute('src')).endsWith(src.slice(1)));
       const played = await video.evaluate(async (v) => {
         v.muted = true;
-        await v.play();
-        await new Promise((resolve) => setTimeout(resolve, 1500));
+        await v.play().then(() => new Promise((resolve) => setTimeout(resolve, 1500)));
         return { time: v.currentTime, w: v.videoWidth, h: v.videoHeight };
       });
       assert.ok(played.time > 0.3, `current time ${played.time} after playing for a while`);
@@ -321,9 +313,7 @@ with zipfile.ZipFile(zip_path) as z:
     members = [digest(z.read(i)) for i in z.infolist() if not i.is_dir()]
 assert sorted(members) == sorted(originals), f'{len(members)} members are not the {len(originals)} originals'
 `;
-    try {
-      execFileSync('python3', ['-c', check, zip, LIBRARY, ...names], { stdio: 'pipe' });
-    } catch (err) {
+    try { execFileSync('python3', ['-c', check, zip, LIBRARY, ...names], { stdio: 'pipe' }); } catch (err) {
       assert.fail(`${zip} is not the album: ${String(err.stderr).trim().split('\n').pop()}`);
     }
   });

@@ -64,9 +64,8 @@ HttpWorkKind classify(const HttpRequest& request) {
 
 // A reply whose body is counted rather than kept, except for its last bytes.
 struct Streamed {
-    std::string head;
+    std::string head, tail;
     uint64_t bodyBytes = 0;
-    std::string tail;
     bool closed = false; // the server closed the connection
 };
 
@@ -75,32 +74,23 @@ struct Streamed {
 Streamed receiveStreamed(Connection& connection, uint64_t expected, int pauseMs = 0,
                          size_t chunk = 1 << 20) {
     Streamed result;
-    std::string buffer;
     std::vector<char> bytes(chunk);
     for (;;) {
-        if (result.head.empty()) {
-            size_t end = buffer.find("\r\n\r\n");
-            if (end != std::string::npos) {
-                result.head = buffer.substr(0, end + 4);
-                result.bodyBytes = buffer.size() - end - 4;
-                result.tail = buffer.substr(end + 4);
-            }
+        size_t end = result.head.empty() ? result.tail.find("\r\n\r\n") : std::string::npos;
+        if (end != std::string::npos) {
+            result.head = result.tail.substr(0, end + 4);
+            result.tail.erase(0, end + 4);
+            result.bodyBytes = result.tail.size();
         }
         if (!result.head.empty() && result.bodyBytes >= expected) return result;
         pollfd p = {connection.fd(), POLLIN, 0};
         if (poll(&p, 1, 10000) <= 0) return result;
         ssize_t n = recv(connection.fd(), bytes.data(), bytes.size(), 0);
-        if (n <= 0) {
-            result.closed = true;
-            return result;
-        }
-        if (result.head.empty()) {
-            buffer.append(bytes.data(), size_t(n));
-        } else {
-            result.bodyBytes += uint64_t(n);
-            result.tail.append(bytes.data(), size_t(n));
-            if (result.tail.size() > 64) result.tail.erase(0, result.tail.size() - 64);
-        }
+        if ((result.closed = n <= 0)) return result;
+        result.tail.append(bytes.data(), size_t(n));
+        if (!result.head.empty()) result.bodyBytes += uint64_t(n);
+        if (!result.head.empty() && result.tail.size() > 64)
+            result.tail.erase(0, result.tail.size() - 64);
         if (pauseMs) std::this_thread::sleep_for(std::chrono::milliseconds(pauseMs));
     }
 }

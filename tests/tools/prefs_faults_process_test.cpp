@@ -123,11 +123,12 @@ TEST_F(PrefsFaults, AWriterKilledAnywhereLeavesTheOldFileOrTheNewOneWhole) {
         {"the server storing the missing layout name", "tessellan", 15, true},
         {"the preferences store setting the title", nullptr, 150, false},
     };
-    auto arguments = [&](const Case& c, int round) {
-        return c.server
-                   ? std::vector<std::string>{"--prefs", prefs(), "--resources",
-                                              TESSELLAN_SOURCE_DIR "/resources"}
-                   : std::vector<std::string>{"--prefs", prefs(), "set", "title", titleOf(round)};
+    auto start = [&](const Case& c, int round) {
+        if (!c.program) return storeTitle(round);
+        std::vector<std::string> tail = {"set", "title", titleOf(round)};
+        if (c.server) tail = {"--resources", TESSELLAN_SOURCE_DIR "/resources"};
+        tail.insert(tail.begin(), {"--prefs", prefs()});
+        return spawnProgram(c.program, tail, environment(runtime()));
     };
     std::mt19937 random(20240611);
     for (const Case& c : cases) {
@@ -142,8 +143,7 @@ TEST_F(PrefsFaults, AWriterKilledAnywhereLeavesTheOldFileOrTheNewOneWhole) {
         // rename.
         Watch watch(files.path("prefs"));
         auto began = Clock::now();
-        pid_t whole = c.program ? spawnProgram(c.program, arguments(c, 0), environment(runtime()))
-                                : storeTitle(0);
+        pid_t whole = start(c, 0);
         ASSERT_TRUE(watch.next(IN_CREATE));
         auto created = Clock::now();
         ASSERT_TRUE(watch.next(IN_MOVED_TO));
@@ -167,11 +167,9 @@ TEST_F(PrefsFaults, AWriterKilledAnywhereLeavesTheOldFileOrTheNewOneWhole) {
             if (c.server) files.write("prefs/prefs.plist", committed = before);
             watch.drain();
             bool inWrite = i % 4 != 0;
-            pid_t writer = c.program
-                               ? spawnProgram(c.program, arguments(c, i), environment(runtime()))
-                               : storeTitle(i);
+            pid_t writer = start(c, i);
             if (inWrite) {
-                ASSERT_TRUE(watch.next(IN_CREATE)) << "round " << i << " wrote no temporary file";
+                ASSERT_TRUE(watch.next(IN_CREATE)) << "round " << i << " wrote no temp file";
             }
             long range = inWrite ? window.count() * 3 / 2 : span.count();
             std::this_thread::sleep_for(

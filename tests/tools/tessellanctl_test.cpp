@@ -173,9 +173,7 @@ TEST_F(Tessellanctl, PasswordKeepsThePreferencesFileOwnerOnly) {
     EXPECT_EQ(text(root, CFSTR("user")), "ana");
     EXPECT_EQ(text(root, CFSTR("pass")), "s3cret pass") << "the whole line, without its end";
     EXPECT_EQ(text(root, CFSTR("title")), "T");
-    struct stat info;
-    ASSERT_EQ(stat(prefs.c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 07777, 0600u);
+    EXPECT_EQ(fs::status(prefs).permissions(), fs::perms::owner_read | fs::perms::owner_write);
 
     ASSERT_EQ(ctl({"password", "--off"}).status, 0);
     root = prefsRoot();
