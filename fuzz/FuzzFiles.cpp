@@ -5,71 +5,51 @@
 #include "library/LibraryRegistry.h"
 #include "settings/PreferenceStore.h"
 #include "support/EncodeJPEG.h"
+#include "support/TempFolder.h"
 #include "web/Bundle.h"
+#include "web/Routes.h"
 
-#include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include <cstring>
 #include <string>
 #include <sys/mman.h>
 #include <unistd.h>
 
 namespace fuzzfiles {
 
-CFURLRef copyMemoryFileURL(const uint8_t* data, size_t size, const char* path) {
+CFURL_t memoryFile(const uint8_t* data, size_t size, const char* path) {
     int fd = memfd_create("fuzz-input", MFD_CLOEXEC);
-    if (fd < 0) abort();
-    for (size_t done = 0; done < size;) {
-        ssize_t wrote = write(fd, data + done, size - done);
-        if (wrote <= 0) abort();
-        done += size_t(wrote);
-    }
-    if (lseek(fd, 0, SEEK_SET) != 0) abort();
-    std::string name(path);
-    return _CFURLCreateWithOpenFile(name.c_str(), CFIndex(name.size()), fd, int64_t(size));
+    if (fd < 0 || pwrite(fd, data, size, 0) != ssize_t(size)) abort();
+    return CFURL_t(_CFURLCreateWithOpenFile(path, CFIndex(strlen(path)), fd, int64_t(size)),
+                   CFURL_t::Create);
 }
 
-static std::string gFolder;
+namespace {
 
-static void removeFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(gFolder, ignored);
-}
-
-// Bytes of a width × height JPEG (the tests' encoder). exifOrientation 0: no EXIF segment.
-static std::string jpegBytes(int width, int height, int exifOrientation = 0, bool grey = false,
-                             bool progressive = false) {
+// A width × height JPEG; exifOrientation 0: no EXIF segment.
+std::string jpeg(int width, int height, int exifOrientation = 0, bool grey = false) {
     testsupport::JpegOptions options;
     options.components = grey ? 1 : 3;
-    options.progressive = progressive;
-    if (exifOrientation) {
-        // A big-endian TIFF header and one directory holding Orientation (274) alone.
-        options.app1 = std::string("Exif\0\0MM\0\x2a\0\0\0\x08\0\x01"
-                                   "\x01\x12\0\x03\0\0\0\x01\0\x06\0\0\0\0\0\0",
-                                   32);
-        options.app1[25] = char(exifOrientation);
-    }
+    options.progressive = grey;
+    if (exifOrientation) // a big-endian TIFF header and one directory: Orientation (274) alone
+        options.app1 =
+            std::string("Exif\0\0MM\0\x2a\0\0\0\x08\0\x01\x01\x12\0\x03\0\0\0\x01\0", 24) +
+            char(exifOrientation) + std::string(6, '\0');
     return testsupport::encodeJPEG(width, height, options);
 }
 
-static void writeFile(const std::string& path, const std::string& bytes) {
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    std::ofstream(path, std::ios::binary) << bytes;
-}
-
-static std::string photo(int id, const std::string& caption, const std::string& image,
-                         const std::string& thumb, const char* type) {
-    return "<key>" + std::to_string(id) + "</key><dict><key>Caption</key><string>" + caption +
-           "</string><key>Comment</key><string>a &amp; b</string><key>ImagePath</key><string>" +
-           image + "</string><key>ThumbPath</key><string>" + thumb +
-           "</string><key>MediaType</key><string>" + type +
+std::string photo(int id, const std::string& image, const std::string& thumb,
+                  const char* type = "Image") {
+    return "<key>" + std::to_string(id) + "</key><dict><key>Caption</key><string>P" +
+           std::to_string(id) + " \xC3\xA9</string><key>Comment</key><string>a &amp; b</string>" +
+           "<key>ImagePath</key><string>" + image + "</string><key>ThumbPath</key><string>" +
+           thumb + "</string><key>MediaType</key><string>" + type +
            "</string><key>DateAsTimerInterval</key><real>168179400</real>"
            "<key>ModDateAsTimerInterval</key><real>-978307200</real>"
            "<key>MetaModDateAsTimerInterval</key><integer>0</integer></dict>";
 }
 
-static std::string album(int id, const char* name, std::initializer_list<int> photos) {
+std::string album(int id, const char* name, std::initializer_list<int> photos) {
     std::string keys;
     for (int key : photos)
         keys += "<string>" + std::to_string(key) + "</string>";
@@ -79,65 +59,58 @@ static std::string album(int id, const char* name, std::initializer_list<int> ph
            "</integer></dict>";
 }
 
-static std::string plist(const std::string& body) {
+std::string plist(const std::string& body) {
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>" + body +
            "</dict></plist>\n";
 }
 
-static std::string library(int id, const char* name, const std::string& path, bool fullSize,
-                           const char* albums) {
-    return "<dict><key>id</key><integer>" + std::to_string(id) +
-           "</integer><key>name</key><string>" + name + "</string><key>path</key><string>" + path +
+std::string library(int id, const std::string& path, bool fullSize, const char* albums) {
+    return "<dict><key>id</key><integer>" + std::to_string(id) + "</integer><key>name</key>" +
+           "<string>L" + std::to_string(id) + "</string><key>path</key><string>" + path +
            "</string><key>FullSizeDownload</key><" + (fullSize ? "true" : "false") +
            "/><key>albums</key><array>" + albums + "</array></dict>";
 }
 
+} // namespace
+
 void setUpLibrary() {
+    static testsupport::TempFolder folder; // removed as the process exits
     static const bool done = [] {
-        gFolder = std::filesystem::temp_directory_path() / "tessellan-fuzz-XXXXXX";
-        if (!mkdtemp(gFolder.data()) || atexit(removeFolder) != 0) abort();
-        const std::string& root = gFolder;
-        std::string family = root + "/Family", trips = root + "/Trips";
-        writeFile(family + "/img10.jpg", jpegBytes(64, 48, 6));
-        writeFile(family + "/thumbs/10.jpg", jpegBytes(24, 18, 6));
-        writeFile(family + "/clip11.mov", std::string("\0\0\0\x14"
-                                                      "ftypqt  \0\0\0\0qt  ",
-                                                      20));
-        writeFile(family + "/thumbs/11.jpg", jpegBytes(20, 16));
-        writeFile(family + "/grey12.jpg", jpegBytes(40, 40, 0, true, true));
-        writeFile(family + "/thumbs/12.jpg", jpegBytes(16, 16, 0, true));
-        writeFile(
-            family + "/AlbumData.xml",
-            plist("<key>List of Albums</key><array>" + album(1, "Summer", {10, 11, 12, 13}) +
-                  album(2, "Winter &lt;3", {12}) + "</array><key>Master Image List</key><dict>" +
-                  photo(10, "Beach \xC3\xA9", family + "/img10.jpg", family + "/thumbs/10.jpg",
-                        "Image") +
-                  photo(11, "Film", family + "/clip11.mov", family + "/thumbs/11.jpg", "Movie") +
-                  photo(12, "Grey", family + "/grey12.jpg", family + "/thumbs/12.jpg", "Image") +
-                  photo(13, "Gone", family + "/gone13.jpg", family + "/thumbs/13.jpg", "Image") +
-                  "</dict>"));
-        writeFile(trips + "/p.jpg", jpegBytes(300, 200));
-        writeFile(trips + "/t.jpg", jpegBytes(30, 20));
-        writeFile(trips + "/AlbumData.xml",
-                  plist("<key>List of Albums</key><array>" + album(5, "Road", {100, 101, 102}) +
-                        "</array><key>Master Image List</key><dict>" +
-                        photo(100, "P100", trips + "/p.jpg", trips + "/t.jpg", "Image") +
-                        photo(101, "P101", trips + "/p.jpg", trips + "/t.jpg", "Image") +
-                        photo(102, "P102", trips + "/t.jpg", trips + "/p.jpg", "Image") +
-                        "</dict>"));
-        writeFile(
-            root + "/prefs.plist",
-            plist("<key>title</key><string>Fuzz \xE6\x97\x85</string>"
-                  "<key>CacheSizeMB</key><integer>0</integer>"
-                  "<key>auth</key><true/><key>user</key><string>" +
+        std::string family = folder.sub("Family"), trips = folder.sub("Trips");
+        folder.write("Family/img10.jpg", jpeg(64, 48, 6));
+        folder.write("Family/thumbs/10.jpg", jpeg(24, 18, 6));
+        folder.write("Family/clip11.mov", std::string("\0\0\0\024ftypqt  \0\0\0\0qt  ", 20));
+        folder.write("Family/thumbs/11.jpg", jpeg(20, 16));
+        folder.write("Family/grey12.jpg", jpeg(40, 40, 0, true));
+        folder.write("Family/thumbs/12.jpg", jpeg(16, 16, 0, true));
+        std::string f = family + "/";
+        folder.write("Family/AlbumData.xml",
+                     plist("<key>List of Albums</key><array>" +
+                           album(1, "Summer", {10, 11, 12, 13}) + album(2, "Winter &lt;3", {12}) +
+                           "</array><key>Master Image List</key><dict>" +
+                           photo(10, f + "img10.jpg", f + "thumbs/10.jpg") +
+                           photo(11, f + "clip11.mov", f + "thumbs/11.jpg", "Movie") +
+                           photo(12, f + "grey12.jpg", f + "thumbs/12.jpg") +
+                           photo(13, f + "gone13.jpg", f + "thumbs/13.jpg") + "</dict>"));
+        std::string p = folder.write("Trips/p.jpg", jpeg(300, 200));
+        std::string t = folder.write("Trips/t.jpg", jpeg(30, 20));
+        folder.write("Trips/AlbumData.xml",
+                     plist("<key>List of Albums</key><array>" + album(5, "Road", {100, 101, 102}) +
+                           "</array><key>Master Image List</key><dict>" + photo(100, p, t) +
+                           photo(101, p, t) + photo(102, t, p) + "</dict>"));
+        std::string prefs = folder.write(
+            "prefs.plist",
+            plist("<key>title</key><string>Fuzz \xE6\x97\x85</string><key>CacheSizeMB</key>"
+                  "<integer>0</integer><key>auth</key><true/><key>user</key><string>" +
                   std::string(kUser) + "</string><key>pass</key><string>" + kPass +
                   "</string><key>libraries</key><array>" +
-                  library(1, "Family", family, false, "<integer>1</integer><integer>2</integer>") +
-                  library(2, "Trips", trips, true, "<integer>5</integer>") + "</array>"));
-        setenv("XDG_CACHE_HOME", (root + "/cache").c_str(), 1);
-        CFPreferencesSetPath(root + "/prefs.plist");
+                  library(1, family, false, "<integer>1</integer><integer>2</integer>") +
+                  library(2, trips, true, "<integer>5</integer>") + "</array>"));
+        setenv("XDG_CACHE_HOME", folder.path("cache").c_str(), 1);
+        CFPreferencesSetPath(prefs);
         BundleSetResourcesPath(TESSELLAN_SOURCE_DIR "/resources");
         libInit();
+        RegisterResponders();
         return true;
     }();
     (void)done;

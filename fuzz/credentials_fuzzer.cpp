@@ -5,32 +5,22 @@
 // the padding, to the whole groups of three bytes, split at their first ":".
 #include "web/base64.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 
 namespace {
 
 std::string encoded(const std::string& bytes, bool pad) {
-    static const char kAlphabet[] =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    static const char k[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string out;
-    size_t i = 0;
-    for (; i + 3 <= bytes.size(); i += 3) {
-        uint32_t group = uint32_t(uint8_t(bytes[i])) << 16 | uint32_t(uint8_t(bytes[i + 1])) << 8 |
-                         uint8_t(bytes[i + 2]);
-        for (int shift = 18; shift >= 0; shift -= 6)
-            out.push_back(kAlphabet[(group >> shift) & 63]);
-    }
-    size_t left = bytes.size() - i;
-    if (left) {
-        uint32_t group = uint32_t(uint8_t(bytes[i])) << 16;
-        if (left == 2) group |= uint32_t(uint8_t(bytes[i + 1])) << 8;
-        out.push_back(kAlphabet[(group >> 18) & 63]);
-        out.push_back(kAlphabet[(group >> 12) & 63]);
-        if (left == 2) out.push_back(kAlphabet[(group >> 6) & 63]);
-        if (pad) out.append(3 - left, '=');
-    }
+    uint32_t bits = 0;
+    int held = 0; // bits not yet written
+    for (unsigned char c : bytes)
+        for (bits = bits << 8 | c, held += 8; held >= 6;)
+            out.push_back(k[(bits >> (held -= 6)) & 63]);
+    if (held) out.push_back(k[(bits << (6 - held)) & 63]);
+    while (pad && out.size() % 4)
+        out.push_back('=');
     return out;
 }
 

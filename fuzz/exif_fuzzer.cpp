@@ -4,7 +4,6 @@
 // cannot turn into a string is a runtime error, which callers answer as a failed request.
 #include "image/ExifData.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <stdexcept>
 

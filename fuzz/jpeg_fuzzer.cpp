@@ -8,26 +8,21 @@
 #include "image/FittedJPEG.h"
 #include "image/ScaledJPEG.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 
 namespace {
 
-// The stored size of the JPEG made, or {0, 0} when its header cannot be read.
-FittedSize sizeOf(const std::string& jpeg) {
-    CFURL_t url(fuzzfiles::copyMemoryFileURL(reinterpret_cast<const uint8_t*>(jpeg.data()),
-                                             jpeg.size(), "/home/ana/out.jpg"),
-                CFURL_t::Create);
-    int width = 0, height = 0;
-    if (!getJPEGSize(url, width, height)) return {0, 0};
-    return {uint32_t(width), uint32_t(height)};
-}
-
-CFURL_t input(const uint8_t* data, size_t size) {
-    return CFURL_t(fuzzfiles::copyMemoryFileURL(data, size, "/home/ana/in.jpg"), CFURL_t::Create);
+// A JPEG made must be readable and inside width × height; a refusal must have written nothing.
+void expectMade(bool made, const std::string& jpeg, uint32_t width, uint32_t height) {
+    if (!made && !jpeg.empty()) __builtin_trap();
+    if (!made) return;
+    auto bytes = reinterpret_cast<const uint8_t*>(jpeg.data());
+    int w = 0, h = 0;
+    if (!getJPEGSize(fuzzfiles::memoryFile(bytes, jpeg.size(), "/home/ana/out.jpg"), w, h) ||
+        w <= 0 || h <= 0 || uint32_t(w) > width || uint32_t(h) > height)
+        __builtin_trap();
 }
 
 } // namespace
@@ -38,24 +33,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     uint32_t box = 16u << (pick & 3);                         // 16 to 128
     int32_t scale = (pick & 4) ? -1 : 1 << ((pick >> 3) & 3); // the box, or 1, 2, 4, 8
     uint32_t limit = (pick & 0x20) ? box / 2 + 1 : 0;
-
-    std::ostringstream scaled;
-    if (writeScaledJPEG(input(data, size), box, box, 50, scaled, scale, limit)) {
-        FittedSize made = sizeOf(scaled.str());
-        if (made.width == 0 || made.height == 0) __builtin_trap(); // not a readable JPEG
-        if (limit && (made.width > limit || made.height > limit)) __builtin_trap();
-    } else if (!scaled.str().empty()) {
-        __builtin_trap(); // refused, yet written
-    }
-
-    std::ostringstream fitted;
-    uint32_t boxWidth = box, boxHeight = box * 3 / 4;
-    if (writeFittedJPEG(input(data, size), boxWidth, boxHeight, 50, fitted)) {
-        FittedSize made = sizeOf(fitted.str());
-        if (made.width == 0 || made.height == 0) __builtin_trap();
-        if (made.width > boxWidth || made.height > boxHeight) __builtin_trap();
-    } else if (!fitted.str().empty()) {
-        __builtin_trap();
-    }
+    std::ostringstream scaled, fitted;
+    bool made = writeScaledJPEG(fuzzfiles::memoryFile(data, size, "/home/ana/in.jpg"), box, box, 50,
+                                scaled, scale, limit);
+    expectMade(made, scaled.str(), limit ? limit : UINT32_MAX, limit ? limit : UINT32_MAX);
+    made = writeFittedJPEG(fuzzfiles::memoryFile(data, size, "/home/ana/in.jpg"), box, box * 3 / 4,
+                           50, fitted);
+    expectMade(made, fitted.str(), box, box * 3 / 4);
     return 0;
 }

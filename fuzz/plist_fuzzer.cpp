@@ -6,7 +6,6 @@
 #include "FuzzFiles.h"
 #include "cf/CFPropertyList.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -29,16 +28,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     CFTypeRef value = CFPropertyListCreateFromXMLData(xml, &error);
     if (!value && (error.reason.empty() || error.line == 0)) __builtin_trap();
 
-    CFURLRef url = fuzzfiles::copyMemoryFileURL(data, size, "/home/ana/AlbumData.xml");
-    CFReadStreamRef stream = CFReadStreamCreateWithFile(url);
-    CFRelease(url);
-    CFTypeRef streamed = nullptr;
-    if (CFReadStreamOpen(stream)) {
-        std::string streamError;
-        streamed = CFPropertyListCreateFromStream(stream, &streamError);
-        CFReadStreamClose(stream);
-    }
-    CFRelease(stream);
+    CFReadStream_t stream(fuzzfiles::memoryFile(data, size, "/home/ana/AlbumData.xml"));
+    std::string streamError;
+    CFTypeRef streamed = CFPropertyListCreateFromStream(stream, &streamError);
 
     std::string once = rewritten(value);
     if (rewritten(streamed) != once) __builtin_trap();

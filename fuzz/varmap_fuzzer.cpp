@@ -7,37 +7,21 @@
 #include "web/utility.h"
 
 #include <cctype>
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 namespace {
 
-bool isSpace(char c) {
-    return static_cast<signed char>(c) >= 0 && isspace(static_cast<unsigned char>(c));
-}
-
 std::string percentEncoded(const std::string& value) {
     static const char kHex[] = "0123456789ABCDEF";
     std::string out;
-    for (unsigned char c : value) {
-        if (isalnum(c)) {
-            out.push_back(char(c));
-        } else if (c == ' ') {
-            out.push_back('+');
-        } else {
-            out.push_back('%');
-            out.push_back(kHex[c >> 4]);
-            out.push_back(kHex[c & 15]);
-        }
-    }
+    for (unsigned char c : value)
+        if (isalnum(c) || c == ' ')
+            out += c == ' ' ? '+' : char(c);
+        else
+            out += {'%', kHex[c >> 4], kHex[c & 15]};
     return out;
-}
-
-std::string without(std::string text, char drop) {
-    std::erase(text, drop);
-    return text;
 }
 
 } // namespace
@@ -71,10 +55,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         expectedQuery.try_emplace(name, value);
 
         // A cookie name has no ";" and starts with no white space; its value holds no ";".
-        name = without(name, ';');
-        while (!name.empty() && isSpace(name[0]))
+        std::erase(name, ';');
+        std::erase(value, ';');
+        while (!name.empty() && uint8_t(name[0]) < 128 && isspace(name[0]))
             name.erase(0, 1);
-        value = without(value, ';');
         if (!cookies.empty()) cookies += "; ";
         cookies += name + "=" + value;
         expectedCookies.try_emplace(name, value);

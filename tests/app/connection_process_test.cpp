@@ -3,7 +3,7 @@
 #include "support/ServerProcess.h"
 #include "support/TempFolder.h"
 
-#include <dirent.h>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
@@ -13,13 +13,10 @@ namespace {
 
 class ConnectionTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        files.write("resources/layouts/Default/index.html", "<html>home</html>");
-        files.write("prefs.plist", "<plist><dict><key>port</key><integer>0</integer>"
-                                   "<key>siteLayout</key><string>Default</string>"
-                                   "</dict></plist>");
-    }
     bool startServer(const std::string& headerSeconds = "30") {
+        files.write("resources/layouts/Default/index.html", "<html>home</html>");
+        files.write("prefs.plist", "<plist><dict><key>port</key><integer>0</integer><key>"
+                                   "siteLayout</key><string>Default</string></dict></plist>");
         bool started = server.start(
             {"--prefs", files.path("prefs.plist"), "--resources", files.path("resources")},
             {{"XDG_DATA_HOME", files.path("data")}, {"TESSELLAN_HEADER_TIMEOUT", headerSeconds}});
@@ -33,33 +30,28 @@ class ConnectionTest : public ::testing::Test {
 
 TEST_F(ConnectionTest, RefusedRequestsAreAnsweredThenClosed) {
     ASSERT_TRUE(startServer());
-    struct Case {
-        const char* name;
-        std::string bytes;
-        const char* status;
-    } cases[] = {
-        {"bytes that are not HTTP", std::string("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03", 11),
-         "HTTP/1.1 400 Bad Request"},
-        {"a header line without a colon", "GET / HTTP/1.1\r\nno colon here\r\n\r\n",
-         "HTTP/1.1 400 Bad Request"},
-        {"a header past 64 KiB", "GET / HTTP/1.1\r\nX-Big: " + std::string(70000, 'z') + "\r\n\r\n",
-         "HTTP/1.1 431 Request Header Fields Too Large"},
-        {"a second request past 64 KiB",
-         "GET / HTTP/1.1\r\n\r\nGET / HTTP/1.1\r\nX-Big: " + std::string(70000, 'z') + "\r\n\r\n",
-         "HTTP/1.1 431 Request Header Fields Too Large"},
+    const std::string good = "GET / HTTP/1.1\r\n\r\n", big = std::string(70000, 'z');
+    const char *bad = "HTTP/1.1 400 Bad Request",
+               *large = "HTTP/1.1 431 Request Header Fields Too Large";
+    std::pair<std::string, const char*> cases[] = {
+        {std::string("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03", 11), bad}, // not HTTP
+        {"GET / HTTP/1.1\r\nno colon here\r\n\r\n", bad},
+        {"GET / HTTP/1.1\r\nX-Big: " + big + "\r\n\r\n", large},
+        {good + "GET / HTTP/1.1\r\nX-Big: " + big + "\r\n\r\n", large}, // the second request
     };
-    for (auto& c : cases) {
+    for (auto& [bytes, status] : cases) {
+        SCOPED_TRACE(bytes.substr(0, 20));
         Connection connection(port);
-        connection.send(c.bytes);
+        connection.send(bytes);
         std::string reply = connection.receiveReply();
-        if (c.bytes.starts_with("GET / HTTP/1.1\r\n\r\n")) {
-            EXPECT_EQ(bodyOf(reply), "<html>home</html>") << c.name;
+        if (bytes.starts_with(good)) {
+            EXPECT_EQ(bodyOf(reply), "<html>home</html>");
             reply = connection.receiveReply();
         }
-        EXPECT_EQ(statusLine(reply), c.status) << c.name;
-        EXPECT_EQ(headerOf(reply, "Connection"), "close") << c.name;
-        EXPECT_NE(bodyOf(reply).find(c.status + 9), std::string::npos) << c.name;
-        EXPECT_TRUE(connection.closedByPeer(3000)) << c.name;
+        EXPECT_EQ(statusLine(reply), status);
+        EXPECT_EQ(headerOf(reply, "Connection"), "close");
+        EXPECT_NE(bodyOf(reply).find(status + 9), std::string::npos) << "the reason in the page";
+        EXPECT_TRUE(connection.closedByPeer(3000));
     }
     EXPECT_EQ(statusLine(get(port, "/")), "HTTP/1.1 200 OK") << "the server goes on";
 }
@@ -67,8 +59,7 @@ TEST_F(ConnectionTest, RefusedRequestsAreAnsweredThenClosed) {
 TEST_F(ConnectionTest, ConnectionClosesWhenTheClientAsks) {
     ASSERT_TRUE(startServer());
     struct Case {
-        const char* request;
-        const char* connectionHeader; // in the reply
+        const char *request, *connectionHeader; // the header in the reply
         bool closes;
     } cases[] = {
         {"GET / HTTP/1.1\r\nConnection: close\r\n\r\n", "close", true},
@@ -114,21 +105,14 @@ TEST_F(ConnectionTest, HeaderMustBeCompleteInTime) {
     EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(4));
 }
 
-int openDescriptors(pid_t pid) {
-    DIR* folder = opendir(("/proc/" + std::to_string(pid) + "/fd").c_str());
-    int count = 0;
-    while (folder && readdir(folder))
-        ++count;
-    if (folder) closedir(folder);
-    return count - 2;
-}
-
 TEST_F(ConnectionTest, NewVisitorGetsInWhenDescriptorsRunOut) {
     ASSERT_TRUE(startServer());
     std::this_thread::sleep_for(std::chrono::milliseconds(200)); // start-up settles
     const int room = 40;
     rlimit limit;
-    limit.rlim_cur = limit.rlim_max = rlim_t(openDescriptors(server.pid()) + room);
+    auto open = std::distance(
+        std::filesystem::directory_iterator("/proc/" + std::to_string(server.pid()) + "/fd"), {});
+    limit.rlim_cur = limit.rlim_max = rlim_t(open + room);
     ASSERT_EQ(prlimit(server.pid(), RLIMIT_NOFILE, &limit, nullptr), 0);
 
     // More connections than descriptors, each holding a header it never finishes.

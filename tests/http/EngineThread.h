@@ -23,7 +23,7 @@ class EngineThread {
 
     // Listens on a free loopback port and runs the loop. REQUIRES: one at a time.
     EngineThread(Handler handler, HttpRequestClassifier classifier, double idleSeconds = 60) {
-        handler_() = std::move(handler);
+        handler_ = std::move(handler);
         HttpContextIdleSeconds = idleSeconds;
         HttpContextSetRequestHandler(_answer, classifier);
         ServerContext context = {};
@@ -71,21 +71,15 @@ class EngineThread {
     int port() const { return port_; }
 
   private:
-    static Handler& handler_() {
-        static Handler handler;
-        return handler;
-    }
+    static inline Handler handler_;
     static std::unique_ptr<HttpReply> _answer(const HttpRequest& request) {
-        return handler_()(request);
+        return handler_(request);
     }
     static void _accept(Server*, int socket, const CFStreamError*, void*) {
         if (socket < 0) return;
         HttpContext* context = HttpContextCreate(socket);
-        if (!context) {
-            close(socket);
-        } else if (!HttpContextOpen(context)) {
-            HttpContextRelease(context);
-        }
+        if (!context) close(socket);
+        if (context && !HttpContextOpen(context)) HttpContextRelease(context);
     }
     static void _runQueued(uv_async_t* async) {
         auto* self = static_cast<EngineThread*>(async->data);

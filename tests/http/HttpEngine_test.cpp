@@ -1,7 +1,6 @@
-// HttpEngine_test.cpp - the connection engine with a test handler: replies in request order while
-// workers answer, held replies, light work sent on to heavy, clients that leave during heavy work,
-// file bodies past 4 GiB, files that shrink or are replaced while they are sent, and the idle
-// time measuring lack of progress.
+// HttpEngine_test.cpp - the connection engine with a test handler: reply order, held replies,
+// light work sent on to heavy, clients leaving during heavy work, file bodies past 4 GiB, files
+// changed while sent, and the idle time measuring lack of progress.
 #include "EngineThread.h"
 #include "support/ServerProcess.h"
 #include "support/TempFolder.h"
@@ -16,10 +15,8 @@ using namespace testsupport;
 
 namespace {
 
-// What the test handler serves and counts.
 std::atomic<int> heavyRuns{0};
-std::string servedFile;  // the file /file serves
-std::string replacement; // the file /file?then=replace renames over it once it is open
+std::string servedFile, replacement; // what /file serves; what ?then=replace renames over it
 
 std::string queryValue(const std::string& url, const std::string& name) {
     size_t at = url.find(name + "=");
@@ -67,9 +64,8 @@ HttpWorkKind classify(const HttpRequest& request) {
 
 // A reply whose body is counted rather than kept, except for its last bytes.
 struct Streamed {
-    std::string head;
+    std::string head, tail;
     uint64_t bodyBytes = 0;
-    std::string tail;
     bool closed = false; // the server closed the connection
 };
 
@@ -78,32 +74,23 @@ struct Streamed {
 Streamed receiveStreamed(Connection& connection, uint64_t expected, int pauseMs = 0,
                          size_t chunk = 1 << 20) {
     Streamed result;
-    std::string buffer;
     std::vector<char> bytes(chunk);
     for (;;) {
-        if (result.head.empty()) {
-            size_t end = buffer.find("\r\n\r\n");
-            if (end != std::string::npos) {
-                result.head = buffer.substr(0, end + 4);
-                result.bodyBytes = buffer.size() - end - 4;
-                result.tail = buffer.substr(end + 4);
-            }
+        size_t end = result.head.empty() ? result.tail.find("\r\n\r\n") : std::string::npos;
+        if (end != std::string::npos) {
+            result.head = result.tail.substr(0, end + 4);
+            result.tail.erase(0, end + 4);
+            result.bodyBytes = result.tail.size();
         }
         if (!result.head.empty() && result.bodyBytes >= expected) return result;
         pollfd p = {connection.fd(), POLLIN, 0};
         if (poll(&p, 1, 10000) <= 0) return result;
         ssize_t n = recv(connection.fd(), bytes.data(), bytes.size(), 0);
-        if (n <= 0) {
-            result.closed = true;
-            return result;
-        }
-        if (result.head.empty()) {
-            buffer.append(bytes.data(), size_t(n));
-        } else {
-            result.bodyBytes += uint64_t(n);
-            result.tail.append(bytes.data(), size_t(n));
-            if (result.tail.size() > 64) result.tail.erase(0, result.tail.size() - 64);
-        }
+        if ((result.closed = n <= 0)) return result;
+        result.tail.append(bytes.data(), size_t(n));
+        if (!result.head.empty()) result.bodyBytes += uint64_t(n);
+        if (!result.head.empty() && result.tail.size() > 64)
+            result.tail.erase(0, result.tail.size() - 64);
         if (pauseMs) std::this_thread::sleep_for(std::chrono::milliseconds(pauseMs));
     }
 }
@@ -126,7 +113,8 @@ TEST(HttpEngine, PipelinedRepliesKeepRequestOrderWhileOthersAreAnswered) {
     EngineThread engine(answer, classify);
     Connection pipelined(engine.port());
     ASSERT_TRUE(pipelined.send("GET /heavy?ms=600 HTTP/1.1\r\n\r\nGET /light HTTP/1.1\r\n\r\n"
-                               "HEAD /light HTTP/1.1\r\n\r\nGET /heavy?ms=0 HTTP/1.1\r\n\r\n"));
+                               "HEAD /light HTTP/1.1\r\n\r\nGET /maybe HTTP/1.1\r\n\r\n"
+                               "GET /heavy?ms=0 HTTP/1.1\r\n\r\n"));
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_EQ(bodyOf(get(engine.port(), "/light")), "light")
         << "another visitor is answered while the heavy request is worked on";
@@ -135,6 +123,7 @@ TEST(HttpEngine, PipelinedRepliesKeepRequestOrderWhileOthersAreAnswered) {
     EXPECT_EQ(bodyOf(pipelined.receiveReply()), "light");
     std::string head = pipelined.receiveReply(true);
     EXPECT_EQ(head, "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n") << "HEAD gets no body";
+    EXPECT_EQ(bodyOf(pipelined.receiveReply()), "answered by heavy work") << "light turned heavy";
     EXPECT_EQ(bodyOf(pipelined.receiveReply()), "heavy");
 }
 
@@ -152,19 +141,10 @@ TEST(HttpEngine, HeldRepliesWaitOnTheirConnectionWithoutHoldingUpOthers) {
         EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
         EXPECT_EQ(bodyOf(held.receiveReply()), "light") << "the next request follows the held one";
     }
-    // A client that leaves while its reply is held leaves nothing behind (checked as the
-    // engine stops).
+    // A client leaving while its reply is held leaves nothing behind (checked as engine stops).
     Connection leaving(engine.port());
     ASSERT_TRUE(leaving.send("GET /held?ms=300 HTTP/1.1\r\n\r\n"));
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
-}
-
-TEST(HttpEngine, LightWorkTurningHeavyIsAnsweredInItsPlace) {
-    EngineThread engine(answer, classify);
-    Connection c(engine.port());
-    ASSERT_TRUE(c.send("GET /maybe HTTP/1.1\r\n\r\nGET /light HTTP/1.1\r\n\r\n"));
-    EXPECT_EQ(bodyOf(c.receiveReply()), "answered by heavy work");
-    EXPECT_EQ(bodyOf(c.receiveReply()), "light") << "order lost";
 }
 
 TEST(HttpEngine, ClientsLeavingDuringHeavyWorkLeaveNothingBehind) {
@@ -198,25 +178,21 @@ TEST(HttpEngine, FileBodiesStreamPastFourGiBInBoundedMemory) {
     }
     EngineThread engine(answer, classify);
     struct Case {
-        const char* name;
-        std::string target;
-        uint64_t length;
+        uint64_t at, length;
         std::string tail;
-    } cases[] = {
-        {"a slice across the 4 GiB mark", "/file?at=" + std::to_string(fourGiB - 6) + "&length=12",
-         12, "across-4-GiB"},
-        {"the last bytes", "/file?at=" + std::to_string(size - 7), 7, "the-end"},
-        {"the last 512 MiB", "/file?at=" + std::to_string(size - (512 << 20)), 512 << 20,
-         "the-end"},
-    };
+    } cases[] = {{fourGiB - 6, 12, "across-4-GiB"},
+                 {size - 7, 7, "the-end"},
+                 {size - (512 << 20), 512 << 20, "the-end"}};
     uint64_t peakBefore = peakMemory();
     Connection connection(engine.port());
     for (auto& c : cases) {
-        ASSERT_TRUE(connection.send("GET " + c.target + " HTTP/1.1\r\n\r\n"));
+        SCOPED_TRACE(c.at);
+        ASSERT_TRUE(connection.send("GET /file?at=" + std::to_string(c.at) +
+                                    "&length=" + std::to_string(c.length) + " HTTP/1.1\r\n\r\n"));
         Streamed reply = receiveStreamed(connection, c.length);
-        EXPECT_EQ(headerOf(reply.head, "Content-Length"), std::to_string(c.length)) << c.name;
-        EXPECT_EQ(reply.bodyBytes, c.length) << c.name;
-        EXPECT_TRUE(reply.tail.ends_with(c.tail)) << c.name;
+        EXPECT_EQ(headerOf(reply.head, "Content-Length"), std::to_string(c.length));
+        EXPECT_EQ(reply.bodyBytes, c.length);
+        EXPECT_TRUE(reply.tail.ends_with(c.tail));
     }
     ASSERT_TRUE(connection.send("HEAD /file HTTP/1.1\r\n\r\n"));
     std::string head = connection.receiveReply(true);
@@ -232,27 +208,22 @@ TEST(HttpEngine, FileChangedWhileSentEndsCleanly) {
     std::string old(3 << 20, 'o');
     old.replace(old.size() - 3, 3, "END");
     EngineThread engine(answer, classify);
-    struct Case {
-        const char* then;
-        uint64_t received;
-        bool closed;
-    } cases[] = {
-        {"truncate", 100000, true},  // fewer bytes than promised: the connection must close
-        {"replace", 3 << 20, false}, // the open file is sent whole; the next request sees the new
-    };
-    for (auto& c : cases) {
+    // Truncated: fewer bytes than promised, so the connection must close. Replaced: the open file
+    // is sent whole, the next request sees the new one.
+    for (std::string then : {"truncate", "replace"}) {
+        bool closes = then == "truncate";
         files.write("film.mov", old);
         files.write("new.mov", "new");
         Connection connection(engine.port());
-        ASSERT_TRUE(connection.send(std::string("GET /file?then=") + c.then + " HTTP/1.1\r\n\r\n"));
+        ASSERT_TRUE(connection.send("GET /file?then=" + then + " HTTP/1.1\r\n\r\n"));
         Streamed reply = receiveStreamed(connection, 3 << 20);
-        EXPECT_EQ(headerOf(reply.head, "Content-Length"), std::to_string(3 << 20)) << c.then;
-        EXPECT_EQ(reply.bodyBytes, c.received) << c.then;
-        EXPECT_EQ(reply.closed || connection.closedByPeer(500), c.closed) << c.then;
-        if (c.closed) continue;
-        EXPECT_TRUE(reply.tail.ends_with("END")) << c.then;
+        EXPECT_EQ(headerOf(reply.head, "Content-Length"), std::to_string(3 << 20)) << then;
+        EXPECT_EQ(reply.bodyBytes, closes ? 100000u : 3u << 20) << then;
+        EXPECT_EQ(reply.closed || connection.closedByPeer(500), closes) << then;
+        if (closes) continue;
+        EXPECT_TRUE(reply.tail.ends_with("END"));
         ASSERT_TRUE(connection.send("GET /file HTTP/1.1\r\n\r\n"));
-        EXPECT_EQ(bodyOf(connection.receiveReply()), "new") << c.then;
+        EXPECT_EQ(bodyOf(connection.receiveReply()), "new");
     }
 }
 

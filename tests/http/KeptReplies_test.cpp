@@ -28,9 +28,8 @@ TEST(KeptReplies, UsedOnlyWhileFreshAndOfTheSameGeneration) {
         bool fileBody;
         uint64_t askedAt, generation;
         bool found;
-    };
-    // Kept at loop time 1000, generation 7, fresh for 500 ms.
-    const Case cases[] = {
+    } cases[] = {
+        // kept at loop time 1000, generation 7, fresh for 500 ms
         {"a fresh 200 is not used", 200, 10, false, 1499, 7, true},
         {"a fresh 304 is not used", 304, 0, false, 1000, 7, true},
         {"a reply past its freshness is used", 200, 10, false, 1500, 7, false},
@@ -61,10 +60,10 @@ TEST(KeptReplies, UsedOnlyWhileFreshAndOfTheSameGeneration) {
 
 std::atomic<int> calls{0};
 
-// Counts its calls; the body names the call that made it.
-std::unique_ptr<HttpReply> counting(const HttpRequest& request) {
+std::unique_ptr<HttpReply> counting(const HttpRequest& request) { // the body names the call
     auto reply = std::make_unique<HttpReply>(200);
-    reply->setHeader("ETag", "\"e\"");
+    reply->setHeader("ETag", "\"old\"");
+    reply->setHeader("etag", "\"e\""); // replaces the value in place, whatever the case
     reply->setBody("call " + std::to_string(++calls) + " " + request.url());
     return reply;
 }

@@ -4,7 +4,6 @@
 # Usage: advertisement_test.sh TESSELLAN_EXECUTABLE RESOURCES_DIR
 set -u
 exe=$1
-resources=$2
 skip() { echo "SKIPPED: $*"; exit 77; }
 fail() { echo "FAILED: $*"; cat "$work"/*.log 2>/dev/null; exit 1; }
 # shellcheck source=../support/serverlib.sh
@@ -18,23 +17,13 @@ done
 work=$(mktemp -d /tmp/tessellan-adv.XXXXXX)
 bus_pid=""
 daemon_pid=""
-cleanup() {
-    stop_servers
-    [ -n "$daemon_pid" ] && kill "$daemon_pid" 2>/dev/null
-    [ -n "$bus_pid" ] && kill "$bus_pid" 2>/dev/null
-    wait 2>/dev/null
-    rm -rf "$work"
-}
-trap cleanup EXIT
+trap 'stop_servers; kill $daemon_pid $bus_pid 2>/dev/null; wait 2>/dev/null; rm -rf "$work"' EXIT
 
-# start_titled NAME TITLE - a server with that title on a port the system picks (server_port)
+# start_titled NAME - a server titled $title on a port the system picks (server_port)
 start_titled() {
-    cat >"$work/$1.plist" <<PLIST
-<plist><dict><key>port</key><integer>0</integer><key>title</key><string>$2</string>
-<key>siteLayout</key><string>Default</string></dict></plist>
-PLIST
-    start_server "$1" --prefs "$work/$1.plist" --resources "$resources" ||
-        fail "server $1 did not start"
+    printf '<plist><dict><key>port</key><integer>0</integer><key>title</key><string>%s</string>
+<key>siteLayout</key><string>Default</string></dict></plist>\n' "$title" >"$work/$1.plist"
+    start_server "$1" --prefs "$work/$1.plist" --resources "$2" || fail "server $1 did not start"
 }
 
 # serves PORT - answers a request for the start page
@@ -64,38 +53,24 @@ if ! dbus-send --system --dest=org.freedesktop.DBus --print-reply / org.freedesk
     rm -f /run/dbus/pid
     bus_pid=$(dbus-daemon --system --fork --print-pid) || fail "could not start dbus-daemon"
 fi
-own_daemon=1
-avahi-daemon --check 2>/dev/null && own_daemon=0
 
 title="Tessellan advertisement $$"
-if [ $own_daemon -eq 1 ]; then
+start_titled first "$2"
+port1=$server_port
+if ! avahi-daemon --check 2>/dev/null; then
     # No daemon yet: the server must say so once and serve anyway.
-    start_titled first "$title"
-    port1=$server_port
     serves "$port1" || fail "the server does not serve without an mDNS responder"
     grep -q "no mDNS responder reachable" "$work/first.log" || fail "no line about the missing responder"
-    cat >"$work/avahi.conf" <<CONF
-[server]
-allow-interfaces=lo
-use-ipv6=no
-[wide-area]
-enable-wide-area=no
-[publish]
-publish-hinfo=no
-publish-workstation=no
-CONF
+    printf '[server]\nallow-interfaces=lo\nuse-ipv6=no\n[wide-area]\nenable-wide-area=no\n[publish]\npublish-hinfo=no\npublish-workstation=no\n' >"$work/avahi.conf"
     avahi-daemon -f "$work/avahi.conf" --daemonize || fail "could not start avahi-daemon"
     for _ in $(seq 40); do [ -s /run/avahi-daemon/pid ] && break; sleep 0.1; done
     daemon_pid=$(cat /run/avahi-daemon/pid)
-else
-    start_titled first "$title"
-    port1=$server_port
 fi
 
 echo "first server on port $port1, looking for its advertisement"
 advertised "${title// /\\032}" "$port1" || fail "'$title' on port $port1 was not advertised"
 
-start_titled second "$title"
+start_titled second "$2"
 port2=$server_port
 serves "$port2" || fail "the second server does not serve"
 echo "second server on port $port2, looking for its advertisement"

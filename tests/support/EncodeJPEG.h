@@ -19,12 +19,10 @@ struct JpegOptions {
     bool progressive = false;
     std::string app1;     // non-empty: written as an APP1 segment after the JFIF header
     bool gradient = true; // false: every sample is mid-grey (128)
-    // Non-null: the picture's samples, components a pixel, rows top-down (gradient is ignored);
-    // they are stored without subsampling.
+    // Non-null: the samples, rows top-down (gradient is ignored), stored without subsampling.
     const std::vector<uint8_t>* samples = nullptr;
-    bool ycck = false; // four components stored as YCCK rather than CMYK
-    std::optional<bool>
-        adobe; // write the Adobe marker or not; unset: libjpeg's default (CMYK only)
+    bool ycck = false;         // four components stored as YCCK rather than CMYK
+    std::optional<bool> adobe; // the Adobe marker; unset: libjpeg's default (CMYK only)
 };
 
 // The width × height picture, compressed in memory.
@@ -52,8 +50,7 @@ inline std::string encodeJPEG(int width, int height, const JpegOptions& options 
     if (options.progressive) jpeg_simple_progression(&cinfo);
     jpeg_start_compress(&cinfo, TRUE);
     if (!options.app1.empty())
-        jpeg_write_marker(&cinfo, JPEG_APP0 + 1,
-                          reinterpret_cast<const JOCTET*>(options.app1.data()),
+        jpeg_write_marker(&cinfo, JPEG_APP0 + 1, (const JOCTET*)options.app1.data(),
                           unsigned(options.app1.size()));
     std::vector<JSAMPLE> row(size_t(width) * size_t(components), 128);
     while (cinfo.next_scanline < cinfo.image_height) {

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <arpa/inet.h>
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -24,87 +23,63 @@
 
 namespace testsupport {
 
-// A client connection with a read timeout.
+// A client connection to the loopback port.
 class Connection {
   public:
-    explicit Connection(int port) {
-        fd_ = socket(AF_INET, SOCK_STREAM, 0);
+    explicit Connection(int port) : fd_(socket(AF_INET, SOCK_STREAM, 0)) {
         sockaddr_in address = {};
         address.sin_family = AF_INET;
         address.sin_port = htons(uint16_t(port));
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        connected_ = connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+        connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address);
         int yes = 1;
         setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
     }
     Connection(const Connection&) = delete;
     ~Connection() { close(fd_); }
-    bool connected() const { return connected_; }
     int fd() const { return fd_; }
     bool send(const std::string& bytes) {
-        size_t done = 0;
-        while (done < bytes.size()) {
+        for (size_t done = 0; done < bytes.size();) {
             ssize_t n = ::send(fd_, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
             if (n <= 0) return false;
             done += size_t(n);
         }
         return true;
     }
-    // Reads what arrives until the peer closes or nothing comes for timeoutMs.
-    std::string receiveAll(int timeoutMs = 2000) {
-        std::string data;
-        for (;;) {
-            pollfd p = {fd_, POLLIN, 0};
-            if (poll(&p, 1, timeoutMs) <= 0) break;
-            char buffer[65536];
-            ssize_t n = recv(fd_, buffer, sizeof buffer, 0);
-            if (n <= 0) {
-                closed_ = true;
-                break;
-            }
-            data.append(buffer, size_t(n));
-        }
-        return data;
-    }
-    // Reads one whole reply (header and Content-Length body; none for HEAD). The default wait
-    // is long: a sanitized build shrinking a large picture on a busy machine takes seconds.
+    // One whole reply (header and Content-Length body; none for HEAD), "" on a timeout or close.
+    // The default wait is long: a sanitized build shrinking a large picture on a busy machine
+    // takes seconds.
     std::string receiveReply(bool head = false, int timeoutMs = 20000) {
         for (;;) {
-            size_t end = buffer_.find("\r\n\r\n");
-            if (end != std::string::npos) {
-                size_t length = 0;
-                size_t at = buffer_.find("Content-Length: ");
-                if (at != std::string::npos && at < end)
-                    length = std::stoul(buffer_.substr(at + 16));
-                size_t total = end + 4 + (head ? 0 : length);
-                if (buffer_.size() >= total) {
-                    std::string reply = buffer_.substr(0, total);
-                    buffer_.erase(0, total);
-                    return reply;
-                }
+            size_t end = buffer_.find("\r\n\r\n"), at = buffer_.find("Content-Length: ");
+            if (end == std::string::npos) at = end;
+            size_t length = at < end && !head ? std::stoul(buffer_.substr(at + 16)) : 0;
+            if (end != std::string::npos && buffer_.size() >= end + 4 + length) {
+                std::string reply = buffer_.substr(0, end + 4 + length);
+                buffer_.erase(0, reply.size());
+                return reply;
             }
-            pollfd p = {fd_, POLLIN, 0};
-            if (poll(&p, 1, timeoutMs) <= 0) return "";
-            char chunk[65536];
-            ssize_t n = recv(fd_, chunk, sizeof chunk, 0);
-            if (n <= 0) {
-                closed_ = true;
-                return "";
-            }
-            buffer_.append(chunk, size_t(n));
+            if (!readSome(timeoutMs)) return "";
         }
     }
-    // True once the server has closed the connection (waits up to timeoutMs).
+    // True once the server has closed the connection (waits up to timeoutMs for more bytes).
     bool closedByPeer(int timeoutMs) {
-        if (closed_) return true;
-        receiveAll(timeoutMs);
+        while (!closed_ && readSome(timeoutMs)) {
+        }
         return closed_;
     }
-    const std::string& pending() const { return buffer_; }
 
   private:
+    bool readSome(int timeoutMs) {
+        pollfd p = {fd_, POLLIN, 0};
+        if (poll(&p, 1, timeoutMs) <= 0) return false;
+        char chunk[65536];
+        ssize_t n = recv(fd_, chunk, sizeof chunk, 0);
+        if (n > 0) buffer_.append(chunk, size_t(n));
+        closed_ = n <= 0;
+        return n > 0;
+    }
     int fd_;
-    bool connected_ = false;
     bool closed_ = false;
     std::string buffer_;
 };
@@ -116,56 +91,46 @@ class ServerProcess {
     ServerProcess(const ServerProcess&) = delete;
     ~ServerProcess() { stop(); }
 
-    // Starts the server with the given arguments and environment additions. Its preferences
-    // should name port 0: the system then picks a free port, with no window in which another
-    // process could take it. With waitForPort, waits (up to 10 s) for the server's "serving on
-    // port N" line, after which port() is N; false when the server ended or never said so.
+    // Starts the server with the arguments and environment additions. Its preferences should
+    // name port 0, so that the system picks a free port that no other process can take first.
+    // With waitForPort, waits (up to 10 s) for its "serving on port N" line, after which port()
+    // is N; false when the server ended or never said so.
     bool start(const std::vector<std::string>& arguments,
                const std::map<std::string, std::string>& environment, bool waitForPort = true) {
-        output_ = std::string("/tmp/tessellan-out-") + std::to_string(getpid()) + "-" +
-                  std::to_string(++serial());
+        static int serial = 0;
+        output_ = "/tmp/tessellan-out-" + std::to_string(getpid()) + "-" + std::to_string(++serial);
         port_ = 0;
-        pid_ = fork();
-        if (pid_ == 0) {
+        if ((pid_ = fork()) == 0) {
             int fd = open(output_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
             dup2(fd, 1);
             dup2(fd, 2);
             for (auto& [name, value] : environment)
                 setenv(name.c_str(), value.c_str(), 1);
-            std::vector<char*> argv;
             std::string binary = TESSELLAN_BINARY_DIR "/tessellan";
-            argv.push_back(binary.data());
+            std::vector<char*> argv{binary.data()};
             for (auto& argument : arguments)
                 argv.push_back(const_cast<char*>(argument.c_str()));
             argv.push_back(nullptr);
             execv(argv[0], argv.data());
             _exit(127);
         }
-        if (!waitForPort) return true;
-        static const std::string said = "serving on port ";
-        for (int i = 0; i < 400; ++i) {
+        const std::string said = "serving on port ";
+        for (int i = 0; waitForPort && i < 400; ++i) {
             std::string text = output();
             size_t at = text.find(said);
-            if (at != std::string::npos && text.find('\n', at) != std::string::npos) {
-                port_ = std::atoi(text.c_str() + at + said.size());
-                return port_ > 0;
-            }
+            if (at != std::string::npos && text.find('\n', at) != std::string::npos)
+                return (port_ = std::atoi(text.c_str() + at + said.size())) > 0;
             if (exited()) return false;
             std::this_thread::sleep_for(std::chrono::milliseconds(25));
         }
-        return false;
+        return !waitForPort;
     }
     // The port the server said it serves on (0 before that).
     int port() const { return port_; }
     bool exited() {
-        if (pid_ <= 0) return true;
         int status;
-        if (waitpid(pid_, &status, WNOHANG) == pid_) {
-            status_ = status;
-            pid_ = -1;
-            return true;
-        }
-        return false;
+        if (pid_ > 0 && waitpid(pid_, &status, WNOHANG) == pid_) status_ = status, pid_ = -1;
+        return pid_ <= 0;
     }
     // Waits for the process to end by itself; its exit status, or -1 after timeoutMs.
     int waitForExit(int timeoutMs) {
@@ -180,30 +145,21 @@ class ServerProcess {
         if (pid_ > 0) kill(pid_, number);
     }
     void stop() {
-        if (pid_ > 0) {
-            kill(pid_, SIGTERM);
-            waitpid(pid_, &status_, 0);
-            pid_ = -1;
-        }
+        if (pid_ > 0 && kill(pid_, SIGTERM) == 0) waitpid(pid_, &status_, 0);
+        pid_ = -1;
         if (!output_.empty()) unlink(output_.c_str());
         output_.clear();
     }
     // What the server printed so far (standard output and error).
     std::string output() const {
-        std::ifstream in(output_);
         std::stringstream text;
-        text << in.rdbuf();
+        text << std::ifstream(output_).rdbuf();
         return text.str();
     }
 
   private:
-    static int& serial() {
-        static int n = 0;
-        return n;
-    }
     pid_t pid_ = -1;
-    int port_ = 0;
-    int status_ = 0;
+    int port_ = 0, status_ = 0;
     std::string output_;
 };
 

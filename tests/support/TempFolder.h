@@ -11,9 +11,8 @@
 
 namespace testsupport {
 
-// A new empty folder under the temporary directory; the destructor removes it with everything
-// in it (a failure to remove is ignored). path() is absolute and has no links in it, so it is
-// what the code under test reports back for files inside.
+// A new empty folder under the temporary directory, removed with everything in it by the
+// destructor. path() is absolute and free of links: what the code under test reports back.
 class TempFolder {
   public:
     // Throws std::runtime_error when no folder can be made.
@@ -33,8 +32,7 @@ class TempFolder {
     const std::string& path() const { return path_; }
     std::string path(const std::string& relative) const { return path_ + "/" + relative; }
 
-    // Writes contents to path(relative), replacing the file and making the folders on the way;
-    // returns path(relative).
+    // Writes path(relative), replacing the file and making the folders on the way; returns it.
     std::string write(const std::string& relative, const std::string& contents) const {
         std::string file = path(relative);
         std::filesystem::create_directories(std::filesystem::path(file).parent_path());
@@ -42,11 +40,10 @@ class TempFolder {
         return file;
     }
 
-    // Makes the folder path(relative) when it is missing; returns path(relative).
+    // Makes the folder path(relative) when it is missing; returns it.
     std::string sub(const std::string& relative) const {
-        std::string folder = path(relative);
-        std::filesystem::create_directories(folder);
-        return folder;
+        std::filesystem::create_directories(path(relative));
+        return path(relative);
     }
 
   private:

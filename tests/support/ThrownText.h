@@ -7,11 +7,10 @@
 
 namespace testsupport {
 
-// What thrownText gives when the action returns normally.
 inline const std::string kNothingThrown = "(no error)";
 
-// Runs action and returns what() of the std::runtime_error it throws, or kNothingThrown. Other
-// exceptions pass through.
+// Runs action: what() of the std::runtime_error it throws, or kNothingThrown when it returns.
+// Other exceptions pass through.
 inline std::string thrownText(const std::function<void()>& action) {
     try {
         action();

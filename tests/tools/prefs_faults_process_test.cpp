@@ -1,6 +1,6 @@
 // prefs_faults_process_test.cpp - the preferences file when its writer dies mid-write or the
 // disk fills: it is always the old file or the new one, whole, and no copy stays readable.
-#include "DemoLibrary.h"
+#include "ToolRun.h"
 #include "settings/PreferenceStore.h"
 
 #include <chrono>
@@ -24,18 +24,19 @@ using Clock = std::chrono::steady_clock;
 // A preferences file of some 30 KB (a library with many album settings).
 std::string bigPrefs(const std::string& title, bool withLayout) {
     std::string config;
-    for (int i = 1; i <= 400; ++i)
-        config += "\t\t\t<key>" + std::to_string(i) + "</key>\n\t\t\t<dict><key>theme</key>" +
-                  "<string>theme number " + std::to_string(i) + "</string></dict>\n";
+    for (int i = 1; i <= 400; ++i) {
+        std::string n = std::to_string(i);
+        config +=
+            "<key>" + n + "</key><dict><key>theme</key><string>theme " + n + "</string></dict>\n";
+    }
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n"
-           "\t<key>port</key>\n\t<integer>0</integer>\n\t<key>title</key>\n\t<string>" +
+           "<key>port</key><integer>0</integer>\n<key>title</key><string>" +
            title + "</string>\n" +
-           (withLayout ? "\t<key>siteLayout</key>\n\t<string>Default</string>\n" : "") +
-           "\t<key>libraries</key>\n\t<array>\n\t\t<dict>\n\t\t<key>id</key><integer>1"
-           "</integer><key>name</key><string>L</string><key>path</key><string>/nowhere</string>"
-           "<key>albums</key><array/><key>FullSizeDownload</key><false/>"
-           "<key>albumConfig</key>\n\t\t<dict>\n" +
-           config + "\t\t</dict>\n\t\t</dict>\n\t</array>\n</dict>\n</plist>\n";
+           (withLayout ? "<key>siteLayout</key><string>Default</string>\n" : "") +
+           "<key>libraries</key><array><dict><key>id</key><integer>1</integer><key>name</key>"
+           "<string>L</string><key>path</key><string>/nowhere</string><key>albums</key><array/>"
+           "<key>FullSizeDownload</key><false/><key>albumConfig</key>\n<dict>\n" +
+           config + "</dict></dict></array>\n</dict>\n</plist>\n";
 }
 
 // The programs' environment: a quicker exit (leaks are checked elsewhere).
@@ -46,8 +47,7 @@ Environment environment(const std::string& runtime) {
 // Events in one folder (inotify): waits for a file to be created in it or renamed into it.
 class Watch {
   public:
-    explicit Watch(const std::string& folder) {
-        fd_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    explicit Watch(const std::string& folder) : fd_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
         inotify_add_watch(fd_, folder.c_str(), IN_CREATE | IN_MOVED_TO);
     }
     ~Watch() { close(fd_); }
@@ -62,12 +62,10 @@ class Watch {
             pollfd p = {fd_, POLLIN, 0};
             if (poll(&p, 1, 10000) <= 0) return false;
             ssize_t n = read(fd_, buffer_, sizeof buffer_);
-            at_ = 0;
-            length_ = n > 0 ? size_t(n) : 0;
+            at_ = 0, length_ = n > 0 ? size_t(n) : 0;
         }
     }
-    // Forgets the events so far.
-    void drain() {
+    void drain() { // forgets the events so far
         while (read(fd_, buffer_, sizeof buffer_) > 0) {
         }
         at_ = length_ = 0;
@@ -112,24 +110,25 @@ class PrefsFaults : public ::testing::Test {
 };
 
 TEST_F(PrefsFaults, AWriterKilledAnywhereLeavesTheOldFileOrTheNewOneWhole) {
-    // Starting a program under the sanitizers takes a tenth of a second, so the real programs
-    // are killed a few dozen times each, and the preferences store they share, in a forked copy
-    // of this process, a few hundred.
+    // A sanitized program takes a tenth of a second to start, so the real programs are killed a
+    // few dozen times each, and the preferences store they share, in a forked child, 150 times.
+    // The server runs until stopped and rewrites a file that lacks the layout name.
     struct Case {
         const char* name;
         const char* program; // null: the store itself, in a forked child
         int rounds;
-        bool server; // runs until stopped; rewrites a file that lacks the layout name
+        bool server;
     } cases[] = {
         {"tessellanctl setting the title", "tessellanctl", 30, false},
         {"the server storing the missing layout name", "tessellan", 15, true},
         {"the preferences store setting the title", nullptr, 150, false},
     };
-    auto arguments = [&](const Case& c, int round) {
-        return c.server
-                   ? std::vector<std::string>{"--prefs", prefs(), "--resources",
-                                              TESSELLAN_SOURCE_DIR "/resources"}
-                   : std::vector<std::string>{"--prefs", prefs(), "set", "title", titleOf(round)};
+    auto start = [&](const Case& c, int round) {
+        if (!c.program) return storeTitle(round);
+        std::vector<std::string> tail = {"set", "title", titleOf(round)};
+        if (c.server) tail = {"--resources", TESSELLAN_SOURCE_DIR "/resources"};
+        tail.insert(tail.begin(), {"--prefs", prefs()});
+        return spawnProgram(c.program, tail, environment(runtime()));
     };
     std::mt19937 random(20240611);
     for (const Case& c : cases) {
@@ -139,13 +138,12 @@ TEST_F(PrefsFaults, AWriterKilledAnywhereLeavesTheOldFileOrTheNewOneWhole) {
         chmod(runtime().c_str(), 0700);
         const std::string before = bigPrefs(titleOf(999), !c.server);
         files.write("prefs/prefs.plist", before);
-        // One undisturbed run: the file it writes (round i's is a copy with its own title), how
-        // long the run takes and how long its write, from the temporary file's creation to the
-        // rename, stays open.
+        // One undisturbed run: the file it writes (round i's has its own title), how long the run
+        // takes and how long its write stays open, from the temporary file's creation to the
+        // rename.
         Watch watch(files.path("prefs"));
         auto began = Clock::now();
-        pid_t whole = c.program ? spawnProgram(c.program, arguments(c, 0), environment(runtime()))
-                                : storeTitle(0);
+        pid_t whole = start(c, 0);
         ASSERT_TRUE(watch.next(IN_CREATE));
         auto created = Clock::now();
         ASSERT_TRUE(watch.next(IN_MOVED_TO));
@@ -169,11 +167,9 @@ TEST_F(PrefsFaults, AWriterKilledAnywhereLeavesTheOldFileOrTheNewOneWhole) {
             if (c.server) files.write("prefs/prefs.plist", committed = before);
             watch.drain();
             bool inWrite = i % 4 != 0;
-            pid_t writer = c.program
-                               ? spawnProgram(c.program, arguments(c, i), environment(runtime()))
-                               : storeTitle(i);
+            pid_t writer = start(c, i);
             if (inWrite) {
-                ASSERT_TRUE(watch.next(IN_CREATE)) << "round " << i << " wrote no temporary file";
+                ASSERT_TRUE(watch.next(IN_CREATE)) << "round " << i << " wrote no temp file";
             }
             long range = inWrite ? window.count() * 3 / 2 : span.count();
             std::this_thread::sleep_for(

@@ -1,10 +1,10 @@
-// DemoLibrary.h - running the project's programs from the tests, and the demo library the
-// tests share.
+// ToolRun.h - running the project's programs from the tests, and reading what they wrote.
 #pragma once
 
 #include "cf/cftempl.h"
 #include "support/TempFolder.h"
 
+#include <algorithm>
 #include <map>
 #include <string>
 #include <sys/types.h>
@@ -27,16 +27,9 @@ ToolRun runProgram(const std::string& program, const std::vector<std::string>& a
 pid_t spawnProgram(const std::string& program, const std::vector<std::string>& arguments,
                    const Environment& environment);
 int finish(pid_t child);
-int lineCount(const std::string& text);
-
-// A library written by make_demo_library with no options, shared by every test of this build
-// tree: it is written once, under a lock (ctest runs tests in parallel, one process each), and
-// again only when the tool has been rebuilt since. folder is its absolute, resolved path.
-// Throws std::runtime_error, with the tool's output, when the tool fails.
-struct DemoLibrary {
-    std::string folder, preferences;
-};
-const DemoLibrary& demoLibrary();
+inline int lineCount(const std::string& text) {
+    return int(std::count(text.begin(), text.end(), '\n'));
+}
 
 // The property list in the file, which must be a dictionary; throws otherwise.
 CFDictionary_t readPropertyList(const std::string& path);
