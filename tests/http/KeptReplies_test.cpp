@@ -12,14 +12,6 @@ using namespace testsupport;
 
 namespace {
 
-std::unique_ptr<HttpReply> made(int status, std::string body) {
-    auto reply = std::make_unique<HttpReply>(status);
-    reply->setHeader("Content-Type", "text/plain");
-    reply->setHeader("ETag", "\"t\"");
-    reply->setBody(std::move(body));
-    return reply;
-}
-
 TEST(KeptReplies, UsedOnlyWhileFreshAndOfTheSameGeneration) {
     struct Case {
         const char* wrong; // what a failure would mean
@@ -40,18 +32,20 @@ TEST(KeptReplies, UsedOnlyWhileFreshAndOfTheSameGeneration) {
     };
     for (const Case& c : cases) {
         KeptReplies store;
-        std::unique_ptr<HttpReply> reply = made(c.status, std::string(c.bodyBytes, 'x'));
-        if (c.fileBody) reply->setFileBody(open("/dev/null", O_RDONLY | O_CLOEXEC), 0, 0);
-        std::string before = reply->fileBody() ? "" : reply->serialize();
-        store.keep("k", *reply, 1000, 7, 500);
+        HttpReply reply(c.status);
+        reply.setHeader("ETag", "\"t\"");
+        reply.setBody(std::string(c.bodyBytes, 'x'));
+        if (c.fileBody) reply.setFileBody(open("/dev/null", O_RDONLY | O_CLOEXEC), 0, 0);
+        std::string before = c.fileBody ? "" : reply.serialize();
+        store.keep("k", reply, 1000, 7, 500);
         if (!c.fileBody) {
-            EXPECT_EQ(reply->serialize(), before) << "keeping changed the reply";
+            EXPECT_EQ(reply.serialize(), before) << "keeping changed the reply";
         }
         std::unique_ptr<HttpReply> again = store.find("k", c.askedAt, c.generation);
         ASSERT_EQ(again != nullptr, c.found) << c.wrong;
         if (again && c.fileBody) {
             ASSERT_NE(again->fileBody(), nullptr) << "the kept copy lost its file";
-            EXPECT_NE(again->fileBody()->fd, reply->fileBody()->fd) << "one descriptor, two owners";
+            EXPECT_NE(again->fileBody()->fd, reply.fileBody()->fd) << "one descriptor, two owners";
         } else if (again) {
             EXPECT_EQ(again->serialize(), before) << "the kept copy differs";
         }

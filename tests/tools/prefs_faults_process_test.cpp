@@ -24,11 +24,9 @@ using Clock = std::chrono::steady_clock;
 // A preferences file of some 30 KB (a library with many album settings).
 std::string bigPrefs(const std::string& title, bool withLayout) {
     std::string config;
-    for (int i = 1; i <= 400; ++i) {
-        std::string n = std::to_string(i);
-        config +=
-            "<key>" + n + "</key><dict><key>theme</key><string>theme " + n + "</string></dict>\n";
-    }
+    for (int i = 1; i <= 400; ++i)
+        config += "<key>" + std::to_string(i) + "</key><dict><key>theme</key><string>theme" +
+                  "</string></dict>\n";
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n"
            "<key>port</key><integer>0</integer>\n<key>title</key><string>" +
            title + "</string>\n" +
@@ -86,10 +84,8 @@ std::vector<std::string> others(const std::string& folder) {
     return names;
 }
 
-std::string titleOf(int round) {
-    char title[16];
-    snprintf(title, sizeof title, "Title%03d", round % 1000);
-    return title;
+std::string titleOf(int round) { // eight bytes
+    return "Title" + std::to_string(1000 + round % 1000).substr(1);
 }
 
 class PrefsFaults : public ::testing::Test {
@@ -162,7 +158,6 @@ TEST_F(PrefsFaults, AWriterKilledAnywhereLeavesTheOldFileOrTheNewOneWhole) {
         // Most kills land inside the write (after the temporary file appears); every fourth
         // anywhere in the run.
         std::string committed = written;
-        int torn = 0;
         for (int i = 1; i <= c.rounds; ++i) {
             if (c.server) files.write("prefs/prefs.plist", committed = before);
             watch.drain();
@@ -177,7 +172,6 @@ TEST_F(PrefsFaults, AWriterKilledAnywhereLeavesTheOldFileOrTheNewOneWhole) {
             kill(writer, SIGKILL);
             finish(writer);
             std::string now = readFile(prefs());
-            if (now != committed && now != after(i)) ++torn;
             EXPECT_TRUE(now == committed || now == after(i))
                 << "round " << i << ": a torn file of " << now.size() << " bytes";
             committed = now;
@@ -188,7 +182,6 @@ TEST_F(PrefsFaults, AWriterKilledAnywhereLeavesTheOldFileOrTheNewOneWhole) {
                 ASSERT_EQ(stat(files.path("prefs/" + name).c_str(), &copy), 0);
                 EXPECT_EQ(copy.st_mode & ~file.st_mode & 0777, 0u) << name;
             }
-            if (torn > 3) break;
         }
         // The next start clears what the killed writers left.
         finish(

@@ -152,13 +152,11 @@ TEST_F(Tessellanctl, PublishesAlbumsByIdByNameAndAll) {
         EXPECT_EQ(published(), step.expected) << step.rule;
     }
     ToolRun second = ctl({"library", "add", writeLibrary(files, "Second"), "--name", "Zweite"});
-    EXPECT_EQ(second.status, 0) << second.err;
-    EXPECT_THAT(second.out, HasSubstr("added library 2 \"Zweite\""));
-    ToolRun list = ctl({"library", "list"});
-    EXPECT_EQ(lineCount(list.out), 2) << list.out;
+    EXPECT_THAT(second.out, HasSubstr("added library 2 \"Zweite\"")) << second.err;
     EXPECT_EQ(ctl({"library", "remove", "1"}).status, 0);
-    list = ctl({"library", "list"});
-    EXPECT_THAT(list.out, Not(HasSubstr("Bibliothèque")));
+    ToolRun list = ctl({"library", "list"});
+    EXPECT_EQ(list.out.find("Bibliothèque"), std::string::npos) << list.out;
+    EXPECT_THAT(list.out, HasSubstr("Zweite"));
     EXPECT_TRUE(fs::exists(library + "/AlbumData.xml")) << "removing never touches the library";
 }
 
@@ -229,20 +227,15 @@ TEST_F(Tessellanctl, RunningServerSeesAPublishWithinASecondAndHidesTheRest) {
     }
     EXPECT_THAT(albums, HasSubstr("\"Winter\""));
 
-    // The unpublished album 10 answers every route exactly as an album that does not exist.
-    // Photo 2 is only in it; photo 1 is in published album 11 too.
-    for (std::string route :
-         {"getpics?l=1&a=@", "getpics?l=1&a=@&i=0&c=2", "getpicinfo?l=1&a=@&i=0",
-          "/image/?l=1&a=@&i=0", "/image/?l=1&a=@&i=1&mw=64&mh=64", "/thumbnail/?l=1&a=@&p=2",
-          "/thumbnail/?l=1&a=@&p=1"}) {
-        if (route[0] != '/') route = "/json/" + route;
-        std::string hidden = route, missing = route;
-        hidden.replace(route.find('@'), 1, "10");
-        missing.replace(route.find('@'), 1, "999");
-        std::string a = get(port, hidden), b = get(port, missing);
-        EXPECT_EQ(statusLine(a), statusLine(b)) << hidden;
-        EXPECT_EQ(bodyOf(a), bodyOf(b)) << hidden;
-    }
+    // The unpublished album 10 answers as an album that does not exist, even for photo 1, which
+    // published album 11 holds too.
+    auto seen = [&](const std::string& target) {
+        std::string reply = get(port, target);
+        return statusLine(reply) + "\n" + bodyOf(reply);
+    };
+    for (std::string route : {"/json/getpics?l=1&a=", "/json/getpicinfo?l=1&i=0&a=",
+                              "/image/?l=1&i=0&a=", "/thumbnail/?l=1&p=1&a="})
+        EXPECT_EQ(seen(route + "10"), seen(route + "999")) << route;
 
     ToolRun port2 = ctl({"set", "port", std::to_string(port + 1)});
     EXPECT_THAT(port2.out,
