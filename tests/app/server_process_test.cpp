@@ -1,6 +1,6 @@
 // server_process_test.cpp - the running server: the password, routing, layout files, the command
-// line, rereading the preferences on a hangup; its connections: refused requests, closing after a
-// reply, the header deadline, and room for a new visitor when descriptors run out.
+// line, rereading the preferences on a hangup; its connections: refused requests, the header
+// deadline, and room for a new visitor when descriptors run out.
 #include "support/ServerProcess.h"
 #include "support/TempFolder.h"
 
@@ -176,29 +176,6 @@ TEST_F(ServerTest, RefusedRequestsAreAnsweredThenClosed) {
         EXPECT_TRUE(connection.closedByPeer(3000));
     }
     EXPECT_EQ(statusLine(get(port, "/")), "HTTP/1.1 200 OK") << "the server goes on";
-}
-
-TEST_F(ServerTest, ConnectionClosesWhenTheClientAsks) {
-    ASSERT_TRUE(startServer());
-    struct Case {
-        const char *request, *connectionHeader; // the header in the reply
-        bool closes;
-    } cases[] = {
-        {"GET / HTTP/1.1\r\nConnection: close\r\n\r\n", "close", true},
-        {"GET / HTTP/1.0\r\nConnection: keep-alive\r\n\r\n", "keep-alive", false},
-        {"GET / HTTP/1.1\r\n\r\n", "", false},
-    };
-    for (auto& c : cases) {
-        Connection connection(port);
-        connection.send(c.request);
-        std::string reply = connection.receiveReply();
-        EXPECT_EQ(statusLine(reply), "HTTP/1.1 200 OK") << c.request;
-        EXPECT_EQ(headerOf(reply, "Connection"), c.connectionHeader) << c.request;
-        EXPECT_EQ(connection.closedByPeer(c.closes ? 3000 : 300), c.closes) << c.request;
-        if (c.closes) continue;
-        connection.send("GET / HTTP/1.1\r\n\r\n");
-        EXPECT_EQ(bodyOf(connection.receiveReply()), "<html>home</html>") << c.request;
-    }
 }
 
 TEST_F(ServerTest, HeaderMustBeCompleteInTime) {

@@ -18,11 +18,10 @@ namespace {
 std::atomic<int> heavyRuns{0};
 std::string servedFile, replacement; // what /file serves; what ?then=replace renames over it
 
-std::string queryValue(const std::string& url, const std::string& name) {
+// The number after "name=" in url, or fallback when there is none.
+uint64_t queryNumber(const std::string& url, const std::string& name, uint64_t fallback = 0) {
     size_t at = url.find(name + "=");
-    if (at == std::string::npos) return "";
-    at += name.size() + 1;
-    return url.substr(at, url.find('&', at) - at);
+    return at == std::string::npos ? fallback : std::stoull(url.substr(at + name.size() + 1));
 }
 
 // /light: "light" at once. /heavy?ms=N: "heavy" after N ms. /held?ms=N: the client's address,
@@ -33,11 +32,11 @@ std::unique_ptr<HttpReply> answer(const HttpRequest& request) {
     auto reply = std::make_unique<HttpReply>(200);
     if (url.starts_with("/heavy")) {
         ++heavyRuns;
-        std::this_thread::sleep_for(std::chrono::milliseconds(std::stoi(queryValue(url, "ms"))));
+        std::this_thread::sleep_for(std::chrono::milliseconds(queryNumber(url, "ms")));
         reply->setBody("heavy");
     } else if (url.starts_with("/held")) {
         reply->setBody(request.peer());
-        reply->setHoldMilliseconds(uint32_t(std::stoi(queryValue(url, "ms"))));
+        reply->setHoldMilliseconds(uint32_t(queryNumber(url, "ms")));
     } else if (url == "/maybe") {
         if (HttpWorkRunningKind() == HttpWorkKind::Light) return HttpReplyAgainAsHeavy();
         reply->setBody("answered by heavy work");
@@ -45,13 +44,10 @@ std::unique_ptr<HttpReply> answer(const HttpRequest& request) {
         int fd = open(servedFile.c_str(), O_RDONLY | O_CLOEXEC);
         struct stat info;
         fstat(fd, &info);
-        std::string at = queryValue(url, "at"), length = queryValue(url, "length");
-        uint64_t offset = at.empty() ? 0 : std::stoull(at);
-        reply->setFileBody(fd, offset,
-                           length.empty() ? uint64_t(info.st_size) - offset : std::stoull(length));
-        std::string then = queryValue(url, "then");
-        if (then == "truncate") truncate(servedFile.c_str(), 100000);
-        if (then == "replace") rename(replacement.c_str(), servedFile.c_str());
+        uint64_t offset = queryNumber(url, "at");
+        reply->setFileBody(fd, offset, queryNumber(url, "length", uint64_t(info.st_size) - offset));
+        if (url.ends_with("then=truncate")) truncate(servedFile.c_str(), 100000);
+        if (url.ends_with("then=replace")) rename(replacement.c_str(), servedFile.c_str());
     } else {
         reply->setBody("light");
     }
@@ -110,16 +106,24 @@ bool nothingArrived(Connection& connection) {
 TEST(HttpEngine, PipelinedRepliesKeepRequestOrderWhileOthersAreAnswered) {
     EngineThread engine(answer, classify);
     Connection pipelined(engine.port());
-    ASSERT_TRUE(pipelined.send("GET /heavy?ms=600 HTTP/1.1\r\n\r\nGET /light HTTP/1.1\r\n\r\n"
-                               "GET /maybe HTTP/1.1\r\n\r\nGET /heavy?ms=0 HTTP/1.1\r\n\r\n"));
+    ASSERT_TRUE(pipelined.send("GET /heavy?ms=600 HTTP/1.1\r\n\r\n"
+                               "GET /light HTTP/1.0\r\nConnection: keep-alive\r\n\r\n"
+                               "GET /maybe HTTP/1.1\r\n\r\n"
+                               "GET /heavy?ms=0 HTTP/1.1\r\nConnection: close\r\n\r\n"));
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_EQ(bodyOf(get(engine.port(), "/light")), "light")
         << "another visitor is answered while the heavy request is worked on";
     EXPECT_TRUE(nothingArrived(pipelined)) << "the requests behind the heavy one wait for it";
-    EXPECT_EQ(bodyOf(pipelined.receiveReply()), "heavy");
-    EXPECT_EQ(bodyOf(pipelined.receiveReply()), "light");
+    EXPECT_EQ(pipelined.receiveReply(), "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nheavy")
+        << "a 1.1 client that says nothing stays without a Connection header";
+    std::string kept = pipelined.receiveReply();
+    EXPECT_EQ(bodyOf(kept), "light");
+    EXPECT_EQ(headerOf(kept, "Connection"), "keep-alive") << "an old client asking to stay";
     EXPECT_EQ(bodyOf(pipelined.receiveReply()), "answered by heavy work") << "light turned heavy";
-    EXPECT_EQ(bodyOf(pipelined.receiveReply()), "heavy");
+    std::string last = pipelined.receiveReply();
+    EXPECT_EQ(bodyOf(last), "heavy");
+    EXPECT_EQ(headerOf(last, "Connection"), "close");
+    EXPECT_TRUE(pipelined.closedByPeer(3000)) << "a client asking to close was kept";
 }
 
 TEST(HttpEngine, HeldRepliesWaitOnTheirConnectionWithoutHoldingUpOthers) {

@@ -170,7 +170,6 @@ TEST_F(Tessellanctl, PasswordKeepsThePreferencesFileOwnerOnly) {
     EXPECT_TRUE(CFBooleanGetValue(root.get<CFBoolean_t>(CFSTR("auth"))));
     EXPECT_EQ(text(root, CFSTR("user")), "ana");
     EXPECT_EQ(text(root, CFSTR("pass")), "s3cret pass") << "the whole line, without its end";
-    EXPECT_EQ(text(root, CFSTR("title")), "T");
     EXPECT_EQ(fs::status(prefs).permissions(), fs::perms::owner_read | fs::perms::owner_write);
 
     ASSERT_EQ(ctl({"password", "--off"}).status, 0);
