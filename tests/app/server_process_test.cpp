@@ -78,6 +78,7 @@ TEST_F(ServerTest, RoutingIsByExactDirectoryPartAndLayoutFilesKeepTheirTypes) {
         {"/Index.html", nullptr, ""},
         {"/Thumbnail/1", nullptr, ""},
         {"/a%2Fb", nullptr, ""},
+        {"/caf\xC3\xA9.html", nullptr, ""},
     };
     for (auto& c : cases) {
         std::string reply = get(port, c.target);
@@ -87,9 +88,6 @@ TEST_F(ServerTest, RoutingIsByExactDirectoryPartAndLayoutFilesKeepTheirTypes) {
         EXPECT_EQ(headerOf(reply, "Content-Type"), c.type) << c.target;
         EXPECT_EQ(bodyOf(reply), c.body) << c.target;
     }
-    std::string nonAscii = get(port, "/caf\xC3\xA9.html");
-    EXPECT_EQ(statusLine(nonAscii), "HTTP/1.1 404 Not Found");
-    EXPECT_THAT(bodyOf(nonAscii), HasSubstr("<title>Page Not Found</title>"));
     EXPECT_THAT(server.output(), HasSubstr("request URL is not ASCII"));
 }
 

@@ -9,9 +9,8 @@
 
 namespace {
 
-// Drives a request the way a connection does: reads of at most `piece` bytes, each appended
-// until it is used up, every complete header answered before next(). The URLs answered, HEAD
-// requests' marked "HEAD ".
+// Drives a request as a connection does: reads of at most `piece` bytes, each appended until
+// used up, every complete header answered before next(). The URLs answered, HEAD ones marked.
 std::vector<std::string> answerAll(HttpRequest& request, const std::string& data, size_t piece) {
     std::vector<std::string> answered;
     for (size_t at = 0; at < data.size(); at += piece) {

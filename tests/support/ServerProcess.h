@@ -45,8 +45,7 @@ class Connection {
         return true;
     }
     // One whole reply (header and Content-Length body; none for HEAD), "" on a timeout or close.
-    // The default wait is long: a sanitized build shrinking a large picture on a busy machine
-    // takes seconds.
+    // The long default wait allows for a sanitized build shrinking a picture on a busy machine.
     std::string receiveReply(bool head = false, int timeoutMs = 20000) {
         for (;;) {
             size_t end = buffer_.find("\r\n\r\n"), at = buffer_.find("Content-Length: ");

@@ -87,16 +87,6 @@ class PrefsFaults : public ::testing::Test {
   protected:
     std::string prefs() const { return files.path("prefs/prefs.plist"); }
     std::string runtime() const { return files.path("run"); }
-    // A forked child setting round's title through the preferences store, as tessellanctl does.
-    pid_t storeTitle(int round) const {
-        pid_t child = fork();
-        if (child == 0) {
-            CFPreferencesSetPath(prefs());
-            CFPreferencesSetAppValue(CFSTR("title"), makeString(titleOf(round).c_str()), appID);
-            _exit(CFPreferencesAppSynchronize(appID) ? 0 : 1);
-        }
-        return child;
-    }
     TempFolder files;
 };
 
@@ -115,11 +105,19 @@ TEST_F(PrefsFaults, AWriterKilledAnywhereLeavesTheOldFileOrTheNewOneWhole) {
         {"the preferences store setting the title", nullptr, 150, false},
     };
     auto start = [&](const Case& c, int round) {
-        if (!c.program) return storeTitle(round);
-        std::vector<std::string> tail = {"set", "title", titleOf(round)};
-        if (c.server) tail = {"--resources", TESSELLAN_SOURCE_DIR "/resources"};
-        tail.insert(tail.begin(), {"--prefs", prefs()});
-        return spawnProgram(c.program, tail, environment(runtime()));
+        if (c.program) {
+            std::vector<std::string> tail = {"set", "title", titleOf(round)};
+            if (c.server) tail = {"--resources", TESSELLAN_SOURCE_DIR "/resources"};
+            tail.insert(tail.begin(), {"--prefs", prefs()});
+            return spawnProgram(c.program, tail, environment(runtime()));
+        }
+        pid_t child = fork(); // the store setting the title as tessellanctl does
+        if (child == 0) {
+            CFPreferencesSetPath(prefs());
+            CFPreferencesSetAppValue(CFSTR("title"), makeString(titleOf(round).c_str()), appID);
+            _exit(CFPreferencesAppSynchronize(appID) ? 0 : 1);
+        }
+        return child;
     };
     std::mt19937 random(20240611);
     for (const Case& c : cases) {
@@ -198,13 +196,7 @@ TEST_F(PrefsFaults, AFullDiskLeavesTheOldFileAndSaysSoInOneLine) {
     } unmount{disk};
     std::string old = bigPrefs("Title001", true);
     files.write("prefs/prefs.plist", old);
-    {
-        int fill = open(files.path("prefs/filler").c_str(), O_WRONLY | O_CREAT, 0600);
-        std::string block(4096, 'x');
-        while (write(fill, block.data(), block.size()) > 0) {
-        }
-        close(fill);
-    }
+    files.write("prefs/filler", std::string(1 << 20, 'x')); // as much as fits
     files.sub("run");
     chmod(runtime().c_str(), 0700);
     ToolRun run = runProgram("tessellanctl", {"--prefs", prefs(), "set", "title", "Title002"},
