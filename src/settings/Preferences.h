@@ -40,5 +40,5 @@ CFString_t prefGetLayout();
 // "." or "..", and without "/" or a NUL byte.
 bool prefLayoutNameUsable(std::string_view name);
 // "auth", "user", "pass": enabled only when "auth" is true and both strings are present. On a
-// failure the enabled flag is false and whatever was already stored in user or pass stays.
+// failure the enabled flag is false and user and pass are left empty.
 void prefGetAuthInfo(bool& enabled, std::string& user, std::string& pass);

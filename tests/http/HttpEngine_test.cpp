@@ -1,14 +1,16 @@
 // HttpEngine_test.cpp - the connection engine with a test handler: reply order, held replies,
 // light work sent on to heavy, clients leaving during heavy work, file bodies past 4 GiB, files
-// changed while sent, and the idle time measuring lack of progress.
+// changed while sent, the idle time measuring lack of progress, and replies kept to be answered
+// again from the loop thread (only while fresh and of the same generation, byte for byte).
 #include "EngineThread.h"
+#include "http/KeptReplies.h"
 #include "support/ServerProcess.h"
 #include "support/TempFolder.h"
 
 #include <atomic>
 #include <fcntl.h>
-#include <fstream>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 using namespace testsupport;
@@ -18,11 +20,10 @@ namespace {
 std::atomic<int> heavyRuns{0};
 std::string servedFile, replacement; // what /file serves; what ?then=replace renames over it
 
-std::string queryValue(const std::string& url, const std::string& name) {
+// The number after "name=" in url, or fallback when there is none.
+uint64_t queryNumber(const std::string& url, const std::string& name, uint64_t fallback = 0) {
     size_t at = url.find(name + "=");
-    if (at == std::string::npos) return "";
-    at += name.size() + 1;
-    return url.substr(at, url.find('&', at) - at);
+    return at == std::string::npos ? fallback : std::stoull(url.substr(at + name.size() + 1));
 }
 
 // /light: "light" at once. /heavy?ms=N: "heavy" after N ms. /held?ms=N: the client's address,
@@ -33,11 +34,11 @@ std::unique_ptr<HttpReply> answer(const HttpRequest& request) {
     auto reply = std::make_unique<HttpReply>(200);
     if (url.starts_with("/heavy")) {
         ++heavyRuns;
-        std::this_thread::sleep_for(std::chrono::milliseconds(std::stoi(queryValue(url, "ms"))));
+        std::this_thread::sleep_for(std::chrono::milliseconds(queryNumber(url, "ms")));
         reply->setBody("heavy");
     } else if (url.starts_with("/held")) {
         reply->setBody(request.peer());
-        reply->setHoldMilliseconds(uint32_t(std::stoi(queryValue(url, "ms"))));
+        reply->setHoldMilliseconds(uint32_t(queryNumber(url, "ms")));
     } else if (url == "/maybe") {
         if (HttpWorkRunningKind() == HttpWorkKind::Light) return HttpReplyAgainAsHeavy();
         reply->setBody("answered by heavy work");
@@ -45,13 +46,10 @@ std::unique_ptr<HttpReply> answer(const HttpRequest& request) {
         int fd = open(servedFile.c_str(), O_RDONLY | O_CLOEXEC);
         struct stat info;
         fstat(fd, &info);
-        std::string at = queryValue(url, "at"), length = queryValue(url, "length");
-        uint64_t offset = at.empty() ? 0 : std::stoull(at);
-        reply->setFileBody(fd, offset,
-                           length.empty() ? uint64_t(info.st_size) - offset : std::stoull(length));
-        std::string then = queryValue(url, "then");
-        if (then == "truncate") truncate(servedFile.c_str(), 100000);
-        if (then == "replace") rename(replacement.c_str(), servedFile.c_str());
+        uint64_t offset = queryNumber(url, "at");
+        reply->setFileBody(fd, offset, queryNumber(url, "length", uint64_t(info.st_size) - offset));
+        if (url.ends_with("then=truncate")) truncate(servedFile.c_str(), 100000);
+        if (url.ends_with("then=replace")) rename(replacement.c_str(), servedFile.c_str());
     } else {
         reply->setBody("light");
     }
@@ -97,11 +95,9 @@ Streamed receiveStreamed(Connection& connection, uint64_t expected, int pauseMs 
 
 // The peak resident memory of this process, in bytes.
 uint64_t peakMemory() {
-    std::ifstream status("/proc/self/status");
-    std::string line;
-    while (std::getline(status, line))
-        if (line.starts_with("VmHWM:")) return std::stoull(line.substr(6)) * 1024;
-    return 0;
+    rusage usage = {};
+    getrusage(RUSAGE_SELF, &usage);
+    return uint64_t(usage.ru_maxrss) * 1024;
 }
 
 bool nothingArrived(Connection& connection) {
@@ -112,19 +108,24 @@ bool nothingArrived(Connection& connection) {
 TEST(HttpEngine, PipelinedRepliesKeepRequestOrderWhileOthersAreAnswered) {
     EngineThread engine(answer, classify);
     Connection pipelined(engine.port());
-    ASSERT_TRUE(pipelined.send("GET /heavy?ms=600 HTTP/1.1\r\n\r\nGET /light HTTP/1.1\r\n\r\n"
-                               "HEAD /light HTTP/1.1\r\n\r\nGET /maybe HTTP/1.1\r\n\r\n"
-                               "GET /heavy?ms=0 HTTP/1.1\r\n\r\n"));
+    ASSERT_TRUE(pipelined.send("GET /heavy?ms=600 HTTP/1.1\r\n\r\n"
+                               "GET /light HTTP/1.0\r\nConnection: keep-alive\r\n\r\n"
+                               "GET /maybe HTTP/1.1\r\n\r\n"
+                               "GET /heavy?ms=0 HTTP/1.1\r\nConnection: close\r\n\r\n"));
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_EQ(bodyOf(get(engine.port(), "/light")), "light")
         << "another visitor is answered while the heavy request is worked on";
     EXPECT_TRUE(nothingArrived(pipelined)) << "the requests behind the heavy one wait for it";
-    EXPECT_EQ(bodyOf(pipelined.receiveReply()), "heavy");
-    EXPECT_EQ(bodyOf(pipelined.receiveReply()), "light");
-    std::string head = pipelined.receiveReply(true);
-    EXPECT_EQ(head, "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n") << "HEAD gets no body";
+    EXPECT_EQ(pipelined.receiveReply(), "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nheavy")
+        << "a 1.1 client that says nothing stays without a Connection header";
+    std::string kept = pipelined.receiveReply();
+    EXPECT_EQ(bodyOf(kept), "light");
+    EXPECT_EQ(headerOf(kept, "Connection"), "keep-alive") << "an old client asking to stay";
     EXPECT_EQ(bodyOf(pipelined.receiveReply()), "answered by heavy work") << "light turned heavy";
-    EXPECT_EQ(bodyOf(pipelined.receiveReply()), "heavy");
+    std::string last = pipelined.receiveReply();
+    EXPECT_EQ(bodyOf(last), "heavy");
+    EXPECT_EQ(headerOf(last, "Connection"), "close");
+    EXPECT_TRUE(pipelined.closedByPeer(3000)) << "a client asking to close was kept";
 }
 
 TEST(HttpEngine, HeldRepliesWaitOnTheirConnectionWithoutHoldingUpOthers) {
@@ -180,9 +181,7 @@ TEST(HttpEngine, FileBodiesStreamPastFourGiBInBoundedMemory) {
     struct Case {
         uint64_t at, length;
         std::string tail;
-    } cases[] = {{fourGiB - 6, 12, "across-4-GiB"},
-                 {size - 7, 7, "the-end"},
-                 {size - (512 << 20), 512 << 20, "the-end"}};
+    } cases[] = {{fourGiB - 6, 12, "across-4-GiB"}, {size - (512 << 20), 512 << 20, "the-end"}};
     uint64_t peakBefore = peakMemory();
     Connection connection(engine.port());
     for (auto& c : cases) {
@@ -241,6 +240,91 @@ TEST(HttpEngine, IdleTimeCountsOnlyWhileNothingMoves) {
     ASSERT_TRUE(waiting.send("GET /heavy?ms=2000 HTTP/1.1\r\n\r\n"));
     EXPECT_EQ(bodyOf(waiting.receiveReply()), "heavy") << "the server's own work is not idling";
     EXPECT_TRUE(waiting.closedByPeer(3000)) << "an idle connection is still dropped";
+}
+
+TEST(KeptReplies, UsedOnlyWhileFreshAndOfTheSameGeneration) {
+    struct Case {
+        const char* wrong; // what a failure would mean
+        int status;
+        size_t bodyBytes;
+        bool fileBody;
+        uint64_t askedAt, generation;
+        bool found;
+    } cases[] = {
+        // kept at loop time 1000, generation 7, fresh for 500 ms
+        {"a fresh 200 is not used", 200, 10, false, 1499, 7, true},
+        {"a fresh 304 is not used", 304, 0, false, 1000, 7, true},
+        {"a reply past its freshness is used", 200, 10, false, 1500, 7, false},
+        {"a reply of an older generation is used", 200, 10, false, 1100, 8, false},
+        {"an error page is kept", 404, 10, false, 1100, 7, false},
+        {"a fresh file body is not used", 200, 10, true, 1100, 7, true},
+        {"a body over the limit is kept", 200, kKeptBodyBytes + 1, false, 1100, 7, false},
+    };
+    for (const Case& c : cases) {
+        KeptReplies store;
+        HttpReply reply(c.status);
+        reply.setHeader("ETag", "\"t\"");
+        reply.setBody(std::string(c.bodyBytes, 'x'));
+        if (c.fileBody) reply.setFileBody(open("/dev/null", O_RDONLY | O_CLOEXEC), 0, 0);
+        std::string before = c.fileBody ? "" : reply.serialize();
+        store.keep("k", reply, 1000, 7, 500);
+        if (!c.fileBody) {
+            EXPECT_EQ(reply.serialize(), before) << "keeping changed the reply";
+        }
+        std::unique_ptr<HttpReply> again = store.find("k", c.askedAt, c.generation);
+        ASSERT_EQ(again != nullptr, c.found) << c.wrong;
+        if (again && c.fileBody) {
+            ASSERT_NE(again->fileBody(), nullptr) << "the kept copy lost its file";
+            EXPECT_NE(again->fileBody()->fd, reply.fileBody()->fd) << "one descriptor, two owners";
+        } else if (again) {
+            EXPECT_EQ(again->serialize(), before) << "the kept copy differs";
+        }
+    }
+}
+
+std::atomic<int> calls{0};
+
+std::unique_ptr<HttpReply> counting(const HttpRequest& request) { // the body names the call
+    auto reply = std::make_unique<HttpReply>(200);
+    reply->setHeader("ETag", "\"old\"");
+    reply->setHeader("etag", "\"e\""); // replaces the value in place, whatever the case
+    reply->setBody("call " + std::to_string(++calls) + " " + request.url());
+    return reply;
+}
+
+bool keyByURL(const HttpRequest& request, std::string& key) {
+    key = (request.isHead() ? "H" : "G") + request.url();
+    return !request.url().starts_with("/never");
+}
+
+TEST(KeptReplies, TheLoopAnswersAsTheWorkerDidUntilTheBound) {
+    HttpContextSetReuseRules({keyByURL, nullptr, 1500});
+    {
+        EngineThread engine(counting, nullptr);
+        calls = 0;
+        Connection c(engine.port());
+        ASSERT_TRUE(c.send("GET /a HTTP/1.1\r\n\r\nGET /a HTTP/1.1\r\n\r\nHEAD /a HTTP/1.1\r\n\r\n"
+                           "GET /never HTTP/1.1\r\n\r\nGET /never HTTP/1.1\r\n\r\n"
+                           "GET /a HTTP/1.0\r\n\r\n"));
+        std::string first = c.receiveReply();
+        EXPECT_EQ(bodyOf(first), "call 1 /a");
+        EXPECT_EQ(c.receiveReply(), first) << "a kept reply differs from the worker's";
+        EXPECT_EQ(c.receiveReply(true),
+                  "HTTP/1.1 200 OK\r\nETag: \"e\"\r\nContent-Length: 9\r\n\r\n")
+            << "HEAD is answered apart, without a body";
+        EXPECT_EQ(bodyOf(c.receiveReply()), "call 3 /never");
+        EXPECT_EQ(bodyOf(c.receiveReply()), "call 4 /never") << "a request without a key was kept";
+        std::string closing = c.receiveReply();
+        EXPECT_EQ(closing, first.substr(0, first.find("\r\n\r\n")) +
+                               "\r\nConnection: close\r\n\r\ncall 1 /a")
+            << "a kept reply lost what the connection adds for its request";
+        EXPECT_TRUE(c.closedByPeer(2000));
+        EXPECT_EQ(calls, 4);
+
+        std::this_thread::sleep_for(std::chrono::milliseconds(1600));
+        EXPECT_EQ(bodyOf(get(engine.port(), "/a")), "call 5 /a") << "used past the bound";
+    }
+    HttpContextSetReuseRules({});
 }
 
 } // namespace

@@ -9,9 +9,8 @@
 
 namespace {
 
-// Drives a request the way a connection does: reads of at most `piece` bytes, each appended
-// until it is used up, every complete header answered before next(). The URLs answered, HEAD
-// requests' marked "HEAD ".
+// Drives a request as a connection does: reads of at most `piece` bytes, each appended until
+// used up, every complete header answered before next(). The URLs answered, HEAD ones marked.
 std::vector<std::string> answerAll(HttpRequest& request, const std::string& data, size_t piece) {
     std::vector<std::string> answered;
     for (size_t at = 0; at < data.size(); at += piece) {
@@ -31,25 +30,15 @@ std::vector<std::string> answerAll(HttpRequest& request, const std::string& data
     return answered;
 }
 
-TEST(HttpRequest, HeaderSplitOverManyAppendsIsAnsweredOnceWhenComplete) {
-    std::string data = "GET /json/getalbums?lib=0 HTTP/1.1\r\nHost: example\r\n"
-                       "Cookie: sid=abc\r\nX-One: 1\r\nx-one: 2\r\n\r\n";
+TEST(HttpRequest, HeadersAreFoundByNameInAnyCaseAndNothingIsTakenBeforeNext) {
+    std::string data = "GET / HTTP/1.1\r\nCookie: sid=abc\r\nX-One: 1\r\nx-one: 2\r\n\r\n";
     HttpRequest request;
-    for (size_t i = 0; i + 1 < data.size(); ++i) {
-        ASSERT_EQ(request.append(&data[i], 1), 1u);
-        ASSERT_FALSE(request.isHeaderComplete()) << "complete after byte " << i;
-    }
-    ASSERT_EQ(request.append(&data.back(), 1), 0u) << "the last line feed waits for next()";
+    ASSERT_EQ(request.append(data.data(), data.size()), data.size() - 1);
     ASSERT_TRUE(request.isHeaderComplete());
-    EXPECT_EQ(request.url(), "/json/getalbums?lib=0");
-    EXPECT_EQ(request.header("COOKIE"), "sid=abc") << "header names ignore case";
+    EXPECT_EQ(request.header("COOKIE"), "sid=abc");
     EXPECT_EQ(request.header("x-ONE"), "1") << "the first of repeated headers is the one";
     EXPECT_FALSE(request.header("Cooki").has_value());
-    EXPECT_EQ(request.append(&data.back(), 1), 0u) << "nothing is taken before next()";
-    request.next();
-    EXPECT_EQ(request.append(&data.back(), 1), 1u);
-    EXPECT_FALSE(request.isHeaderComplete());
-    EXPECT_FALSE(request.failed());
+    EXPECT_EQ(request.append("G", 1), 0u) << "bytes were taken before next()";
 }
 
 // Every way of cutting a stream of requests into reads gives the same answers: bodies are

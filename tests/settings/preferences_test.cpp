@@ -1,9 +1,14 @@
-// preferences_test.cpp - preference readers, their defaults, and the preferences file.
+// preferences_test.cpp - preference readers and their defaults, and how the preferences file is
+// written: file modes, left-over temporary files, failures that leave the old file alone.
 #include "settings/PreferenceStore.h"
 #include "settings/Preferences.h"
 #include "support/TempFolder.h"
 
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <set>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -47,18 +52,13 @@ TEST_F(PreferencesTest, DefaultsAndFallBacks) {
     EXPECT_EQ(prefGetPortNumber(), 8080) << "a port of the wrong type";
 
     // Quality levels 0-2 map to percentages; a real number counts by its whole part.
-    writePrefs(
-        "<key>ThumbnailQuality</key><integer>0</integer><key>ImageQuality</key><real>1.7</real>");
-    EXPECT_EQ(std::make_pair(prefGetThumbnailQuality(), prefGetImageQuality()),
-              std::make_pair(30u, 70u));
-    writePrefs("<key>ThumbnailQuality</key><integer>2</integer><key>ImageQuality</key><integer>3</"
-               "integer>");
-    EXPECT_EQ(std::make_pair(prefGetThumbnailQuality(), prefGetImageQuality()),
-              std::make_pair(70u, 90u));
-    writePrefs("<key>ThumbnailQuality</key><string>2</string><key>ImageQuality</key><integer>-1</"
-               "integer>");
-    EXPECT_EQ(std::make_pair(prefGetThumbnailQuality(), prefGetImageQuality()),
-              std::make_pair(50u, 90u));
+    auto quality = [&](const std::string& thumbnail, const std::string& image) {
+        writePrefs("<key>ThumbnailQuality</key>" + thumbnail + "<key>ImageQuality</key>" + image);
+        return std::make_pair(prefGetThumbnailQuality(), prefGetImageQuality());
+    };
+    EXPECT_EQ(quality("<integer>0</integer>", "<real>1.7</real>"), std::make_pair(30u, 70u));
+    EXPECT_EQ(quality("<integer>2</integer>", "<integer>3</integer>"), std::make_pair(70u, 90u));
+    EXPECT_EQ(quality("<string>2</string>", "<integer>-1</integer>"), std::make_pair(50u, 90u));
 }
 
 TEST_F(PreferencesTest, AnUnusableLayoutIsResetAndWrittenKeepingOtherKeys) {
@@ -70,10 +70,9 @@ TEST_F(PreferencesTest, AnUnusableLayoutIsResetAndWrittenKeepingOtherKeys) {
                "<key>id</key><integer>4</integer></dict></array><key>other</key><data>AAE=</data>");
     EXPECT_EQ(layout().second, "setting layout to default\n");
     std::string text = readFile(path);
-    EXPECT_NE(text.find("<key>siteLayout</key>\n\t<string>Default</string>"), std::string::npos)
-        << text;
-    EXPECT_NE(text.find("<integer>4</integer>"), std::string::npos);
-    EXPECT_NE(text.find("<key>other</key>"), std::string::npos);
+    for (const char* kept : {"<key>siteLayout</key>\n\t<string>Default</string>",
+                             "<integer>4</integer>", "<key>other</key>"})
+        EXPECT_NE(text.find(kept), std::string::npos) << text;
     EXPECT_EQ(layout().second, "") << "reset once, not on every read";
 
     auto named = [&](const std::string& name) {
@@ -98,7 +97,6 @@ TEST_F(PreferencesTest, AuthenticationSettings) {
         {"<true/>", "<string></string>", "<string></string>", true, "", ""},
         {"<false/>", "<string>a</string>", "<string>b</string>", false, "", ""},
         {"<string>yes</string>", "<string>a</string>", "<string>b</string>", false, "", ""},
-        {"<true/>", "<integer>1</integer>", "<string>b</string>", false, "", ""},
     };
     for (auto& c : cases) {
         SCOPED_TRACE(std::string(c.auth) + (c.user ? c.user : "(no user)"));
@@ -135,6 +133,87 @@ TEST_F(PreferencesTest, UnreadableFileIsNeverOverwritten) {
     sigHup(SIGHUP);
     EXPECT_EQ(layout(), std::make_pair(std::string("Fancy"), "sync prefs\n"s));
     EXPECT_EQ(readFile(path).find("Default"), std::string::npos);
+}
+
+std::vector<std::string> reported;
+
+void setValue(const char* key, const char* value) {
+    CFPreferencesSetAppValue(makeString(key), makeString(value), appID);
+}
+
+class PreferenceStoreWrite : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        reported.clear();
+        CFPreferencesSetReporter([](const std::string& line) { reported.push_back(line); });
+    }
+    void TearDown() override {
+        CFPreferencesSetReporter([](const std::string& line) { puts(line.c_str()); });
+    }
+    std::set<std::string> names() const {
+        std::set<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(files.path()))
+            names.insert(entry.path().filename().string());
+        return names;
+    }
+    testsupport::TempFolder files;
+    std::string path = files.path("prefs.plist");
+};
+
+TEST_F(PreferenceStoreWrite, ModeFollowsTheOldFileButAPasswordKeepsItOwnerOnly) {
+    struct Case {
+        const char* name;
+        mode_t before; // 0: no file yet
+        bool password;
+        mode_t after;
+    } cases[] = {
+        {"a new file is private", 0, false, 0600},
+        {"an old file's mode is kept", 0644, false, 0644},
+        {"a password closes the file to others", 0644, true, 0600},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::filesystem::remove(path);
+        if (c.before) chmod(files.write("prefs.plist", "<plist><dict/></plist>").c_str(), c.before);
+        CFPreferencesSetPath(path);
+        setValue("title", "T");
+        if (c.password) setValue("pass", "secret");
+        ASSERT_TRUE(CFPreferencesAppSynchronize(appID));
+        EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(c.after));
+        EXPECT_EQ(names(), std::set<std::string>{"prefs.plist"}) << "no temporary file stays";
+    }
+}
+
+TEST_F(PreferenceStoreWrite, LeftoversOfWritersThatAreGoneAreRemovedAtFirstUse) {
+    files.write("prefs.plist", "<plist><dict><key>title</key><string>T</string></dict></plist>");
+    pid_t gone = fork(); // a process id that no process has now
+    if (gone == 0) _exit(0);
+    waitpid(gone, nullptr, 0);
+    std::string dead = "prefs.plist.tmp." + std::to_string(gone) + ".Ab3xYz";
+    std::set<std::string> kept = {"prefs.plist", "prefs.plist.backup", "prefs.plist.tmp.x.abcdef",
+                                  "prefs.plist.tmp." + std::to_string(getppid()) + ".Qw9rTy"};
+    for (const std::string& name : kept)
+        if (name != "prefs.plist") files.write(name, "<plist><dict/></plist>");
+    files.write(dead, "<plist><dict><key>pass</key><string>old</string></dict></plist>");
+    CFPreferencesSetPath(path);
+    CFRelease(CFPreferencesCopyAppValue(CFSTR("title"), appID));
+    EXPECT_EQ(names(), kept) << "only a writer that is gone leaves a file that may go";
+    EXPECT_EQ(reported, std::vector<std::string>{"removed " + files.path(dead) +
+                                                 ", left over by an interrupted write"});
+}
+
+TEST_F(PreferenceStoreWrite, AFailedWriteNamesTheCallAndLeavesTheOldFile) {
+    // A folder no one may create files in, whatever the user: /proc/self.
+    CFPreferencesSetPath("/proc/self/prefs.plist");
+    setValue("title", "T");
+    EXPECT_FALSE(CFPreferencesAppSynchronize(appID));
+    ASSERT_EQ(reported.size(), 1u);
+    const std::string& line = reported[0];
+    EXPECT_TRUE(line.starts_with("preferences file /proc/self/prefs.plist could not be written "
+                                 "(mkstemp in /proc/self/: "))
+        << line;
+    EXPECT_EQ(line.find("Success"), std::string::npos) << "a stale error: " << line;
+    EXPECT_NE(line.find("it is left as it was"), std::string::npos) << line;
 }
 
 } // namespace

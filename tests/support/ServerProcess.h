@@ -2,18 +2,16 @@
 // talks to it over plain sockets.
 #pragma once
 
+#include "support/TempFolder.h"
+
 #include <arpa/inet.h>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <fcntl.h>
-#include <fstream>
-#include <gtest/gtest.h>
 #include <map>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <sstream>
 #include <string>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -47,8 +45,7 @@ class Connection {
         return true;
     }
     // One whole reply (header and Content-Length body; none for HEAD), "" on a timeout or close.
-    // The default wait is long: a sanitized build shrinking a large picture on a busy machine
-    // takes seconds.
+    // The long default wait allows for a sanitized build shrinking a picture on a busy machine.
     std::string receiveReply(bool head = false, int timeoutMs = 20000) {
         for (;;) {
             size_t end = buffer_.find("\r\n\r\n"), at = buffer_.find("Content-Length: ");
@@ -97,8 +94,7 @@ class ServerProcess {
     // is N; false when the server ended or never said so.
     bool start(const std::vector<std::string>& arguments,
                const std::map<std::string, std::string>& environment, bool waitForPort = true) {
-        static int serial = 0;
-        output_ = "/tmp/tessellan-out-" + std::to_string(getpid()) + "-" + std::to_string(++serial);
+        output_ = outputs_.path("out" + std::to_string(++started_));
         port_ = 0;
         if ((pid_ = fork()) == 0) {
             int fd = open(output_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
@@ -115,23 +111,17 @@ class ServerProcess {
             _exit(127);
         }
         const std::string said = "serving on port ";
-        for (int i = 0; waitForPort && i < 400; ++i) {
+        for (int i = 0; waitForPort && i < 400 && !exited(); ++i) {
             std::string text = output();
             size_t at = text.find(said);
             if (at != std::string::npos && text.find('\n', at) != std::string::npos)
                 return (port_ = std::atoi(text.c_str() + at + said.size())) > 0;
-            if (exited()) return false;
             std::this_thread::sleep_for(std::chrono::milliseconds(25));
         }
         return !waitForPort;
     }
     // The port the server said it serves on (0 before that).
     int port() const { return port_; }
-    bool exited() {
-        int status;
-        if (pid_ > 0 && waitpid(pid_, &status, WNOHANG) == pid_) status_ = status, pid_ = -1;
-        return pid_ <= 0;
-    }
     // Waits for the process to end by itself; its exit status, or -1 after timeoutMs.
     int waitForExit(int timeoutMs) {
         for (int waited = 0; waited < timeoutMs; waited += 20) {
@@ -147,17 +137,17 @@ class ServerProcess {
     void stop() {
         if (pid_ > 0 && kill(pid_, SIGTERM) == 0) waitpid(pid_, &status_, 0);
         pid_ = -1;
-        if (!output_.empty()) unlink(output_.c_str());
-        output_.clear();
     }
     // What the server printed so far (standard output and error).
-    std::string output() const {
-        std::stringstream text;
-        text << std::ifstream(output_).rdbuf();
-        return text.str();
-    }
+    std::string output() const { return readFile(output_); }
 
   private:
+    bool exited() {
+        if (pid_ > 0 && waitpid(pid_, &status_, WNOHANG) == pid_) pid_ = -1;
+        return pid_ <= 0;
+    }
+    TempFolder outputs_;
+    int started_ = 0;
     pid_t pid_ = -1;
     int port_ = 0, status_ = 0;
     std::string output_;
