@@ -1,8 +1,7 @@
-// ImageFixtures.cpp - JPEG pictures, EXIF building and temporary files for the image tests, and
-// the fixed locale and time zone every image test runs under.
+// ImageFixtures.cpp - JPEG reading and EXIF building for the image tests, and the fixed locale
+// and time zone every image test runs under.
 #include "ImageFixtures.h"
 
-#include "support/EncodeJPEG.h"
 #include "support/FixedLocale.h"
 
 #include <gtest/gtest.h>
@@ -10,28 +9,6 @@
 // Display strings in the tests are those of en_US in UTC, whatever the machine's settings are.
 static const testing::Environment* const fixedLocale =
     testing::AddGlobalTestEnvironment(new testsupport::FixedLocaleEnvironment);
-
-std::string encodeJPEG(int width, int height, int components, int quality, bool jfif,
-                       bool progressive) {
-    testsupport::JpegOptions options;
-    options.components = components;
-    options.quality = quality;
-    options.jfif = jfif;
-    options.progressive = progressive;
-    return testsupport::encodeJPEG(width, height, options);
-}
-
-std::string encodePixels(int width, int height, const std::vector<uint8_t>& samples,
-                         FileColours colours, bool adobe, const std::string& app1) {
-    testsupport::JpegOptions options;
-    options.components = colours == FileColours::RGB ? 3 : 4;
-    options.quality = 95;
-    options.samples = &samples;
-    options.ycck = colours == FileColours::YCCK;
-    options.adobe = adobe;
-    options.app1 = app1;
-    return testsupport::encodeJPEG(width, height, options);
-}
 
 bool decodeRGB(const std::string& jpeg, int& width, int& height, std::vector<uint8_t>& rgb) {
     int components = 0;
@@ -111,10 +88,4 @@ uint32_t ExifBuilder::directory(const std::vector<Entry>& entries, uint32_t next
         block += e.type == 3 ? u16(uint16_t(e.value)) + u16(0) : u32(e.value);
     }
     return bytes(block + u32(next));
-}
-
-CFURL_t TempDir::url(const std::string& name) const {
-    std::string p = path(name);
-    return CFURL_t(CFURLCreateFromFileSystemRepresentation(p.c_str(), CFIndex(p.size()), false),
-                   CFURL_t::Create);
 }

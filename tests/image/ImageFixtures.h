@@ -2,25 +2,20 @@
 #pragma once
 
 #include "cf/cftempl.h"
+#include "support/EncodeJPEG.h"
 #include "support/TempFolder.h"
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
-// JPEG bytes of a width × height gradient with 1 (grey), 3 (RGB) or 4 (CMYK) components. With
-// jfif false, no APP0 segment is written (SOI is followed directly by the tables).
-std::string encodeJPEG(int width, int height, int components = 3, int quality = 75,
-                       bool jfif = true, bool progressive = false);
-
-// How encodePixels stores its samples: RGB (3 a pixel), or CMYK (4 a pixel) stored as CMYK or
-// as YCCK.
-enum class FileColours { RGB, CMYK, YCCK };
-
-// JPEG bytes (quality 95, no subsampling) of samples given top down. adobe false leaves the Adobe
-// marker out; app1, when not empty, is written as an APP1 segment after the JFIF header.
-std::string encodePixels(int width, int height, const std::vector<uint8_t>& samples,
-                         FileColours colours, bool adobe = true, const std::string& app1 = "");
+// JPEG bytes of a width × height picture with the default options, or with those set changes.
+using testsupport::encodeJPEG;
+template <class Set> std::string encodeJPEG(int width, int height, Set set) {
+    testsupport::JpegOptions options;
+    set(options);
+    return testsupport::encodeJPEG(width, height, options);
+}
 
 // Decodes JPEG bytes into RGB samples. False when the bytes are not a three-component JPEG.
 bool decodeRGB(const std::string& jpeg, int& width, int& height, std::vector<uint8_t>& rgb);
@@ -77,7 +72,11 @@ class TempDir : public testsupport::TempFolder {
         TempFolder::write(name, contents);
         return url(name);
     }
-    CFURL_t url(const std::string& name) const;
+    CFURL_t url(const std::string& name) const {
+        std::string p = path(name);
+        return CFURL_t(CFURLCreateFromFileSystemRepresentation(p.c_str(), CFIndex(p.size()), false),
+                       CFURL_t::Create);
+    }
 };
 
 using testsupport::readFile;

@@ -52,7 +52,6 @@ TEST(ImageInfo, TypeAndSizeFromTheFirst32Bytes) {
         {"TIFF is not probed", pad(std::string("II*\0\x08\0\0\0", 8)), kImageUnknown, 0, 0},
         {"a 31-byte GIF", "GIF89a" + le16(1) + le16(1) + std::string(21, '\0'), kImageUnknown, 0,
          0},
-        {"an empty file", "", kImageUnknown, 0, 0},
     };
     TempDir dir;
     for (const Case& c : cases) {
@@ -70,7 +69,8 @@ TEST(ImageInfo, TypeAndSizeFromTheFirst32Bytes) {
 // A JPEG is an SOI, then segments: the walk's answer depends on their order and on which
 // pointers the caller gives.
 TEST(JpegWalk, WhatTheWalkAnswersForEachLayoutAndQuestion) {
-    const std::string plain = encodeJPEG(40, 30, 3, 75, false); // SOI DQT SOF ...
+    const std::string plain =
+        encodeJPEG(40, 30, [](auto& o) { o.jfif = false; }); // SOI DQT SOF ...
     // plain with these (marker, payload) segments after its SOI, in this order.
     auto with = [&](std::vector<std::pair<uint8_t, std::string>> segments) {
         std::string jpeg = plain;
@@ -96,11 +96,8 @@ TEST(JpegWalk, WhatTheWalkAnswersForEachLayoutAndQuestion) {
         {"size from the frame header", encodeJPEG(40, 30), Y, N, kImageJPEG, 40, "<none>"},
         {"APP1 before the frame gives size and payload", with({{0xE1, exif}}), Y, Y, kImageJPEG, 40,
          exif},
-        {"JFIF, then APP1", with({{0xE0, jfif}, {0xE1, exif}}), Y, Y, kImageJPEG, 40, exif},
         {"a frame without APP1 asked for EXIF is unknown but keeps the size", plain, Y, Y,
          kImageUnknown, 40, "<none>"},
-        {"EXIF only stops at the first APP1", with({{0xE1, exif}}), N, Y, kImageJPEG, kUntouched,
-         exif},
         {"an APP1 longer than the stream buffer is read whole", with({{0xE1, big}}), Y, Y,
          kImageJPEG, 40, big},
         {"segments before the frame are skipped",
@@ -120,8 +117,6 @@ TEST(JpegWalk, WhatTheWalkAnswersForEachLayoutAndQuestion) {
          kImageJPEG, kUntouched, "<none>"},
         {"with no pointers an APP0 too short for an identifier is a JPEG",
          with({{0xE0, "ab"}, {0xE1, exif}}), N, N, kImageJPEG, kUntouched, "<none>"},
-        {"with no pointers APP1 first and no APP0 is a JPEG", with({{0xE1, exif}}), N, N,
-         kImageJPEG, kUntouched, "<none>"},
         {"cut inside APP1 keeps no payload", with({{0xE1, std::string(500, 'e')}}).substr(0, 300),
          Y, Y, kImageUnknown, 0, "<none>"},
     };

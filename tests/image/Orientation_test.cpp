@@ -43,8 +43,11 @@ std::string storedOnItsSide(unsigned value) {
     orientPixels(undoing, upright.data(), kWidth, kHeight, 3, stored.data());
     ExifBuilder exif(value % 2 == 0);
     exif.first(exif.directory({ExifBuilder::shortValue(274, uint16_t(value))}));
-    return encodePixels(swaps ? kHeight : kWidth, swaps ? kWidth : kHeight, stored,
-                        FileColours::RGB, false, exif.payload());
+    return encodeJPEG(swaps ? kHeight : kWidth, swaps ? kWidth : kHeight,
+                      [&](testsupport::JpegOptions& o) {
+                          o.quality = 95, o.app1 = exif.payload(), o.samples = &stored;
+                          o.adobe = false;
+                      });
 }
 
 // Checks that jpeg is the upright picture at width × height: each quarter in its colour.

@@ -33,7 +33,6 @@ TEST(PhotoLibrarySync, ChangesSettleSixSecondsAfterTheLastLoad) {
         std::vector<Step> steps;
     } cases[] = {
         {"a write 10 s later is noticed, then loaded on the next query", {{10, 0, "v0", "s0", C}}},
-        {"a write 3 s later is noticed and never loaded", {{3, 0, "v0", "v0", Ch}}},
         {"a later write 6 s past the load is loaded on its second query",
          {{3, 0, "v0", "v0", Ch}, {6, 0, "s1", "s1", C}}},
         {"5 s and a fraction past the load is still too soon", {{5, 999'999'999, "v0", "v0", Ch}}},
@@ -82,7 +81,6 @@ TEST(PhotoLibraryLoad, DamagedFilesAreLoggedOnceAndReadAgainOnlyWhenChanged) {
         {"<plist>\n<dict>\n  <key>A</key><string>x\x01</string>\n</dict></plist>",
          "not well-formed (invalid token) at line 3, column 24"},
         {"<plist><array/></plist>", "the property list is not a dictionary"},
-        {smallLibrary().substr(0, 200), "unclosed token at line 1, column 196"},
     };
     for (auto& [text, why] : cases) {
         SCOPED_TRACE(why);
@@ -216,19 +214,15 @@ TEST(AlbumIndex, IrregularFilesAnswerAsTheWalkDoes) {
 
 TEST(AlbumIndex, RecordsOutliveTheReloadThatReplacesThem) {
     TempFolder folder;
-    writeAlbumFile(
-        folder.path(),
-        albumData("1", albumDict(1, "A", {"10", "11"}), photoDict("10") + photoDict("11")),
-        1'200'000'000);
+    writeAlbumFile(folder.path(), smallLibrary(), kLoadTime);
     PhotoLibrary library(folder.path());
     AlbumPhotos before = AlbumSnapshot::photos(library.snapshot(), 1);
-    writeAlbumFile(folder.path(), albumData("1", albumDict(1, "A", {"12"}), photoDict("12")),
-                   1'200'000'100);
+    writeAlbumFile(folder.path(), versionFile("new"), kLoadTime + 100);
     library.sync();
     library.sync(); // reloaded
     AlbumPhotos after = AlbumSnapshot::photos(library.snapshot(), 1);
     ASSERT_EQ(after.size() + before.size(), 3u);
-    EXPECT_EQ(after[0].id, 12);
+    EXPECT_EQ(after[0].id, 10);
     EXPECT_EQ(utf8(before[1].caption), "Caption 11");
 }
 

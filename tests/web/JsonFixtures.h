@@ -9,7 +9,6 @@
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -39,18 +38,12 @@ inline std::string exifPayload(const std::string& make, const std::string& model
     return b.payload();
 }
 
-// Property-list pieces: text escaped for XML, a key, a key and its value.
-inline std::string xml(const std::string& text) {
-    std::string out;
-    for (char c : text)
-        out += c == '&' ? "&amp;" : c == '<' ? "&lt;" : c == '>' ? "&gt;" : std::string(1, c);
-    return out;
-}
+// Property-list pieces: a key, a key and its value. REQUIRES: no text holds '&' or '<'.
 inline std::string key(const std::string& name) {
-    return "<key>" + xml(name) + "</key>";
+    return "<key>" + name + "</key>";
 }
 inline std::string string(const std::string& name, const std::string& value) {
-    return key(name) + "<string>" + xml(value) + "</string>";
+    return key(name) + "<string>" + value + "</string>";
 }
 inline std::string integer(const std::string& name, long value) {
     return key(name) + "<integer>" + std::to_string(value) + "</integer>";
@@ -68,13 +61,11 @@ inline std::string photo(const std::string& id, const std::string& caption,
                          const std::string& comment, const std::string& image,
                          const std::string& thumb, const std::string& type = "Image",
                          double date = 0, double modDate = 0) {
-    std::ostringstream dates;
-    dates.precision(17);
-    dates << key("DateAsTimerInterval") << "<real>" << date << "</real>"
-          << key("ModDateAsTimerInterval") << "<real>" << modDate << "</real>";
     return key(id) + "<dict>" + string("Caption", caption) + string("Comment", comment) +
            string("ImagePath", image) + string("ThumbPath", thumb) + string("MediaType", type) +
-           dates.str() + integer("MetaModDateAsTimerInterval", 0) + "</dict>";
+           key("DateAsTimerInterval") + "<real>" + std::to_string(date) + "</real>" +
+           key("ModDateAsTimerInterval") + "<real>" + std::to_string(modDate) + "</real>" +
+           integer("MetaModDateAsTimerInterval", 0) + "</dict>";
 }
 // A "List of Albums" entry listing keys; extra is laid into the dictionary as it is.
 inline std::string album(long id, const std::string& name, const std::vector<std::string>& keys,

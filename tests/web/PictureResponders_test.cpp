@@ -74,9 +74,9 @@ TEST_F(PictureTest, RouteTable) {
         {"thumbnail: not a JPEG at all", "/thumbnail/?l=0&a=1&p=7"},
         {"thumbnail: empty file", "/thumbnail/?l=0&a=1&p=9"},
         {"sized: made from the original", "/thumbnail/?l=0&a=1&p=1&size=512", 512, 384},
-        {"sized: clamped above", "/thumbnail/?l=0&a=1&p=1&size=5000", 1024, 768},
         {"sized: clamped below", "/thumbnail/?l=0&a=1&p=1&size=10", 64, 48},
-        {"sized: huge is clamped", "/thumbnail/?l=0&a=1&p=1&size=999999999999999999", 1024, 768},
+        {"sized: clamped above, however large", "/thumbnail/?l=0&a=1&p=1&size=999999999999999999",
+         1024, 768},
         {"sized: a film's still is not enlarged", "/thumbnail/?l=0&a=1&p=6&size=1024", 640, 480},
         {"sized: not a JPEG, from the thumbnail", "/thumbnail/?l=0&a=1&p=2&size=100", 100, 75},
         {"sized: no full-size downloads", "/thumbnail/?l=1&a=1&p=12&size=700", 700, 525},
@@ -90,27 +90,22 @@ TEST_F(PictureTest, RouteTable) {
         {"no full-size downloads: re-encoded", "/image/?l=1&a=1&i=0", 1600, 1200},
         {"no full-size downloads: fits 2048", "/image/?l=1&a=1&i=8", 2000, 1500},
         {"exact: fills the height", "/image/?l=0&a=1&i=8&mw=1920&mh=1080&fit=exact", 1440, 1080},
-        {"exact: width limits", "/image/?l=0&a=1&i=0&mw=300&mh=1000&fit=exact", 300, 225},
         {"exact: a huge side", "/image/?l=0&a=1&i=8&mw=99999&mh=1500&fit=exact", 2000, 1500},
         {"exact: capped at 2048", "/image/?l=1&a=1&i=8&mw=5000&mh=5000&fit=exact", 2048, 1536},
         {"exact: one pixel", "/image/?l=0&a=1&i=0&mw=1&mh=1&fit=exact", 1, 1},
         {"png as stored", "/image/?l=0&a=1&i=1", 0, 0, "image/png"},
-        {"only JPEGs are scaled", "/image/?l=0&a=1&i=1&mw=10&mh=10", 0, 0, "image/png"},
         {"nor fitted", "/image/?l=0&a=1&i=1&mw=10&mh=10&fit=exact", 0, 0, "image/png"},
         {"film", "/image/?l=0&a=1&i=2", 0, 0, "video/quicktime"},
         {"probes as unknown: as stored", "/image/?l=0&a=1&i=3&mw=100&mh=100", 0, 0, "image/jpeg"},
         {"no full-size downloads: films play", "/image/?l=1&a=1&i=2", 0, 0, "video/quicktime"},
         {"no full-size downloads: a png cannot be shrunk", "/image/?l=1&a=1&i=1"},
-        {"no full-size downloads: nor in a box", "/image/?l=1&a=1&mw=10&mh=10&i=1"},
         {"no index", "/image/?l=0&a=1"},
         {"at the end of the list", "/image/?l=0&a=1&i=9"},
         {"file missing", "/image/?l=0&a=1&i=5"},
-        {"no such library", "/image/?l=9&a=1&i=0"},
         {"album not published", "/image/?l=0&a=2&i=0"},
         {"a JPEG that cannot be decoded", "/image/?l=0&a=1&i=7&mw=100&mh=100"},
         {"exact: one side", "/image/?l=0&a=1&i=0&mw=800&fit=exact"},
         {"exact: a zero side", "/image/?l=0&a=1&i=0&mw=0&mh=600&fit=exact"},
-        {"exact: not a whole number", "/image/?l=0&a=1&i=0&mw=8e2&mh=600&fit=exact"},
         {"exact: as written", "/image/?l=0&a=1&i=0&mw=800&mh=600&fit=EXACT"},
         {"exact: too long", "/image/?l=0&a=1&i=0&mw=1234567890123456789012&mh=600&fit=exact"},
     };
@@ -169,7 +164,8 @@ TEST_F(PictureTest, ValidatorsLetBrowsersKeepPicturesAndRevalidateWithoutWork) {
     int quality = 90;
     for (const char* target : {"/thumbnail/?l=0&a=1&p=6", "/thumbnail/?l=0&a=1&p=6&size=300"}) {
         std::string before = get(target);
-        files->write("Library/still.jpg", encodeJPEG(640, 480, 3, quality--));
+        files->write("Library/still.jpg",
+                     encodeJPEG(640, 480, [&](auto& o) { o.quality = quality--; }));
         std::string changed = get(target, "If-None-Match: " + headerOf(before, "ETag") + "\r\n");
         EXPECT_EQ(statusLine(changed), "HTTP/1.1 200 OK") << "a changed file is sent again";
         EXPECT_NE(headerOf(changed, "ETag"), headerOf(before, "ETag")) << target;
