@@ -4,6 +4,7 @@
 #include "cf/CFURL.h"
 #include "library/LibraryRegistry.h"
 #include "settings/PreferenceStore.h"
+#include "support/AlbumXml.h"
 #include "support/EncodeJPEG.h"
 #include "support/TempFolder.h"
 #include "web/Bundle.h"
@@ -16,6 +17,8 @@
 #include <unistd.h>
 
 namespace fuzzfiles {
+
+using namespace albumxml;
 
 CFURL_t memoryFile(const uint8_t* data, size_t size, const char* path) {
     int fd = memfd_create("fuzz-input", MFD_CLOEXEC);
@@ -38,37 +41,12 @@ std::string jpeg(int width, int height, int exifOrientation = 0, bool grey = fal
     return testsupport::encodeJPEG(width, height, options);
 }
 
+// A photo as the fuzz library holds it: a non-ASCII caption, an escaped comment and dates at
+// both ends of the scale.
 std::string photo(int id, const std::string& image, const std::string& thumb,
                   const char* type = "Image") {
-    return "<key>" + std::to_string(id) + "</key><dict><key>Caption</key><string>P" +
-           std::to_string(id) + " \xC3\xA9</string><key>Comment</key><string>a &amp; b</string>" +
-           "<key>ImagePath</key><string>" + image + "</string><key>ThumbPath</key><string>" +
-           thumb + "</string><key>MediaType</key><string>" + type +
-           "</string><key>DateAsTimerInterval</key><real>168179400</real>"
-           "<key>ModDateAsTimerInterval</key><real>-978307200</real>"
-           "<key>MetaModDateAsTimerInterval</key><integer>0</integer></dict>";
-}
-
-std::string album(int id, const char* name, std::initializer_list<int> photos) {
-    std::string keys;
-    for (int key : photos)
-        keys += "<string>" + std::to_string(key) + "</string>";
-    return "<dict><key>AlbumId</key><integer>" + std::to_string(id) +
-           "</integer><key>AlbumName</key><string>" + name + "</string><key>KeyList</key><array>" +
-           keys + "</array><key>PhotoCount</key><integer>" + std::to_string(photos.size()) +
-           "</integer></dict>";
-}
-
-std::string plist(const std::string& body) {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>" + body +
-           "</dict></plist>\n";
-}
-
-std::string library(int id, const std::string& path, bool fullSize, const char* albums) {
-    return "<dict><key>id</key><integer>" + std::to_string(id) + "</integer><key>name</key>" +
-           "<string>L" + std::to_string(id) + "</string><key>path</key><string>" + path +
-           "</string><key>FullSizeDownload</key><" + (fullSize ? "true" : "false") +
-           "/><key>albums</key><array>" + albums + "</array></dict>";
+    return albumxml::photo(std::to_string(id), "P" + std::to_string(id) + " \xC3\xA9", "a &amp; b",
+                           image, thumb, type, 168179400, -978307200);
 }
 
 } // namespace
@@ -85,27 +63,23 @@ void setUpLibrary() {
         folder.write("Family/thumbs/12.jpg", jpeg(16, 16, 0, true));
         std::string f = family + "/";
         folder.write("Family/AlbumData.xml",
-                     plist("<key>List of Albums</key><array>" +
-                           album(1, "Summer", {10, 11, 12, 13}) + album(2, "Winter &lt;3", {12}) +
-                           "</array><key>Master Image List</key><dict>" +
-                           photo(10, f + "img10.jpg", f + "thumbs/10.jpg") +
-                           photo(11, f + "clip11.mov", f + "thumbs/11.jpg", "Movie") +
-                           photo(12, f + "grey12.jpg", f + "thumbs/12.jpg") +
-                           photo(13, f + "gone13.jpg", f + "thumbs/13.jpg") + "</dict>"));
+                     albumFile(album(1, "Summer", {"10", "11", "12", "13"}) +
+                                   album(2, "Winter &lt;3", {"12"}),
+                               photo(10, f + "img10.jpg", f + "thumbs/10.jpg") +
+                                   photo(11, f + "clip11.mov", f + "thumbs/11.jpg", "Movie") +
+                                   photo(12, f + "grey12.jpg", f + "thumbs/12.jpg") +
+                                   photo(13, f + "gone13.jpg", f + "thumbs/13.jpg")));
         std::string p = folder.write("Trips/p.jpg", jpeg(300, 200));
         std::string t = folder.write("Trips/t.jpg", jpeg(30, 20));
         folder.write("Trips/AlbumData.xml",
-                     plist("<key>List of Albums</key><array>" + album(5, "Road", {100, 101, 102}) +
-                           "</array><key>Master Image List</key><dict>" + photo(100, p, t) +
-                           photo(101, p, t) + photo(102, t, p) + "</dict>"));
-        std::string prefs = folder.write(
-            "prefs.plist",
-            plist("<key>title</key><string>Fuzz \xE6\x97\x85</string><key>CacheSizeMB</key>"
-                  "<integer>0</integer><key>auth</key><true/><key>user</key><string>" +
-                  std::string(kUser) + "</string><key>pass</key><string>" + kPass +
-                  "</string><key>libraries</key><array>" +
-                  library(1, family, false, "<integer>1</integer><integer>2</integer>") +
-                  library(2, trips, true, "<integer>5</integer>") + "</array>"));
+                     albumFile(album(5, "Road", {"100", "101", "102"}),
+                               photo(100, p, t) + photo(101, p, t) + photo(102, t, p)));
+        std::string prefs =
+            folder.write("prefs.plist",
+                         plist(string("title", "Fuzz \xE6\x97\x85") + integer("CacheSizeMB", 0) +
+                               flag("auth", true) + string("user", kUser) + string("pass", kPass) +
+                               key("libraries") + "<array>" + library(1, family, false, {1, 2}) +
+                               library(2, trips, true, {5}) + "</array>"));
         setenv("XDG_CACHE_HOME", folder.path("cache").c_str(), 1);
         CFPreferencesSetPath(prefs);
         BundleSetResourcesPath(TESSELLAN_SOURCE_DIR "/resources");
