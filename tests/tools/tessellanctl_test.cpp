@@ -1,6 +1,7 @@
 // tessellanctl_test.cpp - the real tessellanctl against preferences files and libraries in
 // temporary folders, and against a running server.
 #include "ToolRun.h"
+#include "support/AlbumXml.h"
 #include "support/EncodeJPEG.h"
 #include "support/ServerProcess.h"
 
@@ -20,30 +21,18 @@ using testing::HasSubstr, testing::Not;
 // "Winter", and 2007 named "10". Photo 1 has its picture and thumbnail; photo 2's picture is
 // text and its thumbnail is missing.
 std::string writeLibrary(const TempFolder& files, const std::string& name) {
+    using namespace albumxml;
     std::string folder = files.sub(name), photos;
     files.write(name + "/pics/one.jpg", encodeJPEG(64, 48));
     files.write(name + "/thumbs/one.jpg", encodeJPEG(32, 24));
     files.write(name + "/pics/two.jpg", "not a picture");
-    for (std::string key : {"one", "two"})
-        photos += "<key>" + std::string(key == "one" ? "1" : "2") + "</key><dict><key>ImagePath" +
-                  "</key><string>" + folder + "/pics/" + key + ".jpg</string><key>ThumbPath</key>" +
-                  "<string>" + folder + "/thumbs/" + key + ".jpg</string><key>MediaType</key>" +
-                  "<string>Image</string><key>Caption</key><string>c</string><key>Comment</key>" +
-                  "<string></string><key>DateAsTimerInterval</key><real>1</real><key>" +
-                  "ModDateAsTimerInterval</key><real>1</real><key>MetaModDateAsTimerInterval" +
-                  "</key><real>1</real></dict>";
-    auto album = [](const char* id, const char* albumName, const std::string& keys) {
-        return std::string("<dict><key>AlbumId</key><integer>") + id + "</integer><key>AlbumName" +
-               "</key><string>" + albumName + "</string><key>PhotoCount</key><integer>" +
-               std::to_string(keys.size() / 18) /* "<string>N</string>" each */ +
-               "</integer><key>KeyList</key><array>" + keys + "</array></dict>";
-    };
+    for (auto [id, file] : {std::pair{"1", "one"}, {"2", "two"}})
+        photos += photo(id, "c", "", folder + "/pics/" + file + ".jpg",
+                        folder + "/thumbs/" + file + ".jpg");
     files.write(name + "/AlbumData.xml",
-                "<plist><dict><key>List of Albums</key><array>" +
-                    album("10", "Summer", "<string>1</string><string>2</string>") +
-                    album("11", "Winter", "<string>1</string>") + album("12", "Winter", "") +
-                    album("2007", "10", "") + "</array><key>Master Image List</key><dict>" +
-                    photos + "</dict></dict></plist>");
+                albumFile(album(10, "Summer", {"1", "2"}) + album(11, "Winter", {"1"}) +
+                              album(12, "Winter", {}) + album(2007, "10", {}),
+                          photos));
     return folder;
 }
 
