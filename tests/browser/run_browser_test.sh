@@ -29,5 +29,5 @@ fi
 start_server open --prefs "$work/open.plist" || { echo "the server did not start"; cat "$work/open.log"; exit 1; }
 
 cd "$here"
-TESSELLAN_URL="http://127.0.0.1:$server_port/" TESSELLAN_LIBRARY="$work/library" TESSELLAN_SCREENSHOTS="$shots" \
+TESSELLAN_URL="http://127.0.0.1:$server_port/" TESSELLAN_SCREENSHOTS="$shots" \
     node --test gallery.test.mjs || { status=$?; cat "$work/open.log"; exit $status; }
