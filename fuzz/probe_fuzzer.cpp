@@ -15,15 +15,10 @@
 #include <iterator>
 #include <string_view>
 
-namespace {
-
-// The names whose extensions refine what the bytes say; the input's size picks one.
-constexpr const char* kNames[] = {"/h/a.jpg", "/h/b.MOV", "/h/c.cr2", "/h/d.heic",
-                                  "/h/e",     "/h/f.mp4", "/h/g.nef"};
-
-} // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    // The names whose extensions refine what the bytes say; the input's size picks one.
+    static constexpr const char* kNames[] = {"/h/a.jpg", "/h/b.MOV", "/h/c.cr2", "/h/d.heic",
+                                             "/h/e",     "/h/f.mp4", "/h/g.nef"};
     const char* name = kNames[size % std::size(kNames)];
     MediaType type = sniffMediaType(data, std::min(size, kMediaSniffBytes), name);
     if ((type.kind == MediaKind::None) != (type.contentType == nullptr)) __builtin_trap();

@@ -35,12 +35,11 @@ TEST(PropertyList, ReadsAndWritesEveryValueType) {
     EXPECT_EQ(CFDictionaryGetCount(d.get<CFDictionary_t>(CFSTR("e"))), 0);
     EXPECT_EQ(CFStringGetUTF8(d.get<CFString_t>(CFSTR("c"))), "last") << "the last value wins";
 
-    // What the writer makes of it reads back to the same values and the same text.
+    // What the writer makes of it reads back to the same values (the same text is the fuzzer's).
     std::string text = CFPropertyListCreateXMLText(d);
     CFTypeRef again = CFPropertyListCreateFromXMLData(text);
     ASSERT_NE(again, nullptr) << text;
     CFDictionary_t copy(again, CFDictionary_t::Create);
-    EXPECT_EQ(CFPropertyListCreateXMLText(copy), text);
     EXPECT_EQ(CFStringGetUTF8(copy.get<CFString_t>(CFSTR("s"))), kText);
     EXPECT_DOUBLE_EQ(double(copy.get<CFNumber_t>(CFSTR("p"))), 0.1) << "written with every digit";
     EXPECT_EQ(text.rfind(kHeader + "<plist version=\"1.0\">\n", 0), 0u)

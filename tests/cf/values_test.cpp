@@ -15,10 +15,6 @@ namespace {
 using testsupport::kNothingThrown;
 using testsupport::thrownText;
 
-CFNumberRef newNumber(int32_t value) {
-    return CFNumberCreate(kCFNumberSInt32Type, &value);
-}
-
 // Which characters come out of either storage is the escaping tests' own; here, what is refused.
 TEST(CFString, RefusesBytesThatAreNotTheirEncoding) {
     for (const char* bytes : {"\xC3", "\xC0\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xFF"})
@@ -49,7 +45,8 @@ TEST(CFURL, PathsAreBytesAndTheTextIsEncoded) {
 }
 
 TEST(CoreType, MissingOrWrongValuesThrowAndReleaseWhatWasTaken) {
-    CFNumberRef seven = newNumber(7);
+    int32_t n = 7;
+    CFNumberRef seven = CFNumberCreate(kCFNumberSInt32Type, &n);
     CFTypeRef keys[] = {CFSTR("n")}, values[] = {seven};
     CFDictionary_t dict(CFDictionaryCreate(keys, values, 1), CFDictionary_t::Create);
     CFTypeRef letters[] = {CFSTR("a"), CFSTR("b"), CFSTR("c")};

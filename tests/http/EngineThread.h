@@ -13,7 +13,6 @@
 #include <mutex>
 #include <thread>
 #include <unistd.h>
-#include <vector>
 
 namespace testsupport {
 
@@ -25,7 +24,7 @@ class EngineThread {
     EngineThread(Handler handler, HttpRequestClassifier classifier, double idleSeconds = 60) {
         handler_ = std::move(handler);
         HttpContextIdleSeconds = idleSeconds;
-        HttpContextSetRequestHandler(_answer, classifier);
+        HttpContextSetRequestHandler([](const HttpRequest& r) { return handler_(r); }, classifier);
         ServerContext context = {};
         server_ = ServerCreate(_accept, &context);
         if (!server_ || !ServerConnect(server_, nullptr, nullptr, 0))
@@ -35,16 +34,15 @@ class EngineThread {
         async_.data = this;
         thread_ = std::thread([] { uv_run(EventLoop(), UV_RUN_DEFAULT); });
     }
-    // Runs work on the loop thread and returns its result.
-    template <class F> auto onLoop(F work) {
-        auto task = std::make_shared<std::packaged_task<decltype(work())()>>(work);
+    // Runs work on the loop thread and waits for it.
+    void onLoop(const std::function<void()>& work) {
+        std::promise<void> done;
         {
             std::lock_guard<std::mutex> lock(mutex_);
-            queued_.push_back([task] { (*task)(); });
+            queued_ = [&] { work(), done.set_value(); };
         }
-        auto result = task->get_future();
         uv_async_send(&async_);
-        return result.get();
+        done.get_future().wait();
     }
 
     // Waits for every connection to be gone (the clients must have closed theirs), fails the
@@ -52,7 +50,7 @@ class EngineThread {
     ~EngineThread() {
         size_t live = 0;
         for (int i = 0; i < 200; ++i) {
-            live = onLoop([] { return HttpContextLiveCount(); });
+            onLoop([&] { live = HttpContextLiveCount(); });
             if (live == 0) break;
             std::this_thread::sleep_for(std::chrono::milliseconds(25));
         }
@@ -63,7 +61,6 @@ class EngineThread {
             ServerInvalidate(server_);
             ServerRelease(server_);
             uv_close(reinterpret_cast<uv_handle_t*>(&async_), nullptr);
-            return 0;
         });
         thread_.join();
         HttpContextIdleSeconds = 60;
@@ -72,9 +69,6 @@ class EngineThread {
 
   private:
     static inline Handler handler_;
-    static std::unique_ptr<HttpReply> _answer(const HttpRequest& request) {
-        return handler_(request);
-    }
     static void _accept(Server*, int socket, const CFStreamError*, void*) {
         if (socket < 0) return;
         HttpContext* context = HttpContextCreate(socket);
@@ -83,13 +77,12 @@ class EngineThread {
     }
     static void _runQueued(uv_async_t* async) {
         auto* self = static_cast<EngineThread*>(async->data);
-        std::vector<std::function<void()>> work;
+        std::function<void()> work;
         {
             std::lock_guard<std::mutex> lock(self->mutex_);
             work.swap(self->queued_);
         }
-        for (auto& item : work)
-            item();
+        if (work) work();
     }
 
     Server* server_ = nullptr;
@@ -97,7 +90,7 @@ class EngineThread {
     uv_async_t async_;
     std::thread thread_;
     std::mutex mutex_;
-    std::vector<std::function<void()>> queued_;
+    std::function<void()> queued_; // set by onLoop, run on the loop thread
 };
 
 } // namespace testsupport

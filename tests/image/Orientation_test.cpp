@@ -55,8 +55,7 @@ void expectUpright(const std::string& jpeg, int expectWidth, int expectHeight, i
     int width = 0, height = 0;
     std::vector<uint8_t> rgb;
     ASSERT_TRUE(decodeRGB(jpeg, width, height, rgb));
-    ASSERT_EQ(width, expectWidth);
-    ASSERT_EQ(height, expectHeight);
+    ASSERT_EQ(std::pair(width, height), std::pair(expectWidth, expectHeight));
     for (int quarter = 0; quarter < 4; ++quarter) {
         int x = width / 4 + (quarter % 2) * width / 2, y = height / 4 + (quarter / 2) * height / 2;
         for (int c = 0; c < 3; ++c)

@@ -3,6 +3,7 @@
 
 #include "cf/cftempl.h"
 #include "settings/PreferenceStore.h"
+#include "support/AlbumXml.h"
 #include "support/TempFolder.h"
 
 #include <fcntl.h>
@@ -14,11 +15,7 @@
 namespace fixture {
 
 using testsupport::TempFolder;
-
-// A key and its string value. REQUIRES: neither holds '&' or '<'.
-inline std::string str(const std::string& key, const std::string& value) {
-    return "<key>" + key + "</key><string>" + value + "</string>";
-}
+inline constexpr auto* str = &albumxml::string; // a key and its string value
 
 // A photo dictionary with every key a listing needs; the key named in drop is left out.
 inline std::string photoDict(const std::string& key, const std::string& drop = "") {
@@ -33,28 +30,23 @@ inline std::string photoDict(const std::string& key, const std::string& drop = "
         {"ModDateAsTimerInterval", "<real>2" + key + ".25</real>"},
         {"MetaModDateAsTimerInterval", "<integer>3" + key + "</integer>"},
     };
-    std::string body = "<key>" + key + "</key><dict>";
+    std::string body = albumxml::key(key) + "<dict>";
     for (auto& [name, value] : entries)
-        if (name != drop) body += "<key>" + name + "</key>" + value;
+        if (name != drop) body += albumxml::key(name) + value;
     return body + "</dict>";
 }
 
 inline std::string albumDict(unsigned id, const std::string& name,
                              std::initializer_list<const char*> keys) {
-    std::string body = "<dict><key>AlbumId</key><integer>" + std::to_string(id) + "</integer>" +
-                       str("AlbumName", name) + "<key>KeyList</key><array>";
-    for (const char* key : keys)
-        body += std::string("<string>") + key + "</string>";
-    return body + "</array></dict>";
+    return albumxml::album(id, name, {keys.begin(), keys.end()});
 }
 
 // A whole album file. version empty: no "Application Version".
 inline std::string albumData(const std::string& version, const std::string& albums,
                              const std::string& photos) {
-    return "<plist version=\"1.0\"><dict>" +
-           (version.empty() ? "" : str("Application Version", version)) +
-           "<key>List of Albums</key><array>" + albums +
-           "</array><key>Master Image List</key><dict>" + photos + "</dict></dict></plist>\n";
+    std::string text = albumxml::albumFile(albums, photos);
+    if (!version.empty()) text.insert(text.find("<key>"), str("Application Version", version));
+    return text;
 }
 
 // Writes folder/AlbumData.xml and, when seconds is non-zero, sets its modification time.
@@ -93,9 +85,8 @@ inline std::string libraryEntry(const std::string& id, const std::string& name,
 // preference store at it.
 inline void useLibraries(const TempFolder& folder, const std::string& entries,
                          const std::string& name = "prefs.plist") {
-    CFPreferencesSetPath(
-        folder.write(name, "<plist version=\"1.0\"><dict><key>libraries</key><array>" + entries +
-                               "</array></dict></plist>\n"));
+    CFPreferencesSetPath(folder.write(
+        name, albumxml::plist(albumxml::key("libraries") + "<array>" + entries + "</array>")));
 }
 
 } // namespace fixture

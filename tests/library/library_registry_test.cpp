@@ -65,16 +65,6 @@ TEST_F(RegistryTest, EntriesAreFoundByIdTheFirstOfTwinsWinsAndNoIdBlocks) {
     EXPECT_FALSE(list[1].fullSizeDownload) << "false when absent";
 }
 
-TEST_F(RegistryTest, DetailsOutliveTheArrayTheyCameFrom) {
-    setLibraries(libraryEntry("4", "Main", library, {},
-                              "<key>albumConfig</key><dict>" + str("theme", "dark") + "</dict>"));
-    CFDictionary_t details = getLibraryDetails(4);
-    setLibraries(""); // the store lets go of its copy of the old array
-    EXPECT_EQ(
-        utf8(details.get<CFDictionary_t>(CFSTR("albumConfig")).get<CFString_t>(CFSTR("theme"))),
-        "dark");
-}
-
 // Which routes answer so is the server's own test; here, each call the routes make.
 TEST_F(RegistryTest, UnpublishedAlbumsAnswerExactlyLikeMissingOnes) {
     setLibraries(libraryEntry("1", "Main", library, {1}) + libraryEntry("2", "Bare", library));
@@ -107,9 +97,11 @@ TEST_F(RegistryTest, UnpublishedAlbumsAnswerExactlyLikeMissingOnes) {
               "(In libGetMediaType) : couldn't find album with id 2");
 }
 
-TEST_F(RegistryTest, PreferenceChangesReachTheCachedEntries) {
-    setLibraries(libraryEntry("1", "Main", library, {1}));
+TEST_F(RegistryTest, PreferenceChangesReachTheCachedEntriesAndDetailsOutliveThem) {
+    setLibraries(libraryEntry("1", "Main", library, {1},
+                              "<key>albumConfig</key><dict>" + str("theme", "dark") + "</dict>"));
     EXPECT_EQ(libGetMajorVersion(1), 6u);
+    CFDictionary_t details = getLibraryDetails(1);
     // A value set in memory (no file, no synchronisation) is what the store answers now.
     CFTypeRef entries = CFPropertyListCreateFromXMLData(
         "<array>" + libraryEntry("1", "Other", other, {2}) + "</array>");
@@ -119,6 +111,11 @@ TEST_F(RegistryTest, PreferenceChangesReachTheCachedEntries) {
     EXPECT_EQ(libGetMajorVersion(1), 11u);
     EXPECT_EQ(utf8(libGetImagePath(1, 2, 12, true)), "/photos/Thumbs/12.jpg");
     EXPECT_EQ(utf8(libGetImagePath(1, 1, 10, true)), "");
+    setLibraries(""); // the store lets go of every array it held
+    EXPECT_EQ(
+        utf8(details.get<CFDictionary_t>(CFSTR("albumConfig")).get<CFString_t>(CFSTR("theme"))),
+        "dark")
+        << "details outlive the array they came from";
 }
 
 TEST_F(RegistryTest, LibraryWithoutAlbumFileAnswersEmpty) {

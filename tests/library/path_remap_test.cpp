@@ -55,14 +55,10 @@ TEST(PathRemap, MovedLibraryServesItsOwnFiles) {
     TempFolder root;
     std::string library = root.sub("Copie de Bibliothe\xCC\x80que/Old Library \xE6\x97\xA5 2");
     const std::string old = "/home/ana/Pictures/Old Library";
-    std::string photo = "<key>7</key><dict>" +
-                        str("ImagePath", old + "/Modified/2009/\xC3\xA9t\xC3\xA9.jpg") +
-                        str("OriginalPath", old + "/Originals/2009/\xC3\xA9t\xC3\xA9.JPG") +
-                        str("ThumbPath", "Data/Thumbs/7.jpg") + str("MediaType", "Image") +
-                        str("Caption", "c") + str("Comment", "") +
-                        "<key>DateAsTimerInterval</key><real>1</real>"
-                        "<key>ModDateAsTimerInterval</key><real>1</real>"
-                        "<key>MetaModDateAsTimerInterval</key><real>1</real></dict>";
+    std::string photo = albumxml::photo("7", "c", "", old + "/Modified/2009/\xC3\xA9t\xC3\xA9.jpg",
+                                        "Data/Thumbs/7.jpg");
+    photo.insert(photo.find("<key>ThumbPath"),
+                 str("OriginalPath", old + "/Originals/2009/\xC3\xA9t\xC3\xA9.JPG"));
     std::string text = albumData("6.0", albumDict(1, "A", {"7"}), photo);
     text.insert(text.find("<key>List of Albums"), str("Archive Path", old + "/"));
     writeAlbumFile(library, text);

@@ -52,9 +52,7 @@ TEST(Validators, ETagListTable) {
 }
 
 TEST(Validators, NotModifiedTable) {
-    Validator both{"\"v1\"", k1994};
-    Validator tagOnly{"\"v1\"", 0};
-    Validator dateOnly{"", k1994};
+    Validator both{"\"v1\"", k1994}, tagOnly{"\"v1\"", 0}, dateOnly{"", k1994};
     std::string since = "If-Modified-Since: Sun, 06 Nov 1994 08:49:37 GMT\r\n";
     struct Case {
         const char* name;

@@ -31,9 +31,8 @@ std::string albumOf(const std::string& lib, const std::string& name, int count) 
     std::string photos;
     std::vector<std::string> keys;
     for (int i = 1; i <= count; ++i) {
-        keys.push_back(std::to_string(i));
-        photos += photo(keys.back(), "c" + keys.back(), "", lib + "/" + keys.back() + ".jpg",
-                        lib + "/" + keys.back() + ".jpg");
+        std::string key = std::to_string(i), path = lib + "/" + key + ".jpg";
+        photos += photo(key, "c" + key, "", path, path), keys.push_back(key);
     }
     return albumFile(album(1, name, keys), photos);
 }
