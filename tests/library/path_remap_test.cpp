@@ -28,6 +28,8 @@ TEST(PathRemap, StoredPathsAreReadUnderTheLibraryFolder) {
          "/home/ana/Pictures/Old Library/Data/1.jpg", std::string(kNewFolder) + "/Data/1.jpg"},
         {"folder with a trailing slash", "/home/ana/Pictures/Old Library", "/srv/Lib/",
          "/home/ana/Pictures/Old Library/a.jpg", "/srv/Lib/a.jpg"},
+        {"a tail of slashes only", "/home/ana/Pictures/Old Library", "/srv/Lib",
+         "/home/ana/Pictures/Old Library//", "/srv/Lib//"},
         {"the archive path itself", "/home/ana/Pictures/Old Library", "/srv/Lib",
          "/home/ana/Pictures/Old Library", "/srv/Lib"},
         {"a prefix that ends inside a folder name is another folder",
@@ -45,7 +47,11 @@ TEST(PathRemap, StoredPathsAreReadUnderTheLibraryFolder) {
         SCOPED_TRACE(c.name);
         CFString_t archive = makeString(c.archive ? c.archive : "");
         PathRemap paths(c.archive ? archive.get() : nullptr, c.folder);
-        EXPECT_EQ(utf8(paths.map(makeString(c.stored)).resolved()), c.read);
+        LibraryPath path = paths.map(makeString(c.stored));
+        EXPECT_EQ(utf8(path.resolved()), c.read);
+        // The file name is the read path's last component, even where the tail is slashes only.
+        std::string name = c.read.substr(c.read.find_last_of('/') + 1);
+        EXPECT_EQ(utf8(path.lastComponent()), name.empty() ? "Lib" : name);
     }
 }
 
