@@ -30,18 +30,23 @@ bool narrowed(const std::u16string& text, std::string& bytes) {
     return true;
 }
 
+// folder without trailing slashes.
+CFString_t folderString(const std::string& folder) {
+    std::u16string units = unitsWithoutTrailingSlashes(makeString(folder));
+    return CFString_t(CFStringCreateWithCharacters(reinterpret_cast<const UniChar*>(units.data()),
+                                                   CFIndex(units.size())),
+                      CFString_t::Create);
+}
+
 } // namespace
 
 PathRemap::PathRemap(CFStringRef archivePath, const std::string& folder)
-    : hasArchive_(archivePath && CFStringGetLength(archivePath) > 0), folder_("") {
+    : hasArchive_(archivePath && CFStringGetLength(archivePath) > 0),
+      folder_(folderString(folder)) {
     if (hasArchive_) {
         archive_ = unitsWithoutTrailingSlashes(archivePath);
         archiveNarrow_ = narrowed(archive_, archiveBytes_);
     }
-    std::u16string units = unitsWithoutTrailingSlashes(makeString(folder));
-    folder_ = CFString_t(CFStringCreateWithCharacters(
-                             reinterpret_cast<const UniChar*>(units.data()), CFIndex(units.size())),
-                         CFString_t::Create);
 }
 
 LibraryPath PathRemap::map(CFStringRef stored) const {
