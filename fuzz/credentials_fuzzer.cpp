@@ -3,7 +3,7 @@
 // Any text after "Basic " must decode or be refused (both empty) without a crash. And any user
 // (without ":") and password, base64-encoded with padding, decode back to themselves; without
 // the padding, to the whole groups of three bytes, split at their first ":".
-#include "web/base64.h"
+#include "protocol/base64.h"
 
 #include <cstdint>
 #include <string>

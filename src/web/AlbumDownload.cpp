@@ -5,7 +5,7 @@
 #include "library/LibraryRegistry.h"
 #include "web/PageFrame.h"
 #include "web/PictureResponders.h"
-#include "web/ZipStream.h"
+#include "protocol/ZipStream.h"
 
 #include <cctype>
 #include <cstdio>

@@ -8,7 +8,7 @@
 #include "web/JsonValidator.h"
 #include "web/LibraryFiles.h"
 #include "web/MetadataEmitter.h"
-#include "web/StaticFiles.h"
+#include "protocol/StaticFiles.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -6,7 +6,7 @@
 // modification time), and at every start of the server.
 #pragma once
 
-#include "web/Validators.h"
+#include "protocol/Validators.h"
 
 // The current validator; costs one stat per published library and one for the preferences.
 // Never throws: a file that cannot be stat'ed counts as absent.

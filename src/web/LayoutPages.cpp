@@ -5,8 +5,8 @@
 #include "web/Bundle.h"
 #include "web/Globals.h"
 #include "web/PageFrame.h"
-#include "web/StaticFiles.h"
-#include "web/Validators.h"
+#include "protocol/StaticFiles.h"
+#include "protocol/Validators.h"
 
 #include <optional>
 #include <string>

@@ -11,7 +11,7 @@
 #include "web/LibraryFiles.h"
 #include "web/MadeCache.h"
 #include "web/PageFrame.h"
-#include "web/Validators.h"
+#include "protocol/Validators.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -3,12 +3,12 @@
 
 #include "http/HttpContext.h"
 #include "settings/Preferences.h"
-#include "web/Credentials.h"
-#include "web/GuessThrottle.h"
-#include "web/Gzip.h"
+#include "protocol/Credentials.h"
+#include "protocol/GuessThrottle.h"
+#include "protocol/Gzip.h"
 #include "web/PageFrame.h"
-#include "web/Ranges.h"
-#include "web/Validators.h"
+#include "protocol/Ranges.h"
+#include "protocol/Validators.h"
 #include "web/utility.h"
 
 #include <chrono>

@@ -3,9 +3,9 @@
 #include "settings/PreferenceStore.h"
 #include "support/ParsedRequest.h"
 #include "support/TempFolder.h"
-#include "web/Gzip.h"
+#include "protocol/Gzip.h"
 #include "web/RequestHandler.h"
-#include "web/Validators.h"
+#include "protocol/Validators.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // Credentials.cpp - the Basic scheme, decoding, and comparison without an early exit.
-#include "web/Credentials.h"
+#include "protocol/Credentials.h"
 
-#include "web/base64.h"
+#include "protocol/base64.h"
 
 bool SameBytesInConstantTime(std::string_view a, std::string_view b) {
     size_t longer = a.size() > b.size() ? a.size() : b.size();

@@ -1,6 +1,6 @@
 // GuessThrottle_test.cpp - answers to an address that keeps guessing: free refusals, delays
 // that double to their cap, held answers, other addresses and the bounded table.
-#include "web/GuessThrottle.h"
+#include "protocol/GuessThrottle.h"
 
 #include <gtest/gtest.h>
 #include <vector>

@@ -1,8 +1,8 @@
 // Ranges.cpp - Range parsing and the 206/416 replies of file bodies.
-#include "web/Ranges.h"
-#include "web/HeaderText.h"
+#include "protocol/Ranges.h"
+#include "protocol/HeaderText.h"
 
-#include "web/Validators.h"
+#include "protocol/Validators.h"
 
 #include <limits>
 #include <string>

@@ -1,5 +1,5 @@
 // base64.cpp - the Basic credential decoder: base64 to bytes, then a split at the first colon.
-#include "web/base64.h"
+#include "protocol/base64.h"
 
 #include "cf/Assert.h"
 #include "cf/cftempl.h"

@@ -1,6 +1,6 @@
 // Validators.cpp - ETag, Last-Modified, Cache-Control and the conditional-request check.
-#include "web/Validators.h"
-#include "web/HeaderText.h"
+#include "protocol/Validators.h"
+#include "protocol/HeaderText.h"
 
 #include <cctype>
 #include <cstdio>

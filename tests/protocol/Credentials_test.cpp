@@ -1,7 +1,7 @@
 // Credentials_test.cpp - the "Authorization" check: the Basic decoder's alphabet, padding and
 // colon split, scheme casing, right, wrong, empty and malformed credentials.
-#include "web/Credentials.h"
-#include "web/base64.h"
+#include "protocol/Credentials.h"
+#include "protocol/base64.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // ZipRecords.cpp - little-endian ZIP records, ZIP64 where the classic fields are too small.
-#include "web/ZipRecords.h"
+#include "protocol/ZipRecords.h"
 
 #include <algorithm>
 

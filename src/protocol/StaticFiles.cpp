@@ -1,5 +1,5 @@
 // StaticFiles.cpp - opening the server's own files and the cache of the small ones.
-#include "web/StaticFiles.h"
+#include "protocol/StaticFiles.h"
 
 #include <cerrno>
 #include <climits>

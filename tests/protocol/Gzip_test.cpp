@@ -1,6 +1,6 @@
 // Gzip_test.cpp - Accept-Encoding negotiation, compressible types and the bounded cache of
 // compressed bodies (the compressed bytes are RequestStepHttp_test's).
-#include "web/Gzip.h"
+#include "protocol/Gzip.h"
 
 #include <gtest/gtest.h>
 #include <vector>

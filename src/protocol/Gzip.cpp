@@ -1,8 +1,8 @@
 // Gzip.cpp - Accept-Encoding negotiation, zlib compression and the compressed-body cache.
-#include "web/Gzip.h"
-#include "web/HeaderText.h"
+#include "protocol/Gzip.h"
+#include "protocol/HeaderText.h"
 
-#include "web/Validators.h"
+#include "protocol/Validators.h"
 
 #include <cerrno>
 #include <cstdio>

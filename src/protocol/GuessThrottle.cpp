@@ -1,5 +1,5 @@
 // GuessThrottle.cpp - the table of refusals per address and the delays it answers.
-#include "web/GuessThrottle.h"
+#include "protocol/GuessThrottle.h"
 
 #include <algorithm>
 #include <cstdio>

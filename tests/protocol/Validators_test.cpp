@@ -1,6 +1,6 @@
 // Validators_test.cpp - HTTP-dates, entity-tag lists, If-None-Match and If-Modified-Since (the
 // replies turned into 304 are RequestStepHttp_test's).
-#include "web/Validators.h"
+#include "protocol/Validators.h"
 
 #include "support/ParsedRequest.h"
 

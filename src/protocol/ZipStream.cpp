@@ -1,8 +1,8 @@
 // ZipStream.cpp - the archive as a body source: headers, file data read through a bounded
 // buffer with its CRC-32 taken on the way, descriptors, then the central directory in batches.
-#include "web/ZipStream.h"
+#include "protocol/ZipStream.h"
 
-#include "web/ZipRecords.h"
+#include "protocol/ZipRecords.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,5 +1,5 @@
 // Ranges_test.cpp - Range header parsing, and narrowing file replies to 206 or 416 (If-Range too).
-#include "web/Ranges.h"
+#include "protocol/Ranges.h"
 
 #include "support/ParsedRequest.h"
 #include "support/TempFolder.h"

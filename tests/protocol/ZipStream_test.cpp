@@ -3,8 +3,8 @@
 // wrong bytes.
 #include "JsonFixtures.h"
 #include "support/TempFolder.h"
-#include "web/ZipRecords.h"
-#include "web/ZipStream.h"
+#include "protocol/ZipRecords.h"
+#include "protocol/ZipStream.h"
 
 #include <cstdio>
 #include <cstring>
