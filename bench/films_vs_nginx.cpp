@@ -39,8 +39,12 @@ pid_t startEngine(int port, int core) {
     pid_t child = fork();
     if (child == 0) {
         pinToCore(core);
-        HttpContextSetRequestHandler(serveFile,
-                                     [](const HttpRequest&) { return HttpWorkKind::Heavy; });
+        HttpEngineConfig config;
+        config.handler = [](void*, const HttpRequest& request) {
+            return HttpAnswer{serveFile(request), nullptr};
+        };
+        config.classifier = [](void*, const HttpRequest&) { return HttpWorkKind::Heavy; };
+        HttpContextConfigure(config);
         ServerContext context = {};
         Server* server = ServerCreate(AcceptConnection, &context);
         if (!server || !ServerConnect(server, nullptr, nullptr, uint32_t(port))) _exit(1);

@@ -8,7 +8,7 @@
 #include "support/EncodeJPEG.h"
 #include "support/TempFolder.h"
 #include "web/Bundle.h"
-#include "web/Routes.h"
+#include "web/Site.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -84,10 +84,15 @@ void setUpLibrary() {
         CFPreferencesSetPath(prefs);
         BundleSetResourcesPath(TESSELLAN_SOURCE_DIR "/resources");
         libInit();
-        RegisterResponders();
         return true;
     }();
     (void)done;
+}
+
+Site& fuzzSite() {
+    setUpLibrary();
+    static Site* site = new Site(siteCacheFolder());
+    return *site;
 }
 
 } // namespace fuzzfiles

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "cf/cftempl.h"
+#include "web/Site.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -22,7 +23,9 @@ CFURL_t memoryFile(const uint8_t* data, size_t size, const char* path);
 // "Summer": photo 10 a JPEG turned by EXIF, 11 a film, 12 a grey JPEG, 13 a missing file; album 2
 // "Winter": photo 12) and library 2 (album 5 "Road", photos 100 to 102), preferences
 // asking for kUser and kPass with no cache of made pictures; points the preferences, the
-// resources (the source tree's) and the cache folder there, and registers the server's routes.
+// resources (the source tree's) and the cache folder there.
 void setUpLibrary();
+// The site the request step answers with, over that library (set up on the first call).
+Site& fuzzSite();
 
 } // namespace fuzzfiles

@@ -1,7 +1,7 @@
 // request_fuzzer.cpp - libFuzzer entry point: the request step end to end. The bytes a client
-// sends go through HttpRequest, each complete request through HandleRequest and the server's
-// own routes over a small published library (FuzzFiles.h), and each reply is written out as
-// the connection writes it.
+// sends go through HttpRequest, each complete request through both phases of the request step and
+// the server's own routes over a small published library (FuzzFiles.h), and each reply is written
+// out as the connection writes it.
 //
 // Nothing a client sends may crash the server, hang it or leave a reply a browser cannot read:
 // every reply has a known status, a length that matches its body, and a header that ends once.
@@ -49,7 +49,7 @@ void writeOut(const HttpRequest& request, HttpReply& reply) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    fuzzfiles::setUpLibrary();
+    Site& site = fuzzfiles::fuzzSite();
     HttpRequest request;
     const char* bytes = reinterpret_cast<const char*>(data);
     size_t left = size;
@@ -58,7 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (taken > left) __builtin_trap();
         bytes += taken, left -= taken;
         if (request.failed() || request.headerTooLarge() || !request.isHeaderComplete()) break;
-        std::unique_ptr<HttpReply> reply = HandleRequest(request);
+        std::unique_ptr<HttpReply> reply = HandleRequest(site, request);
         if (!reply) __builtin_trap();
         // Only the library's own credentials open it: "Basic " and their one encoding, after
         // which at most an unfinished group (which decodes to nothing) may follow.

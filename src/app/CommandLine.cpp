@@ -1,7 +1,23 @@
 // CommandLine.cpp - parsing the options.
 #include "app/CommandLine.h"
 
+#include <cmath>
+#include <cstdlib>
 #include <cstring>
+
+namespace {
+
+// A number of seconds from 0.001 to a day, or nothing.
+bool parseSeconds(const std::string& text, double& seconds) {
+    char* end = nullptr;
+    double value = strtod(text.c_str(), &end);
+    if (text.empty() || *end != '\0' || !std::isfinite(value) || value < 0.001 || value > 86400)
+        return false;
+    seconds = value;
+    return true;
+}
+
+} // namespace
 
 CommandLine parseCommandLine(int argc, const char* const* argv) {
     CommandLine line;
@@ -9,9 +25,12 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
         std::string argument = argv[i];
         std::string name = argument.substr(0, argument.find('='));
         bool inlineValue = name.size() < argument.size();
-        std::string* target = name == "--prefs"       ? &line.prefsPath
-                              : name == "--resources" ? &line.resourcesPath
-                                                      : nullptr;
+        std::string seconds;
+        std::string* target = name == "--prefs"            ? &line.prefsPath
+                              : name == "--resources"      ? &line.resourcesPath
+                              : name == "--idle-timeout"   ? &seconds
+                              : name == "--header-timeout" ? &seconds
+                                                           : nullptr;
         if (target) {
             if (inlineValue) {
                 *target = argument.substr(name.size() + 1);
@@ -21,7 +40,13 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
                 line.error = name + " needs a value";
                 break;
             }
-            if (target->empty()) line.error = name + " needs a value";
+            if (target->empty()) {
+                line.error = name + " needs a value";
+            } else if (target == &seconds &&
+                       !parseSeconds(seconds, name == "--idle-timeout" ? line.idleSeconds
+                                                                       : line.headerSeconds)) {
+                line.error = name + " needs a number of seconds from 0.001 to 86400";
+            }
         } else if (argument == "--version") {
             line.version = true;
         } else if (argument == "--help" || argument == "-h") {
@@ -34,7 +59,8 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
 }
 
 std::string commandLineHelp() {
-    return "Usage: tessellan [--prefs FILE] [--resources DIR]\n"
+    return "Usage: tessellan [--prefs FILE] [--resources DIR] [--idle-timeout SECONDS]\n"
+           "                 [--header-timeout SECONDS]\n"
            "Publishes the albums of local photo libraries to the web browsers of the home "
            "network.\n"
            "\n"
@@ -42,6 +68,11 @@ std::string commandLineHelp() {
            "                    $XDG_CONFIG_HOME/tessellan/org.tessellan.Tessellan.plist)\n"
            "  --resources DIR   the folder holding layouts/ and json/ (default: found from the\n"
            "                    executable's location)\n"
+           "  --idle-timeout SECONDS\n"
+           "                    drop a connection silent this long (default: 60)\n"
+           "  --header-timeout SECONDS\n"
+           "                    drop a connection whose request header is not complete this\n"
+           "                    long after its first byte (default: 30)\n"
            "  --version         print the version and exit\n"
            "  --help            print this help and exit\n"
            "\n"

@@ -6,6 +6,8 @@
 struct CommandLine {
     std::string prefsPath;     // --prefs FILE; empty: the default preferences file
     std::string resourcesPath; // --resources DIR; empty: found from the executable
+    double idleSeconds = 60;   // --idle-timeout SECONDS: a silent connection is dropped after it
+    double headerSeconds = 30; // --header-timeout SECONDS: a request header must be complete by it
     bool version = false;      // --version
     bool help = false;         // --help
     std::string error;         // why the arguments were refused; empty when they were fine

@@ -10,10 +10,8 @@
 #include "settings/Preferences.h"
 #include "version.h"
 #include "web/Bundle.h"
-#include "web/Globals.h"
-#include "web/ReplyReuse.h"
 #include "web/RequestHandler.h"
-#include "web/Routes.h"
+#include "web/Site.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -49,18 +47,6 @@ static void _StopCallBack(uv_signal_t*, int) {
     uv_stop(EventLoop());
 }
 
-// Pictures are heavy work, except a revalidation: it is mostly answered 304 without decoding,
-// and goes on as heavy work when it is not (HttpReplyAgainAsHeavy).
-HttpWorkKind ClassifyRequest(const HttpRequest& request) {
-    std::string_view url = request.url();
-    // An album download opens and checks every file of the album before its first byte.
-    if (url.starts_with("/download/")) return HttpWorkKind::Heavy;
-    // Pictures start as light work too: a revalidation, a made picture already in the cache or
-    // an original sent as it is needs no decoding, and the responder sends the request on to
-    // heavy work when it does.
-    return HttpWorkKind::Light;
-}
-
 void RaiseOpenFileLimit() {
     rlimit limit;
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= limit.rlim_max) return;
@@ -69,7 +55,7 @@ void RaiseOpenFileLimit() {
         printf("setrlimit(RLIMIT_NOFILE) failed: %s\n", strerror(errno));
 }
 
-int TessellanMain() {
+int TessellanMain(const CommandLine& line) {
     RaiseOpenFileLimit();
     static uv_signal_t hangup;
     uv_signal_init(EventLoop(), &hangup);
@@ -82,14 +68,15 @@ int TessellanMain() {
         uv_unref(reinterpret_cast<uv_handle_t*>(&stops[i]));
     }
 
-    stats.pageCount = stats.thumbnailCount = stats.imageCount = stats.errorCount = 0;
-    stats.startTime = uint32_t(time(nullptr));
+    // Never destroyed: when the loop ends, workers may still be answering requests with it.
+    Site& site = *new Site(siteCacheFolder());
+    site.stats.startTime = uint32_t(time(nullptr));
 
     if (BundleResourcesPath().empty()) {
         puts("Can't locate main bundle");
         return -1;
     }
-    version = makeString(TESSELLAN_VERSION);
+    site.version = makeString(TESSELLAN_VERSION);
 
     if (!libInit()) return 0;
     ServerContext context = {};
@@ -97,9 +84,10 @@ int TessellanMain() {
     CFString_t defaultLayoutDir = prefGetLayout();
 
     puts("Server Startup...");
-    RegisterResponders();
-    HttpContextSetRequestHandler(HandleRequest, ClassifyRequest);
-    HttpContextSetReuseRules({ReplyReuseKey, ReplyReuseGeneration, kReplyFreshMilliseconds});
+    HttpEngineConfig engine = SiteEngineConfig(site);
+    engine.idleSeconds = line.idleSeconds;
+    engine.headerSeconds = line.headerSeconds;
+    HttpContextConfigure(engine);
 
     if (!server) {
         libTerm();

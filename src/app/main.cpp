@@ -1,10 +1,9 @@
 // main.cpp - the tessellan command: options, then the server's start-up (Startup.cpp).
-#include "web/Bundle.h"
 #include "app/CommandLine.h"
-#include "http/HttpContext.h"
-#include "settings/PreferenceStore.h"
 #include "app/Startup.h"
+#include "settings/PreferenceStore.h"
 #include "version.h"
+#include "web/Bundle.h"
 
 #include <csignal>
 #include <cstdio>
@@ -38,9 +37,6 @@ int main(int argc, char** argv) {
         }
         BundleSetResourcesPath(line.resourcesPath);
     }
-    if (const char* idle = getenv("TESSELLAN_IDLE_TIMEOUT")) HttpContextIdleSeconds = atof(idle);
-    if (const char* header = getenv("TESSELLAN_HEADER_TIMEOUT"))
-        HttpContextHeaderSeconds = atof(header);
     signal(SIGPIPE, SIG_IGN);
-    return TessellanMain();
+    return TessellanMain(line);
 }

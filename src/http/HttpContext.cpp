@@ -21,13 +21,8 @@
 #include <unistd.h>
 #include <uv.h>
 
-double HttpContextIdleSeconds = 60.0;
-double HttpContextHeaderSeconds = 30.0;
-
-static HttpRequestHandler _handler = nullptr;
-static HttpRequestClassifier _classifier = nullptr;
-
-static HttpReuseRules _reuse;
+// Set at start-up, before any connection, and only read afterwards.
+static HttpEngineConfig _config;
 
 // The replies kept for answering again on the loop thread; never destroyed (the loop may run
 // during exit).
@@ -36,14 +31,9 @@ static KeptReplies& _kept() {
     return *kept;
 }
 
-void HttpContextSetReuseRules(const HttpReuseRules& rules) {
-    _reuse = rules;
-}
-
-void HttpContextSetRequestHandler(HttpRequestHandler handler, HttpRequestClassifier classifier) {
+void HttpContextConfigure(const HttpEngineConfig& config) {
     HttpWorkConfigure();
-    _handler = handler;
-    _classifier = classifier;
+    _config = config;
 }
 
 // Bytes read at a time.
@@ -69,8 +59,9 @@ struct HttpContext;
 
 struct Job : HttpWorkItem {
     HttpContext* context = nullptr;
-    std::unique_ptr<HttpReply> reply; // set by the worker
-    bool keep = false;                // the reply may be kept under key for reuse
+    std::unique_ptr<HttpReply> reply;      // set by the worker
+    std::unique_ptr<HttpHeavyPhase> heavy; // the second phase, while it waits or runs
+    bool keep = false;                     // the reply may be kept under key for reuse
     std::string key;
     uint64_t began = 0; // loop time the work was handed out
     uint64_t generation = 0;
@@ -191,11 +182,11 @@ static void _pushTimer(HttpContext* context) {
         return;
     uint64_t now = uv_now(EventLoop());
     double seconds = context->_phase == Phase::Lingering
-                         ? std::min(kLingerSeconds, HttpContextIdleSeconds)
-                         : HttpContextIdleSeconds;
+                         ? std::min(kLingerSeconds, _config.idleSeconds)
+                         : _config.idleSeconds;
     uint64_t due = now + uint64_t(seconds * 1000);
     if (context->_headerStartedAt)
-        due = std::min(due, context->_headerStartedAt + uint64_t(HttpContextHeaderSeconds * 1000));
+        due = std::min(due, context->_headerStartedAt + uint64_t(_config.headerSeconds * 1000));
     if (due == context->_timerDue) return;
     if (context->_phase == Phase::Lingering && context->_timerDue && context->_timerDue < due)
         return; // a closing connection gets no more time for sending bytes
@@ -376,19 +367,23 @@ static void _dispatch(HttpContext* context) {
     _leaveWaitList(context);
     context->_headerStartedAt = 0;
     Job& job = context->_job;
-    job.keep = _reuse.keyOf && _reuse.keyOf(*context->_request, job.key);
+    const HttpReuseRules& reuse = _config.reuse;
+    job.keep = reuse.keyOf && reuse.keyOf(_config.data, *context->_request, job.key);
     if (job.keep) {
         job.began = uv_now(EventLoop());
-        job.generation = _reuse.generation ? _reuse.generation() : 0;
-        if (std::unique_ptr<HttpReply> reply = _kept().find(job.key, job.began, job.generation))
+        job.generation = reuse.generation ? reuse.generation(_config.data) : 0;
+        std::unique_ptr<HttpReply> reply = _kept().find(job.key, job.began, job.generation);
+        if (reply && (!reuse.admit || reuse.admit(_config.data, *context->_request)))
             return _startReply(context, std::move(reply), true);
     }
     context->_phase = Phase::Working;
     _stopTimer(context);
-    context->_job.kind = _classifier ? _classifier(*context->_request) : HttpWorkKind::Light;
+    job.kind = _config.classifier ? _config.classifier(_config.data, *context->_request)
+                                  : HttpWorkKind::Light;
+    job.heavy.reset();
     context->_working = true;
     HttpContextRetain(context);
-    HttpWorkSubmit(&context->_job);
+    HttpWorkSubmit(&job);
 }
 
 // Feeds the bytes read to the request, as long as the connection waits for a header; hands a
@@ -414,7 +409,18 @@ static void _processInput(HttpContext* context) {
 
 static void _WorkRunCallBack(HttpWorkItem* item) {
     auto* job = static_cast<Job*>(item);
-    job->reply = _handler(*job->context->_request);
+    if (job->heavy) { // the second phase, queued as heavy work
+        job->reply = job->heavy->run();
+        job->heavy.reset();
+        return;
+    }
+    HttpAnswer answer = _config.handler(_config.data, *job->context->_request);
+    if (answer.heavy && job->kind == HttpWorkKind::Heavy) {
+        job->reply = answer.heavy->run();
+        return;
+    }
+    job->reply = std::move(answer.reply);
+    job->heavy = std::move(answer.heavy);
 }
 
 static void _WorkDoneCallBack(HttpWorkItem* item, bool cancelled) {
@@ -424,8 +430,7 @@ static void _WorkDoneCallBack(HttpWorkItem* item, bool cancelled) {
     context->_working = false;
     if (context->_watch && cancelled) {
         _end(context);
-    } else if (context->_watch && reply && reply->status() == kHttpStatusAgainAsHeavy &&
-               job->kind == HttpWorkKind::Light) {
+    } else if (context->_watch && job->heavy) {
         job->kind = HttpWorkKind::Heavy; // the job keeps its reference
         context->_working = true;
         return HttpWorkSubmit(job);
@@ -436,13 +441,14 @@ static void _WorkDoneCallBack(HttpWorkItem* item, bool cancelled) {
         uv_timer_start(context->_timer, _TimerCallBack, reply->holdMilliseconds(), 0);
         context->_held = std::move(reply);
     } else if (context->_watch) {
-        TS_ASSERT(reply, "HttpContext", 478);
-        if (reply->status() == kHttpStatusAgainAsHeavy) reply = std::make_unique<HttpReply>(500);
+        TS_ASSERT(reply, "HttpContext", __LINE__);
         if (job->keep)
-            _kept().keep(job->key, *reply, job->began, job->generation, _reuse.freshMilliseconds);
+            _kept().keep(job->key, *reply, job->began, job->generation,
+                         _config.reuse.freshMilliseconds);
         _startReply(context, std::move(reply), true);
         if (context->_phase == Phase::Reading) _processInput(context);
     }
+    job->heavy.reset();
     HttpContextRelease(context); // the job's reference
 }
 

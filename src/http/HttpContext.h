@@ -8,7 +8,7 @@
 // strictly in order: each complete header is handed to the request handler on a worker thread
 // (HttpWork.h), and the next request is not looked at before the reply is out. A request that
 // asks exactly what a recent one asked may be answered at once on the loop thread from the
-// reply kept for it (HttpContextSetReuseRules). Bodies are sent as the socket takes them: bytes
+// reply kept for it (HttpReuseRules). Bodies are sent as the socket takes them: bytes
 // held by the reply, a file slice sent with sendfile(2), or the pieces of a body source, each
 // pulled once the previous one is out, so a transfer holds no more memory for a 5 GiB file than
 // for a small one. A source that fails ends the connection. A reply that asks for a hold
@@ -29,47 +29,65 @@
 
 struct HttpContext;
 
-// Turns a request whose header is complete into its reply. Never returns null. Runs on a worker
-// thread; it may read the request (which stays unchanged until it returns), nothing else of the
-// connection. A reply without "Content-Length" gets one from its body's length.
-// A handler running as light work that finds the request needs heavy work after all returns
-// HttpReplyAgainAsHeavy(): the request is then queued again as heavy work and answered there.
-typedef std::unique_ptr<HttpReply> (*HttpRequestHandler)(const HttpRequest& request);
-// The stand-in reply that sends the request back to be answered as heavy work (see above).
-// Light work only: from heavy work it would be answered 500.
-constexpr int kHttpStatusAgainAsHeavy = 0;
-inline std::unique_ptr<HttpReply> HttpReplyAgainAsHeavy() {
-    return std::make_unique<HttpReply>(kHttpStatusAgainAsHeavy);
-}
-// Tells, on the loop thread, whether a request is heavy work. Must be quick: it looks at the URL.
-typedef HttpWorkKind (*HttpRequestClassifier)(const HttpRequest& request);
+// The second phase of an answer: long work (decoding, encoding, big reads) that the first phase
+// found the request needs, run as heavy work (HttpWork.h) and started from what the first phase
+// found, so nothing is looked up twice.
+class HttpHeavyPhase {
+  public:
+    virtual ~HttpHeavyPhase() = default;
+    // Makes the reply, on a worker thread; the request stays unchanged until it returns. Never
+    // returns null.
+    virtual std::unique_ptr<HttpReply> run() = 0;
+};
 
-// The handler every connection answers its requests with, and the classifier that routes them
-// (null: every request is light). Also sizes the thread pool (HttpWorkConfigure). REQUIRES: set
-// once at start-up, before the first connection is opened.
-void HttpContextSetRequestHandler(HttpRequestHandler handler,
-                                  HttpRequestClassifier classifier = nullptr);
+// What a handler answers: the reply, or (reply null) the heavy phase that makes it.
+struct HttpAnswer {
+    std::unique_ptr<HttpReply> reply;
+    std::unique_ptr<HttpHeavyPhase> heavy;
+};
+
+// Turns a request whose header is complete into its answer. Runs on a worker thread; it may read
+// the request (which stays unchanged until the reply is written), nothing else of the connection.
+// data is the pointer given beside it in HttpEngineConfig. A reply without "Content-Length" gets
+// one from its body's length. A heavy phase handed back from light work is queued as heavy work;
+// from heavy work it runs at once on the same worker.
+typedef HttpAnswer (*HttpRequestHandler)(void* data, const HttpRequest& request);
+// Tells, on the loop thread, whether a request is heavy work. Must be quick: it looks at the URL.
+typedef HttpWorkKind (*HttpRequestClassifier)(void* data, const HttpRequest& request);
 
 // Which replies may be answered again from the loop thread (KeptReplies.h). keyOf, on the loop
 // thread and quick, writes into key everything the handler reads of the request and returns
 // true, or returns false when the request must always go to a worker. generation (null: 0) is a
 // number that moves on whenever the handler's replies may change other than by files changing
-// (its settings); may be called on any thread. A kept reply is used for freshMilliseconds after
-// the work that made it was handed out, then a worker makes it again. All null: nothing is kept.
-// REQUIRES: set at start-up, before the first connection is opened.
+// (its settings); may be called on any thread. admit (null: always) is asked on the loop thread
+// before a kept reply answers a request, and may refuse (the request then goes to a worker), so
+// that what the handler decides per client, such as slowing a client that keeps guessing a
+// password, holds for kept replies too. A kept reply is used for freshMilliseconds after the
+// work that made it was handed out, then a worker makes it again. keyOf null: nothing is kept.
 struct HttpReuseRules {
-    bool (*keyOf)(const HttpRequest& request, std::string& key) = nullptr;
-    uint64_t (*generation)() = nullptr;
+    bool (*keyOf)(void* data, const HttpRequest& request, std::string& key) = nullptr;
+    uint64_t (*generation)(void* data) = nullptr;
+    bool (*admit)(void* data, const HttpRequest& request) = nullptr;
     uint64_t freshMilliseconds = 1000;
 };
-void HttpContextSetReuseRules(const HttpReuseRules& rules);
 
-// Seconds without read or write progress after which a connection is dropped (60 by default;
-// the tests shorten it). Time spent by a worker on the connection's request does not count.
-extern double HttpContextIdleSeconds;
-// Seconds from a request header's first byte by which the header must be complete, else the
-// connection is dropped (30 by default; the tests shorten it).
-extern double HttpContextHeaderSeconds;
+// Everything the connection engine is told at start-up.
+struct HttpEngineConfig {
+    HttpRequestHandler handler = nullptr;
+    void* data = nullptr;                       // handed to every function here, untouched
+    HttpRequestClassifier classifier = nullptr; // null: every request is light
+    HttpReuseRules reuse;
+    // Seconds without read or write progress after which a connection is dropped. Time spent by
+    // a worker on the connection's request does not count.
+    double idleSeconds = 60;
+    // Seconds from a request header's first byte by which the header must be complete, else the
+    // connection is dropped.
+    double headerSeconds = 30;
+};
+
+// Sets what every connection answers with, and sizes the thread pool (HttpWorkConfigure).
+// REQUIRES: on the loop thread, before the first connection is opened or while none is open.
+void HttpContextConfigure(const HttpEngineConfig& config);
 
 // A context for an accepted socket, or null (the socket is then left open). The caller must
 // release it.

@@ -47,20 +47,9 @@ static void _setThreadNice(int nice) {
     setpriority(PRIO_PROCESS, id_t(syscall(SYS_gettid)), nice);
 }
 
-static thread_local HttpWorkKind _runningKind = HttpWorkKind::Heavy;
-
-HttpWorkKind HttpWorkRunningKind() {
-    return _runningKind;
-}
-
 static void _WorkCallBack(uv_work_t* work) {
     auto* item = static_cast<HttpWorkItem*>(work->data);
-    if (item->kind != HttpWorkKind::Heavy) {
-        _runningKind = HttpWorkKind::Light;
-        item->run(item);
-        _runningKind = HttpWorkKind::Heavy;
-        return;
-    }
+    if (item->kind != HttpWorkKind::Heavy) return item->run(item);
     _setThreadNice(kHeavyNice);
     item->run(item);
     _setThreadNice(0);

@@ -38,10 +38,6 @@ void HttpWorkConfigure();
 // Heavy items allowed to run at once (the processors this process may use).
 unsigned HttpWorkHeavyLimit();
 
-// The kind of the item whose run function is running on the calling thread; Heavy outside one
-// (a caller that is not a worker may take its time).
-HttpWorkKind HttpWorkRunningKind();
-
 // Queues the item. REQUIRES: run and done set; the item is not already submitted.
 void HttpWorkSubmit(HttpWorkItem* item);
 // Withdraws an item that has not started. True: it was still waiting in the heavy queue and done

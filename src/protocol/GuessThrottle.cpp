@@ -16,11 +16,6 @@ uint32_t delayOf(uint32_t n) {
 
 } // namespace
 
-GuessThrottle& GuessThrottle::shared() {
-    static GuessThrottle throttle;
-    return throttle;
-}
-
 size_t GuessThrottle::size() const {
     std::lock_guard<std::mutex> hold(lock_);
     return records_.size();

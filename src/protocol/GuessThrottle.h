@@ -40,9 +40,6 @@ class GuessThrottle {
     // Addresses with a record. For tests.
     size_t size() const;
 
-    // The throttle the request step uses.
-    static GuessThrottle& shared();
-
   private:
     struct Record {
         uint32_t refusals = 0;

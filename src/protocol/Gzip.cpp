@@ -182,14 +182,9 @@ size_t GzipCache::entries() const {
     return order_.size();
 }
 
-GzipCache& SharedGzipCache() {
-    static GzipCache cache(8u << 20);
-    return cache;
-}
-
 // --- The request step's part ----------------------------------------------------------------
 
-bool PrepareGzip(const HttpRequest& request, HttpReply& reply) {
+bool PrepareGzip(const RequestHeaders& request, HttpReply& reply) {
     if (reply.status() != 200 || reply.header("Content-Encoding")) return false;
     const std::string* type = reply.header("Content-Type");
     uint64_t length = reply.bodyLength();
@@ -201,8 +196,7 @@ bool PrepareGzip(const HttpRequest& request, HttpReply& reply) {
     } else {
         reply.setHeader("Vary", "Accept-Encoding");
     }
-    std::optional<std::string> accepted = request.header("Accept-Encoding");
-    if (!accepted || !AcceptsGzip(*accepted)) return false;
+    if (!request.acceptEncoding || !AcceptsGzip(*request.acceptEncoding)) return false;
     if (const std::string* etag = reply.header("ETag")) reply.setHeader("ETag", GzipETag(*etag));
     return true;
 }

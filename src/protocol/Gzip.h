@@ -7,6 +7,7 @@
 #pragma once
 
 #include "http/HttpMessage.h"
+#include "protocol/RequestHeaders.h"
 
 #include <cstddef>
 #include <list>
@@ -72,15 +73,12 @@ class GzipCache {
     std::unordered_map<std::string_view, std::list<Entry>::iterator> index_; // keys in order_
 };
 
-// The cache the request step uses (8 MiB).
-GzipCache& SharedGzipCache();
-
 // The request step's gzip decision for a 200 reply, made before the conditional check so that
 // a 304 names the right tag. When the reply's type is compressible, it has no
 // "Content-Encoding" and its length is within bounds, it gets "Vary: Accept-Encoding"; when the
 // request's Accept-Encoding also allows gzip, its "ETag" becomes GzipETag's and true is
 // returned: call CompressReply once the reply is known to be sent with its body.
-bool PrepareGzip(const HttpRequest& request, HttpReply& reply);
+bool PrepareGzip(const RequestHeaders& request, HttpReply& reply);
 // Replaces the body by its compressed bytes (from cache when they are there: a file body by its
 // "ETag", any other body by its bytes, since made replies may share a tag) and sets
 // "Content-Encoding: gzip". A file body is read and closed; if reading fails the reply becomes

@@ -96,14 +96,14 @@ bool IfRangeMatches(std::string_view ifRange, const std::string* etag,
     return wanted && current && *wanted == *current;
 }
 
-void ApplyRange(const HttpRequest& request, HttpReply& reply) {
+void ApplyRange(const RequestHeaders& request, HttpReply& reply) {
     // Files, whether streamed or held by the file cache (a shared body); never a gzip variant.
     bool fromFile = reply.fileBody() || reply.hasSharedBody();
     if (reply.status() != 200 || !fromFile || reply.header("Content-Encoding")) return;
     reply.setHeader("Accept-Ranges", "bytes");
-    std::optional<std::string> header = request.header("Range");
+    const std::string* header = request.range;
     if (!header) return;
-    if (std::optional<std::string> ifRange = request.header("If-Range"))
+    if (const std::string* ifRange = request.ifRange)
         if (!IfRangeMatches(*ifRange, reply.header("ETag"), reply.header("Last-Modified"))) return;
     uint64_t length = reply.bodyLength();
     RangeRequest wanted = ParseRange(*header, length);

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "http/HttpMessage.h"
+#include "protocol/RequestHeaders.h"
 
 #include <cstdint>
 #include <string_view>
@@ -46,4 +47,4 @@ bool IfRangeMatches(std::string_view ifRange, const std::string* etag,
 // If-Range, when present, matching) it becomes a 206 whose body is narrowed to the range with
 // "Content-Range: bytes a-b/len", or a 416 with "Content-Range: bytes */len", no body and no cache
 // headers. Other replies are left alone. "Content-Length" is the caller's to set afterwards.
-void ApplyRange(const HttpRequest& request, HttpReply& reply);
+void ApplyRange(const RequestHeaders& request, HttpReply& reply);

@@ -8,8 +8,6 @@
 
 namespace {
 
-thread_local const HttpRequest* current = nullptr;
-
 // A character allowed between an entity tag's quotes.
 bool isETagChar(unsigned char c) {
     return c == 0x21 || (c >= 0x23 && c <= 0x7E) || c >= 0x80;
@@ -212,21 +210,17 @@ void SetValidator(HttpReply& reply, const Validator& validator, CachePolicy poli
     reply.setHeader("Cache-Control", policy == CachePolicy::Keep ? "max-age=86400" : "no-cache");
 }
 
-bool NotModified(const HttpRequest& request, const Validator& validator) {
-    if (std::optional<std::string> tags = request.header("If-None-Match")) {
+bool NotModified(const RequestHeaders& request, const Validator& validator) {
+    if (const std::string* tags = request.ifNoneMatch) {
         if (validator.etag.empty()) return trim(*tags) == "*";
         return ETagListMatches(*tags, validator.etag) ||
                ETagListMatches(*tags, GzipETag(validator.etag));
     }
     if (!validator.lastModified) return false;
-    std::optional<std::string> since = request.header("If-Modified-Since");
+    const std::string* since = request.ifModifiedSince;
     if (!since) return false;
     std::optional<time_t> date = ParseHttpDate(*since);
     return date && validator.lastModified <= *date;
-}
-
-bool NotModified(const Validator& validator) {
-    return current && NotModified(*current, validator);
 }
 
 void ReplyNotModified(std::unique_ptr<HttpReply>& reply, const Validator& validator,
@@ -235,11 +229,11 @@ void ReplyNotModified(std::unique_ptr<HttpReply>& reply, const Validator& valida
     SetValidator(*reply, validator, policy);
 }
 
-void FinishConditional(const HttpRequest& request, std::unique_ptr<HttpReply>& reply) {
+void FinishConditional(const RequestHeaders& request, std::unique_ptr<HttpReply>& reply) {
     if (reply->status() == 304) {
         // A responder's early 304 names the plain tag; the client may hold the compressed one.
         const std::string* etag = reply->header("ETag");
-        std::optional<std::string> tags = request.header("If-None-Match");
+        const std::string* tags = request.ifNoneMatch;
         if (etag && tags && !ETagListMatches(*tags, *etag)) {
             std::string gzipTag = GzipETag(*etag);
             if (ETagListMatches(*tags, gzipTag)) {
@@ -258,12 +252,4 @@ void FinishConditional(const HttpRequest& request, std::unique_ptr<HttpReply>& r
          {"ETag", "Last-Modified", "Cache-Control", "Vary", "Expires", "Content-Location"})
         if (const std::string* value = reply->header(name)) notModified->setHeader(name, *value);
     reply = std::move(notModified);
-}
-
-void CurrentRequestBegin(const HttpRequest& request) {
-    current = &request;
-}
-
-void CurrentRequestEnd() {
-    current = nullptr;
 }

@@ -1,15 +1,15 @@
 // Validators.h - what lets a browser keep a reply: ETag, Last-Modified, Cache-Control, and the
 // check of the request's If-None-Match and If-Modified-Since before the work is done.
 //
-// The request step records the request being answered on its thread (CurrentRequestBegin), so
-// that a responder can ask, before decoding or reading anything, whether the client already
-// holds what it would send (NotModified) and then answer 304 at once (ReplyNotModified). The
-// request step checks again at its end for replies that carry a validator but were not answered
-// 304 by their responder (FinishConditional). All functions may be called from several threads
-// at once; the current request is per thread.
+// A responder can ask, before decoding or reading anything, whether the client already holds
+// what it would send (NotModified) and then answer 304 at once (ReplyNotModified). The request
+// step checks again at its end for replies that carry a validator but were not answered 304 by
+// their responder (FinishConditional). All functions may be called from several threads at
+// once.
 #pragma once
 
 #include "http/HttpMessage.h"
+#include "protocol/RequestHeaders.h"
 
 #include <ctime>
 #include <memory>
@@ -37,14 +37,11 @@ Validator FileValidator(const struct stat& info, std::string_view variant);
 // Sets "ETag", "Last-Modified" (when present) and "Cache-Control" by policy.
 void SetValidator(HttpReply& reply, const Validator& validator, CachePolicy policy);
 
-// Whether the request being answered on this thread already holds the representation that
-// validator describes: If-None-Match lists its tag (or "*"), compared weakly, or, without
-// If-None-Match, If-Modified-Since is at or after its time. A tag that names the compressed
-// variant of validator's tag (GzipETag) matches too: the client holds the same version. False
-// outside a request and for garbage headers.
-bool NotModified(const Validator& validator);
-// The same for a given request.
-bool NotModified(const HttpRequest& request, const Validator& validator);
+// Whether the request already holds the representation that validator describes: If-None-Match
+// lists its tag (or "*"), compared weakly, or, without If-None-Match, If-Modified-Since is at or
+// after its time. A tag that names the compressed variant of validator's tag (GzipETag) matches
+// too: the client holds the same version. False for garbage headers.
+bool NotModified(const RequestHeaders& request, const Validator& validator);
 
 // Makes reply a 304 carrying validator's headers (by policy) and no body.
 void ReplyNotModified(std::unique_ptr<HttpReply>& reply, const Validator& validator,
@@ -55,12 +52,7 @@ void ReplyNotModified(std::unique_ptr<HttpReply>& reply, const Validator& valida
 // "Last-Modified", "Cache-Control", "Vary", "Expires" and "Content-Location", with no body and
 // no "Content-Length". A 304 whose client listed the compressed variant of its tag is given
 // that tag (and "Vary: Accept-Encoding"). Other replies are left alone.
-void FinishConditional(const HttpRequest& request, std::unique_ptr<HttpReply>& reply);
-
-// The request step's bracket around one request on the calling thread. The request must stay
-// alive until CurrentRequestEnd.
-void CurrentRequestBegin(const HttpRequest& request);
-void CurrentRequestEnd();
+void FinishConditional(const RequestHeaders& request, std::unique_ptr<HttpReply>& reply);
 
 // --- The pieces, for the request step and its tests --------------------------------------
 

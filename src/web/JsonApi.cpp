@@ -3,12 +3,13 @@
 
 #include "image/ImageInfo.h"
 #include "library/LibraryRegistry.h"
+#include "protocol/StaticFiles.h"
 #include "settings/Preferences.h"
 #include "web/Bundle.h"
 #include "web/JsonValidator.h"
 #include "web/LibraryFiles.h"
 #include "web/MetadataEmitter.h"
-#include "protocol/StaticFiles.h"
+#include "web/RequestScope.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -1,12 +1,12 @@
 // LayoutPages.cpp - locating a layout file and sending it.
 #include "web/LayoutPages.h"
 
-#include "settings/Preferences.h"
-#include "web/Bundle.h"
-#include "web/Globals.h"
-#include "web/PageFrame.h"
 #include "protocol/StaticFiles.h"
 #include "protocol/Validators.h"
+#include "settings/Preferences.h"
+#include "web/Bundle.h"
+#include "web/PageFrame.h"
+#include "web/RequestScope.h"
 
 #include <optional>
 #include <string>
@@ -99,5 +99,5 @@ void PrimaryPageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& p
     reply->setHeader("Content-Type", CFStringGetUTF8(layoutContentType(name)));
     SetValidator(*reply, validator, CachePolicy::Revalidate);
     file.giveTo(*reply);
-    ++stats.pageCount;
+    ++currentRequest().site.stats.pageCount;
 }

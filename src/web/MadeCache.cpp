@@ -165,15 +165,3 @@ uint64_t MadeCache::bytes() {
     loadLocked();
     return total_;
 }
-
-MadeCache& madePictureCache() {
-    static MadeCache cache(
-        [] {
-            const char* cache = getenv("XDG_CACHE_HOME");
-            if (cache && *cache == '/') return std::string(cache) + "/tessellan";
-            const char* home = getenv("HOME");
-            return std::string(home && *home ? home : "/tmp") + "/.cache/tessellan";
-        }(),
-        [] { return prefGetCacheSizeMB() * 1024 * 1024; });
-    return cache;
-}

@@ -63,7 +63,3 @@ class MadeCache {
     uint64_t tick_ = 0;
     uint64_t temporary_ = 0; // serial of temporary file names
 };
-
-// The server's cache: $XDG_CACHE_HOME/tessellan (~/.cache/tessellan when unset or empty),
-// bounded by prefGetCacheSizeMB.
-MadeCache& madePictureCache();

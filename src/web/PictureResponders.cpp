@@ -1,17 +1,16 @@
 // PictureResponders.cpp - thumbnails and pictures.
 #include "web/PictureResponders.h"
 
-#include "http/HttpContext.h"
 #include "image/FittedJPEG.h"
 #include "image/ImageInfo.h"
 #include "image/ScaledJPEG.h"
 #include "library/LibraryRegistry.h"
+#include "protocol/Validators.h"
 #include "settings/Preferences.h"
-#include "web/Globals.h"
 #include "web/LibraryFiles.h"
 #include "web/MadeCache.h"
 #include "web/PageFrame.h"
-#include "protocol/Validators.h"
+#include "web/RequestScope.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -29,12 +28,8 @@ std::unique_ptr<HttpReply> jpegReply() {
     return reply;
 }
 
-// Decoding is heavy work: a request that came as light work (a revalidation, expected to be
-// answered 304) is sent back to be answered as heavy work. True when it was.
-bool sentToHeavy(std::unique_ptr<HttpReply>& reply) {
-    if (HttpWorkRunningKind() != HttpWorkKind::Light) return false;
-    reply = HttpReplyAgainAsHeavy();
-    return true;
+Stats& stats() {
+    return currentRequest().site.stats;
 }
 
 // The tag variant of a made picture: box, limit and quality. Made pictures are turned upright
@@ -59,7 +54,7 @@ std::unique_ptr<HttpReply> sendFile(MediaFile& file, const char* contentType,
 // Answers from the cache of made pictures when it holds variant of file: true when it did.
 bool replyFromCache(std::unique_ptr<HttpReply>& reply, const MediaFile& file,
                     const std::string& variant, const Validator& validator) {
-    std::optional<int> fd = madePictureCache().open(MadeCache::key(file.info(), variant));
+    std::optional<int> fd = currentRequest().site.made.open(MadeCache::key(file.info(), variant));
     if (!fd) return false;
     struct stat info;
     if (fstat(*fd, &info) != 0) {
@@ -80,7 +75,7 @@ void sendAndKeep(std::unique_ptr<HttpReply>& reply, std::ostream& out, const Med
     const struct stat& then = file.info();
     if (fstat(file.fd(), &now) == 0 && now.st_size == then.st_size &&
         now.st_mtim.tv_sec == then.st_mtim.tv_sec && now.st_mtim.tv_nsec == then.st_mtim.tv_nsec)
-        madePictureCache().store(MadeCache::key(then, variant), made);
+        currentRequest().site.made.store(MadeCache::key(then, variant), made);
     out.write(made.data(), std::streamsize(made.size()));
     reply = jpegReply();
     SetValidator(*reply, validator, CachePolicy::Keep);
@@ -126,22 +121,22 @@ void SizedThumbnail(std::unique_ptr<HttpReply>& reply, const CFString_t& path, c
     Validator validator = FileValidator(file.info(), variant);
     if (NotModified(validator)) return ReplyNotModified(reply, validator, CachePolicy::Keep);
     if (replyFromCache(reply, file, variant, validator)) {
-        ++stats.thumbnailCount;
+        ++stats().thumbnailCount;
         return;
     }
-    if (sentToHeavy(reply)) return;
-    ++stats.thumbnailCount;
-    std::ostringstream made;
-    if (!writeFittedJPEG(readingURL(file), side, side, kSizedThumbnailQuality, made)) {
-        --stats.thumbnailCount;
-        return ErrorPageResponder(reply, path, vars, out);
-    }
-    sendAndKeep(reply, out, file, variant, validator, made.view());
+    answerAsHeavy([file = std::move(file), side, variant = std::string(variant), validator,
+                   path](std::unique_ptr<HttpReply>& reply, std::ostream& out) {
+        std::ostringstream made;
+        if (!writeFittedJPEG(readingURL(file), side, side, kSizedThumbnailQuality, made))
+            return ErrorPageResponder(reply, path, VarMap(), out);
+        sendAndKeep(reply, out, file, variant, validator, made.view());
+        ++stats().thumbnailCount;
+    });
 }
 
 // The reply to /image/ with "fit=exact" for a JPEG: see PictureResponders.h.
-void ExactFitPicture(std::unique_ptr<HttpReply>& reply, std::ostream& out, MediaFile& file,
-                     uint32_t askedWidth, uint32_t askedHeight, bool fullSize) {
+void ExactFitPicture(std::unique_ptr<HttpReply>& reply, MediaFile& file, uint32_t askedWidth,
+                     uint32_t askedHeight, bool fullSize) {
     uint32_t cap = fullSize ? kMaxFittedSide : kLimitedPictureSide;
     uint32_t boxWidth = std::min(askedWidth, cap), boxHeight = std::min(askedHeight, cap);
     unsigned quality = prefGetImageQuality();
@@ -165,14 +160,17 @@ void ExactFitPicture(std::unique_ptr<HttpReply>& reply, std::ostream& out, Media
     // A picture that cannot be decoded leaves no reply: the request step answers with the
     // error page.
     if (replyFromCache(reply, file, variant, made)) {
-        ++stats.imageCount;
+        ++stats().imageCount;
         return;
     }
-    if (sentToHeavy(reply)) return;
-    std::ostringstream picture;
-    if (!writeFittedJPEG(readingURL(file), boxWidth, boxHeight, int(quality), picture)) return;
-    sendAndKeep(reply, out, file, variant, made, picture.view());
-    ++stats.imageCount;
+    answerAsHeavy([file = std::move(file), boxWidth, boxHeight, quality,
+                   variant = std::string(variant),
+                   made](std::unique_ptr<HttpReply>& reply, std::ostream& out) {
+        std::ostringstream picture;
+        if (!writeFittedJPEG(readingURL(file), boxWidth, boxHeight, int(quality), picture)) return;
+        sendAndKeep(reply, out, file, variant, made, picture.view());
+        ++stats().imageCount;
+    });
 }
 
 } // namespace
@@ -200,12 +198,14 @@ void ThumbnailResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& pat
     snprintf(variant, sizeof variant, "ut%u", quality); // upright, at this quality
     Validator validator = FileValidator(file.info(), variant);
     if (NotModified(validator)) return ReplyNotModified(reply, validator, CachePolicy::Keep);
-    if (sentToHeavy(reply)) return;
-    if (!writeScaledJPEG(readingURL(file), 0, 0, int(quality), out, 1))
-        return ErrorPageResponder(reply, path, vars, out);
-    reply = jpegReply();
-    SetValidator(*reply, validator, CachePolicy::Keep);
-    ++stats.thumbnailCount;
+    answerAsHeavy([file = std::move(file), quality, validator,
+                   path](std::unique_ptr<HttpReply>& reply, std::ostream& out) {
+        if (!writeScaledJPEG(readingURL(file), 0, 0, int(quality), out, 1))
+            return ErrorPageResponder(reply, path, VarMap(), out);
+        reply = jpegReply();
+        SetValidator(*reply, validator, CachePolicy::Keep);
+        ++stats().thumbnailCount;
+    });
 }
 
 void ImageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, const VarMap& vars,
@@ -252,7 +252,7 @@ void ImageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, c
     bool jpeg = probed == kImageJPEG || (!fullSize && file.type().jpeg);
     if (jpeg && exact) {
         auto side = [](int64_t asked) { return uint32_t(std::min<int64_t>(asked, UINT32_MAX)); };
-        return ExactFitPicture(reply, out, file, side(*fitWidth), side(*fitHeight), fullSize);
+        return ExactFitPicture(reply, file, side(*fitWidth), side(*fitHeight), fullSize);
     }
     if (jpeg && (scaling || !fullSize)) {
         uint32_t limit = fullSize ? 0 : kLimitedPictureSide;
@@ -262,15 +262,17 @@ void ImageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, c
         Validator made =
             FileValidator(file.info(), madeVariant(boxWidth, boxHeight, limit, quality));
         if (NotModified(made)) return ReplyNotModified(reply, made, CachePolicy::Keep);
-        if (sentToHeavy(reply)) return;
         // A picture that cannot be shrunk leaves no reply: the request step says so in one line
         // and answers with the error page.
-        if (writeScaledJPEG(readingURL(file), boxWidth, boxHeight, int(quality), out, -1, limit)) {
+        return answerAsHeavy([file = std::move(file), boxWidth, boxHeight, quality, limit,
+                              made](std::unique_ptr<HttpReply>& reply, std::ostream& out) {
+            if (!writeScaledJPEG(readingURL(file), boxWidth, boxHeight, int(quality), out, -1,
+                                 limit))
+                return;
             reply = jpegReply();
             SetValidator(*reply, made, CachePolicy::Keep);
-            ++stats.imageCount;
-        }
-        return;
+            ++stats().imageCount;
+        });
     }
     if (!fullSize)
         throwRTE("ImageResponder", "'%s' is an original of a library without full-size downloads",
@@ -290,6 +292,6 @@ std::unique_ptr<HttpReply> deliverImage(MediaFile& file, const char* contentType
     reply->setHeader("Content-Type", contentType);
     uint64_t size = uint64_t(file.info().st_size);
     reply->setFileBody(file.release(), 0, size);
-    ++stats.imageCount;
+    ++stats().imageCount;
     return reply;
 }

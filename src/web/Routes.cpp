@@ -1,16 +1,23 @@
-// Routes.cpp - the server's responder table.
+// Routes.cpp - the server's route table.
 #include "web/Routes.h"
 
 #include "web/AlbumDownload.h"
 #include "web/JsonApi.h"
 #include "web/LayoutPages.h"
 #include "web/PictureResponders.h"
-#include "web/RequestHandler.h"
 
-void RegisterResponders() {
-    rmap[CFString_t("/")] = PrimaryPageResponder;
-    rmap[CFString_t("/thumbnail/")] = ThumbnailResponder;
-    rmap[CFString_t("/image/")] = ImageResponder;
-    rmap[CFString_t("/json/")] = JavascriptApiResponder;
-    rmap[CFString_t("/download/")] = AlbumDownloadResponder;
+const Route* RouteTable::find(std::string_view directory) const {
+    for (const Route& row : rows_)
+        if (row.prefix == directory) return &row;
+    return nullptr;
+}
+
+RouteTable ServerRoutes() {
+    return {
+        {"/", PrimaryPageResponder, HttpWorkKind::Light, true},
+        {"/thumbnail/", ThumbnailResponder, HttpWorkKind::Light, true},
+        {"/image/", ImageResponder, HttpWorkKind::Light, true},
+        {"/json/", JavascriptApiResponder, HttpWorkKind::Light, true},
+        {"/download/", AlbumDownloadResponder, HttpWorkKind::Heavy, false},
+    };
 }

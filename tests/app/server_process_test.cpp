@@ -4,11 +4,15 @@
 #include "support/ServerProcess.h"
 #include "support/TempFolder.h"
 
+#include <chrono>
 #include <filesystem>
 #include <gmock/gmock.h>
+#include <memory>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
+#include <vector>
 
 using namespace testsupport;
 using testing::HasSubstr;
@@ -33,9 +37,9 @@ class ServerTest : public ::testing::Test {
                                               layout + "</string>" + more + "</dict></plist>");
     }
     bool startServer(const std::string& more = "", const std::string& headerSeconds = "30") {
-        bool started = server.start(
-            {"--prefs", prefs("Default", more), "--resources", files.path("resources")},
-            {{"XDG_DATA_HOME", files.path("data")}, {"TESSELLAN_HEADER_TIMEOUT", headerSeconds}});
+        bool started = server.start({"--prefs", prefs("Default", more), "--resources",
+                                     files.path("resources"), "--header-timeout", headerSeconds},
+                                    {{"XDG_DATA_HOME", files.path("data")}});
         port = server.port();
         return started;
     }
@@ -58,6 +62,28 @@ TEST_F(ServerTest, PreferencesAskingForAPasswordGuardTheSite) {
                                          "valid username and password.</body>\n</html>\n"));
     EXPECT_THAT(bodyOf(reply), HasSubstr("<a href=\"\">Try again</a>")) << "asks again";
     EXPECT_THAT(bodyOf(reply), HasSubstr("content=\"width=device-width")) << "fits a phone";
+}
+
+TEST_F(ServerTest, AnAddressHeldForGuessingIsHeldWhereAKeptReplyCouldAnswerIt) {
+    ASSERT_TRUE(startServer("<key>auth</key><true/><key>user</key><string>user</string>"
+                            "<key>pass</key><string>pass</string>"));
+    const std::string right = "GET / HTTP/1.1\r\nAuthorization: Basic dXNlcjpwYXNz\r\n\r\n";
+    // Eight wrong guesses, each sent once the last was answered (the last three are held 250,
+    // 500 and 1000 ms), then a ninth whose answer is held for 2 s.
+    const std::string wrong = "GET / HTTP/1.1\r\nAuthorization: Basic eDp5\r\n\r\n";
+    for (int i = 0; i < 8; ++i)
+        ASSERT_EQ(statusLine(request(port, wrong)), "HTTP/1.1 401 Unauthorized");
+    Connection guess(port);
+    guess.send(wrong);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100)); // the guess is counted
+    Connection other(port, 0x7f000002);
+    other.send(right);
+    EXPECT_EQ(statusLine(other.receiveReply()), "HTTP/1.1 200 OK") << "another address waited";
+    // The same request, whose reply is now kept, from the address whose answers are held.
+    Connection held(port);
+    held.send(right);
+    EXPECT_EQ(statusLine(held.receiveReply()), "HTTP/1.1 401 Unauthorized")
+        << "a kept reply let a held address in";
 }
 
 TEST_F(ServerTest, RoutingIsByExactDirectoryPartAndLayoutFilesKeepTheirTypes) {

@@ -20,11 +20,28 @@ class EngineThread {
   public:
     using Handler = std::function<std::unique_ptr<HttpReply>(const HttpRequest&)>;
 
-    // Listens on a free loopback port and runs the loop. REQUIRES: one at a time.
-    EngineThread(Handler handler, HttpRequestClassifier classifier, double idleSeconds = 60) {
+    using Classifier = HttpWorkKind (*)(const HttpRequest&);
+    // Listens on a free loopback port and runs the loop, answering with handler (a reply, or a
+    // heavy phase when the handler is given as HeavyHandler). REQUIRES: one at a time.
+    EngineThread(Handler handler, Classifier classifier, double idleSeconds = 60,
+                 HttpReuseRules reuse = {}) {
         handler_ = std::move(handler);
-        HttpContextIdleSeconds = idleSeconds;
-        HttpContextSetRequestHandler([](const HttpRequest& r) { return handler_(r); }, classifier);
+        classifier_ = classifier;
+        HttpEngineConfig config;
+        config.handler = [](void*, const HttpRequest& r) {
+            HttpAnswer answer;
+            if (r.url().starts_with("/phases")) {
+                answer.heavy = std::make_unique<Phase>(r);
+                return answer;
+            }
+            answer.reply = handler_(r);
+            return answer;
+        };
+        if (classifier)
+            config.classifier = [](void*, const HttpRequest& r) { return classifier_(r); };
+        config.idleSeconds = idleSeconds;
+        config.reuse = reuse;
+        HttpContextConfigure(config);
         ServerContext context = {};
         server_ = ServerCreate(_accept, &context);
         if (!server_ || !ServerConnect(server_, nullptr, nullptr, 0))
@@ -63,12 +80,18 @@ class EngineThread {
             uv_close(reinterpret_cast<uv_handle_t*>(&async_), nullptr);
         });
         thread_.join();
-        HttpContextIdleSeconds = 60;
     }
     int port() const { return port_; }
 
   private:
+    // A request for "/phases...": its answer is a heavy phase that the handler answers.
+    struct Phase : HttpHeavyPhase {
+        explicit Phase(const HttpRequest& request) : request_(request) {}
+        std::unique_ptr<HttpReply> run() override { return handler_(request_); }
+        const HttpRequest& request_;
+    };
     static inline Handler handler_;
+    static inline Classifier classifier_;
     static void _accept(Server*, int socket, const CFStreamError*, void*) {
         if (socket < 0) return;
         HttpContext* context = HttpContextCreate(socket);

@@ -27,8 +27,8 @@ uint64_t queryNumber(const std::string& url, const std::string& name, uint64_t f
 }
 
 // /light: "light" at once. /heavy?ms=N: "heavy" after N ms. /held?ms=N: the client's address,
-// held N ms. /maybe: heavy after all when run as light work. /file?at=&length=&then=: a slice of
-// servedFile, which is then truncated to 100000 bytes or replaced.
+// held N ms. /phases: the second phase of a light answer (EngineThread). /file?at=&length=&then=: a
+// slice of servedFile, which is then truncated to 100000 bytes or replaced.
 std::unique_ptr<HttpReply> answer(const HttpRequest& request) {
     const std::string& url = request.url();
     auto reply = std::make_unique<HttpReply>(200);
@@ -39,8 +39,7 @@ std::unique_ptr<HttpReply> answer(const HttpRequest& request) {
     } else if (url.starts_with("/held")) {
         reply->setBody(request.peer());
         reply->setHoldMilliseconds(uint32_t(queryNumber(url, "ms")));
-    } else if (url == "/maybe") {
-        if (HttpWorkRunningKind() == HttpWorkKind::Light) return HttpReplyAgainAsHeavy();
+    } else if (url == "/phases") {
         reply->setBody("answered by heavy work");
     } else if (url.starts_with("/file")) {
         int fd = open(servedFile.c_str(), O_RDONLY | O_CLOEXEC);
@@ -110,7 +109,7 @@ TEST(HttpEngine, PipelinedRepliesKeepRequestOrderWhileOthersAreAnswered) {
     Connection pipelined(engine.port());
     ASSERT_TRUE(pipelined.send("GET /heavy?ms=600 HTTP/1.1\r\n\r\n"
                                "GET /light HTTP/1.0\r\nConnection: keep-alive\r\n\r\n"
-                               "GET /maybe HTTP/1.1\r\n\r\n"
+                               "GET /phases HTTP/1.1\r\n\r\n"
                                "GET /heavy?ms=0 HTTP/1.1\r\nConnection: close\r\n\r\n"));
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_EQ(bodyOf(get(engine.port(), "/light")), "light")
@@ -292,15 +291,14 @@ std::unique_ptr<HttpReply> counting(const HttpRequest& request) { // the body na
     return reply;
 }
 
-bool keyByURL(const HttpRequest& request, std::string& key) {
+bool keyByURL(void*, const HttpRequest& request, std::string& key) {
     key = (request.isHead() ? "H" : "G") + request.url();
     return !request.url().starts_with("/never");
 }
 
 TEST(KeptReplies, TheLoopAnswersAsTheWorkerDidUntilTheBound) {
-    HttpContextSetReuseRules({keyByURL, nullptr, 1500});
     {
-        EngineThread engine(counting, nullptr);
+        EngineThread engine(counting, nullptr, 60, {keyByURL, nullptr, nullptr, 1500});
         calls = 0;
         Connection c(engine.port());
         ASSERT_TRUE(c.send("GET /a HTTP/1.1\r\n\r\nGET /a HTTP/1.1\r\n\r\nHEAD /a HTTP/1.1\r\n\r\n"
@@ -324,7 +322,6 @@ TEST(KeptReplies, TheLoopAnswersAsTheWorkerDidUntilTheBound) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1600));
         EXPECT_EQ(bodyOf(get(engine.port(), "/a")), "call 5 /a") << "used past the bound";
     }
-    HttpContextSetReuseRules({});
 }
 
 } // namespace

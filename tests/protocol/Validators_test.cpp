@@ -74,17 +74,4 @@ TEST(Validators, NotModifiedTable) {
         EXPECT_EQ(NotModified(*parsedRequest(c.headers), c.validator), c.notModified) << c.name;
 }
 
-TEST(Validators, NotModifiedLooksAtTheRequestOfThisThread) {
-    Validator validator{"\"v1\"", 0};
-    EXPECT_FALSE(NotModified(validator)) << "outside a request";
-    auto request = parsedRequest("If-None-Match: \"v1\"\r\n");
-    CurrentRequestBegin(*request);
-    EXPECT_TRUE(NotModified(validator));
-    bool otherThread = true;
-    std::thread([&] { otherThread = NotModified(validator); }).join();
-    EXPECT_FALSE(otherThread) << "another thread answers another request";
-    CurrentRequestEnd();
-    EXPECT_FALSE(NotModified(validator));
-}
-
 } // namespace

@@ -1,10 +1,10 @@
 // ZipStream_test.cpp - the archive on its own: ZIP64 records for a member and offsets past 4 GiB,
 // and a file that changes under the source ending the stream instead of the archive carrying
 // wrong bytes.
-#include "JsonFixtures.h"
-#include "support/TempFolder.h"
 #include "protocol/ZipRecords.h"
 #include "protocol/ZipStream.h"
+#include "support/EncodeJPEG.h"
+#include "support/TempFolder.h"
 
 #include <cstdio>
 #include <cstring>
@@ -21,7 +21,7 @@ namespace {
 TEST(ZipRecords, MemberAndOffsetsPast4GiBGetZip64Records) {
     testsupport::TempFolder files;
     const uint64_t bigSize = (4ull << 30) + 100;
-    std::string afterBytes = jsonfixture::jpeg(16, 8);
+    std::string afterBytes = testsupport::encodeJPEG(16, 8, {});
     std::string after = files.write("after.jpg", afterBytes);
     std::string zip = files.path("big.zip");
     int out = open(zip.c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600);

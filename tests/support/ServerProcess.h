@@ -24,8 +24,14 @@ namespace testsupport {
 // A client connection to the loopback port.
 class Connection {
   public:
-    explicit Connection(int port) : fd_(socket(AF_INET, SOCK_STREAM, 0)) {
+    // from: the loopback address to connect from (127.0.0.1 when 0), e.g. 0x7f000002.
+    explicit Connection(int port, uint32_t from = 0) : fd_(socket(AF_INET, SOCK_STREAM, 0)) {
         sockaddr_in address = {};
+        if (from) {
+            address.sin_family = AF_INET;
+            address.sin_addr.s_addr = htonl(from);
+            bind(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address);
+        }
         address.sin_family = AF_INET;
         address.sin_port = htons(uint16_t(port));
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);

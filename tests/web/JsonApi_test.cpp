@@ -6,9 +6,11 @@
 
 #include "JsonFixtures.h"
 #include "settings/PreferenceStore.h"
+#include "support/ParsedRequest.h"
 #include "support/TempFolder.h"
 #include "support/ThrownText.h"
 #include "web/Bundle.h"
+#include "web/RequestScope.h"
 
 #include <cmath>
 #include <gtest/gtest.h>
@@ -28,6 +30,9 @@ Reply call(const char* command, const std::string& query = "") {
     vars.queryToMap(query);
     std::unique_ptr<HttpReply> reply;
     std::ostringstream out;
+    static Site site("/nonexistent");
+    auto request = testsupport::parsedRequest("", "/json/");
+    RequestScope scope(site, *request);
     JavascriptApiResponder(reply, makeString(command), vars, out);
     EXPECT_TRUE(reply);
     if (!reply) return {};

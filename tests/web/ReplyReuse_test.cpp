@@ -1,6 +1,6 @@
 // ReplyReuse_test.cpp - the key under which a reply is answered again: requests the request step
 // could answer differently never share one, and requests whose reply must be made afresh have none.
-#include "web/ReplyReuse.h"
+#include "web/RequestHandler.h"
 
 #include "support/ParsedRequest.h"
 
@@ -11,8 +11,10 @@ namespace {
 // The key of a request for target with these header lines, or "none".
 std::string keyOf(const std::string& target, const std::string& headers = "",
                   const char* method = "GET") {
+    static Site site("/nonexistent");
     std::string key;
-    return ReplyReuseKey(*testsupport::parsedRequest(headers, target, method), key) ? key : "none";
+    return ReplyReuseKey(&site, *testsupport::parsedRequest(headers, target, method), key) ? key
+                                                                                           : "none";
 }
 
 TEST(ReplyReuse, RequestsAnsweredDifferentlyNeverShareAKey) {

@@ -1,11 +1,12 @@
 // RequestStepHttp_test.cpp - the end of the request step through HandleRequest: gzip, 304 and
 // byte ranges together, as responders' replies meet them.
+#include "protocol/Gzip.h"
+#include "protocol/Validators.h"
 #include "settings/PreferenceStore.h"
 #include "support/ParsedRequest.h"
 #include "support/TempFolder.h"
-#include "protocol/Gzip.h"
 #include "web/RequestHandler.h"
-#include "protocol/Validators.h"
+#include "web/RequestScope.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -65,23 +66,20 @@ class RequestStepHttpTest : public ::testing::Test {
   protected:
     void SetUp() override {
         CFPreferencesSetPath(files.path("none.plist"));
-        rmap[CFString_t("/t/file/")] = fileResponder;
-        rmap[CFString_t("/t/text/")] = textResponder;
+        site.rmap = RouteTable{{"/t/file/", fileResponder, HttpWorkKind::Light, true},
+                               {"/t/text/", textResponder, HttpWorkKind::Light, true}};
         gFilePath = files.write("site.css", std::string(4000, 'c') + "0123456789");
         gText = std::string(1000, 't');
         gTextETag = "\"text1\"";
         gEarlyChecks = 0;
     }
-    void TearDown() override {
-        rmap.erase(CFString_t("/t/file/"));
-        rmap.erase(CFString_t("/t/text/"));
-    }
     std::unique_ptr<HttpReply> ask(const std::string& target, const std::string& headers = "",
                                    const char* method = "GET") {
         request = testsupport::parsedRequest(headers, target, method);
-        return HandleRequest(*request);
+        return HandleRequest(site, *request);
     }
     testsupport::TempFolder files;
+    Site site{files.path("cache")};
     std::unique_ptr<HttpRequest> request;
 };
 

@@ -2,7 +2,7 @@
 // vanishing, cut short or replaced while clients keep asking, and the made-pictures cache
 // filling its disk.
 #include "JsonFixtures.h"
-#include "web/ReplyReuse.h"
+#include "web/RequestHandler.h"
 
 #include <atomic>
 #include <gtest/gtest.h>
