@@ -3,6 +3,7 @@
 // Registration outlives the daemon: when no daemon is reachable the service prints one line,
 // waits, and registers as soon as one appears (again after a daemon restart). A name that is
 // already taken on the network is replaced by Avahi's alternative ("Name #2") instead of failing.
+// Loop thread only.
 #pragma once
 
 #include <cstdint>

@@ -3,7 +3,7 @@
 // A Server listens on an IPv4 port of every interface and hands each accepted connection, as
 // a native socket, to its callback. Optionally it advertises itself under a name and service
 // type. It is a reference-counted record: the listening socket's loop handle holds a reference
-// of its own while it is open.
+// of its own while it is open. Loop thread only.
 #pragma once
 
 #include "cf/CFString.h"

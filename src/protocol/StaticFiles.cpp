@@ -20,46 +20,6 @@ bool sameVersion(const struct stat& a, const struct stat& b) {
            a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
 }
 
-struct Cached {
-    struct stat info;
-    std::shared_ptr<const std::string> bytes;
-};
-
-class Cache {
-  public:
-    std::shared_ptr<const std::string> find(const std::string& path, const struct stat& info) {
-        std::lock_guard<std::mutex> lock(mutex_);
-        auto found = files_.find(path);
-        if (found == files_.end() || !sameVersion(found->second.info, info)) return nullptr;
-        return found->second.bytes;
-    }
-    void keep(const std::string& path, const struct stat& info,
-              std::shared_ptr<const std::string> bytes) {
-        std::lock_guard<std::mutex> lock(mutex_);
-        auto found = files_.find(path);
-        if (found != files_.end()) {
-            held_ -= found->second.bytes->size();
-            files_.erase(found);
-        }
-        if (held_ + bytes->size() > kCacheBytes) {
-            files_.clear();
-            held_ = 0;
-        }
-        held_ += bytes->size();
-        files_.emplace(path, Cached{info, std::move(bytes)});
-    }
-
-  private:
-    std::mutex mutex_;
-    std::unordered_map<std::string, Cached> files_;
-    uint64_t held_ = 0;
-};
-
-Cache& cache() {
-    static Cache* instance = new Cache; // never destroyed: workers may still ask at exit
-    return *instance;
-}
-
 int openFile(const char* path, int flags) {
     int fd;
     do {
@@ -106,7 +66,32 @@ bool isPlainFileName(std::string_view name) {
     return true;
 }
 
-std::optional<StaticFile> StaticFile::open(const std::string& folder, std::string_view name) {
+std::shared_ptr<const std::string> StaticFileCache::find(const std::string& path,
+                                                         const struct stat& info) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto found = files_.find(path);
+    if (found == files_.end() || !sameVersion(found->second.info, info)) return nullptr;
+    return found->second.bytes;
+}
+
+void StaticFileCache::keep(const std::string& path, const struct stat& info,
+                           std::shared_ptr<const std::string> bytes) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto found = files_.find(path);
+    if (found != files_.end()) {
+        held_ -= found->second.bytes->size();
+        files_.erase(found);
+    }
+    if (held_ + bytes->size() > kCacheBytes) {
+        files_.clear();
+        held_ = 0;
+    }
+    held_ += bytes->size();
+    files_.emplace(path, Cached{info, std::move(bytes)});
+}
+
+std::optional<StaticFile> StaticFile::open(StaticFileCache& cache, const std::string& folder,
+                                           std::string_view name) {
     std::string path;
     path.reserve(folder.size() + name.size() + 1);
     path.append(folder).append("/").append(name);
@@ -119,7 +104,7 @@ std::optional<StaticFile> StaticFile::open(const std::string& folder, std::strin
     }
     if (!S_ISREG(info.st_mode)) return std::nullopt;
     if (uint64_t(info.st_size) <= kStaticCacheFileBytes)
-        if (auto bytes = cache().find(path, info)) return StaticFile(info, std::move(bytes), -1);
+        if (auto bytes = cache.find(path, info)) return StaticFile(info, std::move(bytes), -1);
 
     int fd = openFile(path.c_str(), O_NOFOLLOW);
     if (fd < 0) return std::nullopt;
@@ -131,7 +116,7 @@ std::optional<StaticFile> StaticFile::open(const std::string& folder, std::strin
     std::shared_ptr<const std::string> bytes = readWhole(fd, uint64_t(info.st_size));
     if (!bytes) return StaticFile(info, nullptr, fd);
     close(fd);
-    cache().keep(path, info, bytes);
+    cache.keep(path, info, bytes);
     return StaticFile(info, std::move(bytes), -1);
 }
 

@@ -3,6 +3,9 @@
 // The resources folder (holding layouts/ and json/) is `resources/` of the source tree when the
 // server runs from its build folder, and <prefix>/share/tessellan when it is installed; both are
 // found from the executable's location, and --resources overrides them.
+//
+// Threads: the path is set (or first found) at start-up, before any worker runs, and only read
+// afterwards.
 #pragma once
 
 #include "cf/CFString.h"

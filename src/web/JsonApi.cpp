@@ -115,9 +115,10 @@ std::optional<int> variable(const VarMap& vars, const char* name) {
 void sendResource(std::unique_ptr<HttpReply>& reply, const CFString_t& name) {
     std::string text = CFStringGetUTF8(name);
     const std::string& resources = BundleResourcesPath();
-    std::optional<StaticFile> file = resources.empty() || !isPlainFileName(text)
-                                         ? std::nullopt
-                                         : StaticFile::open(resources + "/json", text);
+    std::optional<StaticFile> file =
+        resources.empty() || !isPlainFileName(text)
+            ? std::nullopt
+            : StaticFile::open(currentRequest().site.files, resources + "/json", text);
     if (!file)
         throwRTE("JavascriptApiResponder", "no script file '%s' in the resources", text.c_str());
     Validator validator = FileValidator(file->info(), "");

@@ -3,7 +3,8 @@
 // The replies are made from the preferences and the published libraries' album files (and
 // from the server that makes them), so one tag covers them all: it changes when the
 // preferences file or any published library's album file changes (identity, size,
-// modification time), and at every start of the server.
+// modification time), and at every start of the server. Any thread: it keeps no state but the
+// start time, fixed on first use at start-up.
 #pragma once
 
 #include "protocol/Validators.h"

@@ -46,9 +46,11 @@ std::string userLayoutFolder(const std::string& layout) {
 std::optional<StaticFile> findLayoutFile(const std::string& name, const std::string& layout) {
     const std::string& resources = BundleResourcesPath();
     if (!resources.empty())
-        if (auto file = StaticFile::open(resources + "/layouts/" + layout, name)) return file;
+        if (auto file = StaticFile::open(currentRequest().site.files,
+                                         resources + "/layouts/" + layout, name))
+            return file;
     std::string user = userLayoutFolder(layout);
-    return user.empty() ? std::nullopt : StaticFile::open(user, name);
+    return user.empty() ? std::nullopt : StaticFile::open(currentRequest().site.files, user, name);
 }
 
 // Throws the missing file's error, naming the user's path.

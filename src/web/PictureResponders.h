@@ -31,6 +31,11 @@
 // the quality (for sized thumbnails the size, for exact fits the capped box and whether the
 // library limits it); a request that already holds it is answered 304 before anything is decoded.
 // Files as stored go out as file bodies, never read into memory here.
+//
+// Two phases: the responder itself (light work) reads the variables, finds the library, opens
+// and checks the file, makes its validator and answers a 304, a made picture from the cache or
+// the original file; only what must be decoded is handed on (answerAsHeavy) with the open file
+// and what was found, and made as heavy work.
 #pragma once
 
 #include "cf/cftempl.h"

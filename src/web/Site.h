@@ -4,14 +4,15 @@
 // (RequestScope.h).
 //
 // Threads: rmap and version are set before the first request and only read afterwards; the
-// counters of stats are atomics; throttle, made and gzip guard themselves with locks of their own
-// (their headers), so workers use them at once. The preferences and the library registry are the
-// process's own (settings/, library/) and guard themselves the same way.
+// counters of stats are atomics; throttle, made, gzip and files guard themselves with locks of
+// their own (their headers), so workers use them at once. The preferences and the library registry
+// are the process's own (settings/, library/) and guard themselves the same way.
 #pragma once
 
 #include "cf/cftempl.h"
 #include "protocol/GuessThrottle.h"
 #include "protocol/Gzip.h"
+#include "protocol/StaticFiles.h"
 #include "web/MadeCache.h"
 #include "web/Routes.h"
 
@@ -41,6 +42,7 @@ struct Site {
     GuessThrottle throttle;
     MadeCache made; // bounded by prefGetCacheSizeMB
     GzipCache gzip{8u << 20};
+    StaticFileCache files; // layout files and the shipped JSON scripts
 };
 
 // $XDG_CACHE_HOME/tessellan, ~/.cache/tessellan when the variable is unset or not absolute.
