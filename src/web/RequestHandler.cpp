@@ -255,13 +255,12 @@ uint64_t ReplyReuseGeneration(void*) {
 }
 
 bool AdmitKeptReply(void* data, const HttpRequest& request) {
-    bool enabled = false;
-    std::string user, pass;
-    prefGetAuthInfo(enabled, user, pass);
-    if (!enabled) return true;
-    // Only replies to accepted credentials are kept, and only until the settings change: the
-    // request carries the credentials that were accepted. The throttle is asked as the step asks
-    // it, and an address whose answers are being held goes to a worker, which holds it.
+    // Only 200 and 304 replies are kept, and only until the settings change: a kept reply to a
+    // request with credentials was made because they were accepted, and one without was made
+    // while no password was asked. The throttle is asked as the step asks it, and an address whose
+    // answers are being held goes to a worker, which holds it. Without a password asked, no
+    // address has a record, and the throttle answers at once.
+    if (!request.headerValue("Authorization")) return true;
     GuessThrottle::Verdict verdict =
         static_cast<Site*>(data)->throttle.settle(request.peer(), true, steadyMilliseconds());
     return verdict.allowed && verdict.holdMs == 0;
