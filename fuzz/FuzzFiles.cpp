@@ -83,7 +83,6 @@ void setUpLibrary() {
         setenv("XDG_CACHE_HOME", folder.path("cache").c_str(), 1);
         CFPreferencesSetPath(prefs);
         BundleSetResourcesPath(TESSELLAN_SOURCE_DIR "/resources");
-        libInit();
         return true;
     }();
     (void)done;

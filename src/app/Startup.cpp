@@ -38,8 +38,30 @@ void AcceptConnection(Server* server, int nativeSocket, const CFStreamError* err
     if (!HttpContextOpen(context)) HttpContextRelease(context);
 }
 
+// The preferences are read again off the loop, one re-read at a time; SIGHUPs that arrive while
+// one runs are answered by one more once it is done.
+static uv_work_t _syncWork;
+static bool _syncing = false; // _syncWork is queued or running (loop thread only)
+
+static void _queueSync();
+
+static void _SyncWorkCallBack(uv_work_t*) {
+    checkPrefSync();
+}
+
+static void _SyncDoneCallBack(uv_work_t*, int) {
+    _syncing = false;
+    if (syncPrefs) _queueSync();
+}
+
+static void _queueSync() {
+    if (_syncing) return;
+    _syncing = uv_queue_work(EventLoop(), &_syncWork, _SyncWorkCallBack, _SyncDoneCallBack) == 0;
+}
+
 static void _SignalCallBack(uv_signal_t*, int signal) {
     sigHup(signal);
+    _queueSync();
 }
 
 // SIGINT and SIGTERM end the loop, so that the server shuts down cleanly.
@@ -78,7 +100,6 @@ int TessellanMain(const CommandLine& line) {
     }
     site.version = makeString(TESSELLAN_VERSION);
 
-    if (!libInit()) return 0;
     ServerContext context = {};
     Server* server = ServerCreate(AcceptConnection, &context);
     CFString_t defaultLayoutDir = prefGetLayout();
@@ -89,10 +110,7 @@ int TessellanMain(const CommandLine& line) {
     engine.headerSeconds = line.headerSeconds;
     HttpContextConfigure(engine);
 
-    if (!server) {
-        libTerm();
-        return 0;
-    }
+    if (!server) return 0;
     CFString_t title = prefGetServerName();
     int port = prefGetPortNumber();
     // AcceptConnection gives up a reference of its own if the advertisement fails.
@@ -109,6 +127,5 @@ int TessellanMain(const CommandLine& line) {
         ServerRelease(server);
     }
     ServerRelease(server);
-    libTerm();
     return 0;
 }

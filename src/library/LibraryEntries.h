@@ -10,22 +10,33 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
-// One entry of the "libraries" array, with the values the registry needs read ahead. Values
-// that are absent or of another type are left to the entry's own lookups, whose errors the
-// callers keep.
+// One entry of the "libraries" array, with its values read ahead; the server's registry and
+// tessellanctl both read entries this way. Values that are absent or of another type are left
+// to the entry's own lookups, whose errors the callers keep.
 struct LibraryEntry {
-    CFDictionary_t dict;          // the entry itself
-    unsigned id;                  // "id"
-    bool hasPath = false;         // "path" is a string
-    std::string path;             // its UTF-8 text (toString)
-    bool hasAlbums = false;       // "albums" is an array of numbers
-    std::vector<unsigned> albums; // the published album ids, in their order
+    // An entry whose "id" is a number; nothing for anything else.
+    static std::optional<LibraryEntry> parse(CFTypeRef value);
+    explicit LibraryEntry(CFDictionary_t stored) : dict(std::move(stored)) {}
+
+    CFDictionary_t dict;           // the entry itself (keys read here or not, all kept)
+    unsigned id = 0;               // "id"
+    std::string name;              // "name" as UTF-8; empty when not a string
+    bool hasPath = false;          // "path" is a string
+    std::string path;              // its UTF-8 text (toString)
+    bool hasAlbums = false;        // "albums" is an array of numbers
+    std::vector<unsigned> albums;  // the published album ids, in their order
+    bool fullSizeDownload = false; // "FullSizeDownload" is true
     // Whether "albums" lists album; false when "albums" is absent or not an array of numbers.
     bool publishes(unsigned album) const;
+    // path, or (when "path" is not a string) throws what reading it as a string throws.
+    const std::string& requirePath() const;
+    // albums, or (when "albums" is not an array of numbers) throws what reading it throws.
+    const std::vector<unsigned>& requireAlbums() const;
 };
 
 class LibraryEntries {

@@ -2,36 +2,27 @@
 #include "library/LibraryRegistry.h"
 
 #include "library/LibraryEntries.h"
-#include "settings/PreferenceStore.h"
 
 #include <cstdio>
 
 namespace {
 
-// The cached library of the entry's "path"; null when it has no loadable album file.
+// The cached library of the entry's "path" (required); null when it has no loadable album file.
 PhotoLibrary* libraryOf(const LibraryEntry& entry) {
-    if (entry.hasPath) return PhotoLibrary::getLibrary(entry.path);
-    PhotoLibrary* library = nullptr;
-    getPL(entry.dict, library); // throws what reading "path" throws
-    return library;
+    return PhotoLibrary::getLibrary(entry.requirePath());
 }
 
 // The snapshot of the entry's library when album is one of its published albums, else null
-// (after "Couldn't find library" when the library has no album file). Throws what collecting
-// the published albums throws, as getAIL does.
+// (after "Couldn't find library" when the library has no album file). Every published album
+// must exist: a missing one throws "couldn't find album with id %u".
 std::shared_ptr<const AlbumSnapshot> publishedSnapshot(const LibraryEntry& entry, unsigned album) {
-    if (!entry.hasPath || !entry.hasAlbums) {
-        std::vector<CFDictionary_t> albums;
-        getAIL(entry.dict, albums); // throws, or prints and finds no library
-        return nullptr;
-    }
-    PhotoLibrary* library = PhotoLibrary::getLibrary(entry.path);
+    PhotoLibrary* library = libraryOf(entry);
     if (!library) {
         printf("Couldn't find library '%s'\n", entry.path.c_str());
         return nullptr;
     }
     std::shared_ptr<const AlbumSnapshot> snapshot = library->snapshot();
-    for (unsigned published : entry.albums)
+    for (unsigned published : entry.requireAlbums())
         snapshot->requireAlbum(published);
     return entry.publishes(album) ? snapshot : nullptr;
 }
@@ -54,47 +45,8 @@ std::shared_ptr<const AlbumSnapshot> listedSnapshot(unsigned long id, unsigned a
 
 } // namespace
 
-bool libInit() {
-    return true;
-}
-
-void libTerm() {}
-
-bool libSync() {
-    return CFPreferencesAppSynchronize(appID);
-}
-
-CFArray_t<CFDictionary_t> getLibArray() {
-    return LibraryEntries::current()->array();
-}
-
 CFDictionary_t libraryEntry(unsigned long id) {
     return LibraryEntries::current()->find(id).dict;
-}
-
-void getLD(CFDictionary_t entry, std::optional<CFDictionary_t>& details) {
-    details.emplace(entry);
-}
-
-void getPL(CFDictionary_t entry, PhotoLibrary*& library) {
-    library = PhotoLibrary::getLibrary(toString(entry.get<CFString_t>(CFSTR("path"))));
-}
-
-void getFSD(CFDictionary_t entry, bool& fullSizeDownload) {
-    fullSizeDownload = CFBooleanGetValue(entry.get<CFBoolean_t>(CFSTR("FullSizeDownload")));
-}
-
-void getAIL(CFDictionary_t entry, std::vector<CFDictionary_t>& albums) {
-    std::string path = toString(entry.get<CFString_t>(CFSTR("path")));
-    PhotoLibrary* library = PhotoLibrary::getLibrary(path);
-    if (!library) {
-        printf("Couldn't find library '%s'\n", path.c_str());
-        return;
-    }
-    std::shared_ptr<const AlbumSnapshot> snapshot = library->snapshot();
-    NumArray published = entry.get<NumArray>(CFSTR("albums"));
-    for (CFIndex i = 0; i < published.count(); ++i)
-        albums.push_back(snapshot->albumInfo(unsigned(published.elem(i))));
 }
 
 PhotoLibrary* PhotoLibrary::getLibrary(unsigned long id) {
@@ -102,12 +54,8 @@ PhotoLibrary* PhotoLibrary::getLibrary(unsigned long id) {
     return libraryOf(entries->find(id));
 }
 
-CFDictionary_t getLibraryDetails(unsigned long library) {
-    return libraryEntry(library);
-}
-
 void libGetLibraryInfo(std::vector<LibraryInfo>& list) {
-    CFArray_t<CFDictionary_t> libraries = getLibArray();
+    CFArray_t<CFDictionary_t> libraries = LibraryEntries::current()->array();
     list.clear();
     for (CFIndex i = 0; i < libraries.count(); ++i) {
         CFDictionary_t entry = libraries.elem(i);
@@ -125,21 +73,20 @@ void libGetAlbumsInLibrary(unsigned long library, std::vector<CFDictionary_t>& a
     albums.clear();
     std::shared_ptr<const LibraryEntries> entries = LibraryEntries::current();
     const LibraryEntry& entry = entries->find(library);
-    if (!entry.hasPath || !entry.hasAlbums) return getAIL(entry.dict, albums);
-    PhotoLibrary* photos = PhotoLibrary::getLibrary(entry.path);
+    PhotoLibrary* photos = libraryOf(entry);
     if (!photos) {
         printf("Couldn't find library '%s'\n", entry.path.c_str());
         return;
     }
     std::shared_ptr<const AlbumSnapshot> snapshot = photos->snapshot();
-    for (unsigned album : entry.albums)
+    for (unsigned album : entry.requireAlbums())
         albums.push_back(snapshot->albumInfo(album));
 }
 
 bool libFullSizeDownload(unsigned long library) {
-    bool fullSizeDownload = false;
-    withLibrary_do(library, getFSD, fullSizeDownload);
-    return fullSizeDownload;
+    std::shared_ptr<const LibraryEntries> entries = LibraryEntries::current();
+    return CFBooleanGetValue(
+        entries->find(library).dict.get<CFBoolean_t>(CFSTR("FullSizeDownload")));
 }
 
 CFString_t libGetAlbumName(unsigned long library, unsigned album) {
@@ -160,14 +107,6 @@ CFString_t libGetImagePath(unsigned long library, unsigned album, unsigned photo
     return snapshot->photoPath(album, photo, thumbnail);
 }
 
-CFString_t libGetMediaType(unsigned long library, unsigned album, unsigned photo) {
-    std::shared_ptr<const LibraryEntries> entries = LibraryEntries::current();
-    std::shared_ptr<const AlbumSnapshot> snapshot =
-        publishedSnapshot(entries->find(library), album);
-    if (!snapshot) throwRTE("libGetMediaType", "couldn't find album with id %u", album);
-    return snapshot->mediaType(album, photo);
-}
-
 void libGetPhotoList(unsigned long library, unsigned album, std::vector<PhotoInfo>& list) {
     std::shared_ptr<const AlbumSnapshot> snapshot = listedSnapshot(library, album);
     if (snapshot) snapshot->appendPhotoList(album, list);
@@ -177,10 +116,4 @@ std::optional<AlbumPhotos> libGetAlbumPhotos(unsigned long library, unsigned alb
     std::shared_ptr<const AlbumSnapshot> snapshot = listedSnapshot(library, album);
     if (!snapshot) return std::nullopt;
     return AlbumSnapshot::photos(snapshot, album);
-}
-
-unsigned libGetMajorVersion(unsigned long library) {
-    std::shared_ptr<const LibraryEntries> entries = LibraryEntries::current();
-    PhotoLibrary* photos = libraryOf(entries->find(library));
-    return photos ? photos->majorVersion() : 0;
 }

@@ -34,44 +34,18 @@ struct LibraryInfo {
     bool fullSizeDownload; // "FullSizeDownload", false when absent
 };
 
-// Prepares the registry; always true.
-bool libInit();
-// Releases the registry; nothing to do.
-void libTerm();
-// Re-reads the preferences domain (after a SIGHUP). Returns whether it could be read.
-bool libSync();
-
-// The "libraries" preference.
-CFArray_t<CFDictionary_t> getLibArray();
-
 // The first entry whose "id" is id (a copy the caller keeps). An entry before it without "id"
-// throws that key's message; no such entry throws "couldn't find library with id %u".
+// throws that key's message; no such entry throws "(In withLibrary_do) : couldn't find library
+// with id %u".
 CFDictionary_t libraryEntry(unsigned long id);
 
-// Calls callback(libraryEntry(id), output).
-template <class Callback, class Output>
-void withLibrary_do(unsigned long id, Callback callback, Output& output) {
-    callback(libraryEntry(id), output);
-}
-
-// The callbacks of withLibrary_do.
-// Hands out the entry itself (retained by the optional, so it outlives the array copy).
-void getLD(CFDictionary_t entry, std::optional<CFDictionary_t>& details);
-// The cached library of the entry's "path" (required), or null when it has no album file.
-void getPL(CFDictionary_t entry, PhotoLibrary*& library);
-// The entry's "FullSizeDownload" (required).
-void getFSD(CFDictionary_t entry, bool& fullSizeDownload);
-// Appends the album dictionaries of the entry's "albums" (required) in their order. When the
-// library's folder has no album file, prints "Couldn't find library '<path>'\n" and appends
-// nothing. An album id the library lacks throws "couldn't find album with id %u".
-void getAIL(CFDictionary_t entry, std::vector<CFDictionary_t>& albums);
-
-// The library entry with this id.
-CFDictionary_t getLibraryDetails(unsigned long library);
 // Replaces list with one row per entry, in preference order. On a failure to read the
 // preference the list is untouched.
 void libGetLibraryInfo(std::vector<LibraryInfo>& list);
-// Replaces albums with the library's published album dictionaries (see getAIL).
+// Replaces albums with the library's published album dictionaries, in their order. The entry's
+// "path" and "albums" are required (their messages are thrown). When the library's folder has
+// no album file, prints "Couldn't find library '<path>'\n" and leaves albums empty. An album id
+// the library lacks throws "couldn't find album with id %u".
 void libGetAlbumsInLibrary(unsigned long library, std::vector<CFDictionary_t>& albums);
 // The entry's "FullSizeDownload"; throws when the key is absent.
 bool libFullSizeDownload(unsigned long library);
@@ -81,9 +55,6 @@ CFString_t libGetAlbumName(unsigned long library, unsigned album);
 // album is not published or the library has no album file (after printing "Couldn't find
 // library '<path>'\n").
 CFString_t libGetImagePath(unsigned long library, unsigned album, unsigned photo, bool thumbnail);
-// The photo's "MediaType". Throws "(In libGetMediaType) : couldn't find album with id %u" when
-// the album is not published or the library has no album file.
-CFString_t libGetMediaType(unsigned long library, unsigned album, unsigned photo);
 // Appends the published album's records (the list is not cleared). When the library has no
 // album file, prints "Library <id> doesn't exist! URL must have been invalid" (no line end)
 // and leaves the list alone.
@@ -93,5 +64,3 @@ void libGetPhotoList(unsigned long library, unsigned album, std::vector<PhotoInf
 // file. Costs the same for 20 photos as for 50,000; the records stay valid while the result
 // lives, whatever reloads happen meanwhile.
 std::optional<AlbumPhotos> libGetAlbumPhotos(unsigned long library, unsigned album);
-// The library's major version; 0 when it has no album file.
-unsigned libGetMajorVersion(unsigned long library);

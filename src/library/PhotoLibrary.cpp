@@ -76,25 +76,6 @@ CFURL_t PhotoLibrary::getLibraryUrl() const {
         CFURL_t::Create);
 }
 
-CFDictionary_t PhotoLibrary::getPropList() const {
-    CFReadStream_t stream(CFReadStreamCreateWithFile(getLibraryUrl()), CFReadStream_t::Create);
-    CFPropertyListError error;
-    CFTypeRef root = CFPropertyListCreateFromStream(stream, &error);
-    if (!root) throwRTE("getPropList", "%s%s: %s", path_.c_str(), baseName, error.text().c_str());
-    return CFDictionary_t(root, CFDictionary_t::Create);
-}
-
-CFDictionary_t PhotoLibrary::readPropList(const CFReadStream_t& stream) {
-    return CFDictionary_t(CFPropertyListCreateFromStream(stream), CFDictionary_t::Create);
-}
-
-int PhotoLibrary::getModTime(timespec& time) const {
-    FileIdentity file;
-    if (!statFile(file)) return -1;
-    time = file.time;
-    return 0;
-}
-
 bool PhotoLibrary::statFile(FileIdentity& identity) const {
     std::string file = path_ + baseName;
     struct stat info;
@@ -219,20 +200,8 @@ CFArray_t<CFDictionary_t> PhotoLibrary::getAlbumList() {
     return snapshot()->albumList();
 }
 
-CFDictionary_t PhotoLibrary::getAlbumInfo(unsigned long album) {
-    return snapshot()->albumInfo(album);
-}
-
-StrArray PhotoLibrary::getPhotoListFromAlbum(unsigned album) {
-    return snapshot()->keyList(album);
-}
-
 CFDictionary_t PhotoLibrary::getPhotoInfo(unsigned album, unsigned photo) {
     return snapshot()->photoInfo(album, photo);
-}
-
-CFDictionary_t PhotoLibrary::getPictureInfo(CFStringRef key) {
-    return currentSnapshot()->pictureInfo(key);
 }
 
 void PhotoLibrary::getPhotoList(unsigned album, std::vector<PhotoInfo>& list) {

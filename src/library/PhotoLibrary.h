@@ -61,14 +61,6 @@ class PhotoLibrary {
 
     // The file URL of path + baseName, made from the path's bytes as they are.
     CFURL_t getLibraryUrl() const;
-    // Opens and parses the album file. Throws "couldn't open read stream (file not found?)",
-    // or "FILE: REASON at line L, column C" when the file is not a property list.
-    CFDictionary_t getPropList() const;
-    // Parses a property list from an open stream to its end; the root must be a dictionary.
-    // A document that is not a property list throws the dictionary wrapper's null message.
-    static CFDictionary_t readPropList(const CFReadStream_t& stream);
-    // 0 with the album file's modification time, or -1 (time untouched) when stat fails.
-    int getModTime(timespec& time) const;
 
     // The reload rule. Does nothing when the file cannot be stat'ed. Unloaded: loads (unless the
     // last load failed on a file of the same size and time). A changed modification time is
@@ -83,15 +75,9 @@ class PhotoLibrary {
 
     // The root's "List of Albums" (after sync).
     CFArray_t<CFDictionary_t> getAlbumList();
-    // The first album whose "AlbumId" equals album. Throws "couldn't find album with id %u".
-    CFDictionary_t getAlbumInfo(unsigned long album);
-    // The album's "KeyList": its photo keys in album order.
-    StrArray getPhotoListFromAlbum(unsigned album);
     // The photo dictionary of the first key in the album's "KeyList" whose integer value is
     // photo ("0042" and "42" both answer 42). Throws "couldn't find photo with id %u".
     CFDictionary_t getPhotoInfo(unsigned album, unsigned photo);
-    // The "Master Image List" entry for key, from the snapshot as it stands (no sync).
-    CFDictionary_t getPictureInfo(CFStringRef key);
     // Appends one record per key of the album's "KeyList", paths resolved. A photo missing a
     // required key ends the call with that key's message; records appended before it stay.
     void getPhotoList(unsigned album, std::vector<PhotoInfo>& list);

@@ -8,17 +8,29 @@
 #include <optional>
 #include <stdexcept>
 
-volatile sig_atomic_t syncPrefs = 0;
+std::atomic<bool> syncPrefs{false};
 
-void sigHup(int) {
-    syncPrefs = 1;
+namespace {
+
+std::atomic<uint64_t> hangups{0}; // SIGHUPs received
+
+} // namespace
+
+bool sigHup(int) {
+    ++hangups;
+    return !syncPrefs.exchange(true);
 }
 
 void checkPrefSync() {
-    if (!syncPrefs) return;
-    syncPrefs = 0;
+    if (!syncPrefs.exchange(false)) return;
     puts("sync prefs");
     CFPreferencesAppSynchronize(appID);
+}
+
+uint64_t prefGeneration() {
+    // Both counts only grow, so their sum moves on with either: at the SIGHUP, and again once
+    // the file has been read.
+    return CFPreferencesChangeCount() + hangups.load();
 }
 
 // Reads key as the wrapper W; throws when absent or of another type.
@@ -43,18 +55,15 @@ static unsigned qualityFor(CFStringRef key, const unsigned (&values)[3], unsigne
 
 unsigned prefGetThumbnailQuality() {
     static const unsigned qualityValues[] = {30, 50, 70};
-    checkPrefSync();
     return qualityFor(CFSTR("ThumbnailQuality"), qualityValues, 50);
 }
 
 unsigned prefGetImageQuality() {
     static const unsigned qualityValues[] = {50, 70, 90};
-    checkPrefSync();
     return qualityFor(CFSTR("ImageQuality"), qualityValues, 90);
 }
 
 uint64_t prefGetCacheSizeMB() {
-    checkPrefSync();
     try {
         int megabytes = readPref<CFNumber_t>(CFSTR("CacheSizeMB"));
         return megabytes < 0 ? 512 : uint64_t(std::min(megabytes, 1 << 20));
@@ -65,7 +74,6 @@ uint64_t prefGetCacheSizeMB() {
 
 int prefGetPortNumber() {
     static const CFStringRef key = CFSTR("port");
-    checkPrefSync();
     try {
         return readPref<CFNumber_t>(key);
     } catch (...) {
@@ -74,7 +82,6 @@ int prefGetPortNumber() {
 }
 
 CFString_t prefGetServerName() {
-    checkPrefSync();
     try {
         CFString_t title = readPref<CFString_t>(CFSTR("title"));
         if (CFStringGetLength(title) >= 1) return title;
@@ -86,7 +93,6 @@ CFString_t prefGetServerName() {
 CFString_t prefGetLayout() {
     static const CFString_t key("siteLayout");
     static const CFString_t def("Default");
-    checkPrefSync();
     try {
         CFString_t layout = readPref<CFString_t>(key);
         if (prefLayoutNameUsable(CFStringGetUTF8(layout))) return layout;
@@ -108,7 +114,6 @@ void prefGetAuthInfo(bool& enabled, std::string& user, std::string& pass) {
     static const CFString_t keyAuth("auth");
     static const CFStringRef keyUser = CFSTR("user");
     static const CFStringRef keyPass = CFSTR("pass");
-    checkPrefSync();
     user.clear();
     pass.clear();
     std::optional<CFBoolean_t> auth = findPref<CFBoolean_t>(keyAuth, CFBooleanGetTypeID());

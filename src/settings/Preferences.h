@@ -1,24 +1,31 @@
 // Preferences.h - the readers of the server's settings, each with its fixed default.
 //
-// Settings are read from the preferences domain on every call, never cached, after
-// checkPrefSync has had the chance to re-read the domain following a SIGHUP. No reader throws:
-// a value that is absent, of another type or unusable gives the default.
+// Settings are read from the preferences domain on every call, never cached. A SIGHUP makes the
+// domain be read again once (sigHup, checkPrefSync); readers never look at the signal. No reader
+// throws: a value that is absent, of another type or unusable gives the default.
 #pragma once
 
 #include "cf/cftempl.h"
 
-#include <csignal>
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
-// Set to 1 by the SIGHUP handler; checkPrefSync clears it.
-extern volatile sig_atomic_t syncPrefs;
+// Whether a SIGHUP asked for the domain to be read again and no re-read has started since. Any
+// thread (an atomic).
+extern std::atomic<bool> syncPrefs;
 
-// The SIGHUP handler: sets syncPrefs and nothing else.
-void sigHup(int signal);
-// When syncPrefs is set: clears it, prints "sync prefs" and re-synchronises the domain.
+// A SIGHUP was received (on the loop thread, which libuv delivers signals to): sets syncPrefs.
+// Returns true when it was not set yet. The caller then has checkPrefSync run once, off the loop;
+// SIGHUPs that come before that run starts ask for nothing more.
+bool sigHup(int signal);
+// When syncPrefs is set: clears it, prints "sync prefs" and reads the domain again.
 void checkPrefSync();
+// A number that moves on at every SIGHUP and whenever the domain changes
+// (CFPreferencesChangeCount), so that what was derived from the settings before either is not
+// used after it. Never goes back. Any thread.
+uint64_t prefGeneration();
 
 // JPEG quality of thumbnails: "ThumbnailQuality" 0, 1, 2 give 30, 50, 70; anything else 50.
 unsigned prefGetThumbnailQuality();

@@ -60,3 +60,17 @@ std::string ApplicationSupportPath() {
     if (home && *home) return std::string(home) + "/.local/share";
     return "";
 }
+
+std::string userLayoutsFolder() {
+    std::string support = ApplicationSupportPath();
+    while (!support.empty() && support.back() == '/')
+        support.pop_back();
+    return support.empty() ? "" : support + "/Tessellan/layouts";
+}
+
+std::vector<std::string> layoutSearchFolders(const std::string& resources) {
+    std::vector<std::string> folders;
+    if (!resources.empty()) folders.push_back(resources + "/layouts");
+    if (std::string user = userLayoutsFolder(); !user.empty()) folders.push_back(user);
+    return folders;
+}

@@ -13,6 +13,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 // Uses path as the resources folder from now on.
 void BundleSetResourcesPath(const std::string& path);
@@ -25,3 +26,9 @@ CFURLRef BundleCopyResourceURLAtPath(std::string_view relative);
 // The per-user application-support folder: $XDG_DATA_HOME, else ~/.local/share; empty when
 // neither can be found.
 std::string ApplicationSupportPath();
+// The user's folder of layouts: "Tessellan/layouts" in the application-support folder (without
+// a trailing "/"); empty when that folder is unknown.
+std::string userLayoutsFolder();
+// The folders a layout is looked for in, in order: "layouts" of resources (when not empty), then
+// userLayoutsFolder() (when known). A layout is the folder named after it in one of them.
+std::vector<std::string> layoutSearchFolders(const std::string& resources);

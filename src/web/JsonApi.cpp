@@ -173,7 +173,7 @@ void answerCommand(std::unique_ptr<HttpReply>& reply, const CFString_t& path, co
 } // namespace
 
 std::ostream& EmitAlbumList(std::ostream& os, int library) {
-    CFDictionary_t details = getLibraryDetails(static_cast<unsigned long>(library));
+    CFDictionary_t details = libraryEntry(static_cast<unsigned long>(library));
     std::optional<CFDictionary_t> config;
     CFTypeRef value;
     if (CFDictionaryGetValueIfPresent(details, CFSTR("albumConfig"), &value))

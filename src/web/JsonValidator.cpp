@@ -55,7 +55,7 @@ Validator JsonValidator() {
     for (const LibraryInfo& library : libraries) {
         hash.add(library.id);
         try {
-            CFDictionary_t entry = getLibraryDetails(library.id);
+            CFDictionary_t entry = libraryEntry(library.id);
             std::string folder = CFStringGetUTF8(entry.get<CFString_t>(CFSTR("path")));
             newest = std::max(newest, addFile(hash, folder + PhotoLibrary::baseName));
         } catch (const std::exception&) {

@@ -12,12 +12,6 @@
 #include <memory>
 #include <ostream>
 
-// The URL of file name in layout: the application's own copy when it exists, else the path in
-// the user's layout folder (whether or not a file is there). Sets contentType by the name's
-// ending: "html", "css", "js", anything else "unknown". Null when the user's folder is unknown.
-// The caller must release the URL.
-CFURLRef locateFile(const CFString_t& name, CFStringRef& contentType, const CFString_t& layout);
-
 // Sends the layout file named by path ("index.html" for the empty path), from the application's
 // own layout folder, else the user's, as a body shared with the file cache or as the file
 // itself (see StaticFiles: no link out of the layout folder is followed). The reply carries

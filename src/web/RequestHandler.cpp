@@ -251,7 +251,7 @@ bool ReplyReuseKey(void* site, const HttpRequest& request, std::string& key) {
 }
 
 uint64_t ReplyReuseGeneration(void*) {
-    return CFPreferencesChangeCount() * 2 + (syncPrefs ? 1 : 0);
+    return prefGeneration();
 }
 
 bool AdmitKeptReply(void* data, const HttpRequest& request) {

@@ -37,10 +37,10 @@ TEST_F(RegistryTest, EntriesAreFoundByIdTheFirstOfTwinsWinsAndNoIdBlocks) {
                  libraryEntry("2", "Other", other, {1, 9}) +
                  libraryEntry("5", "Shadowed", missing, {1}) + libraryEntry("", "No id", other) +
                  libraryEntry("3", "Past", other));
-    EXPECT_EQ(utf8(getLibraryDetails(5).get<CFString_t>(CFSTR("name"))), "Main");
-    EXPECT_EQ(libGetMajorVersion(2), 11u);
+    EXPECT_EQ(utf8(::libraryEntry(5).get<CFString_t>(CFSTR("name"))), "Main");
+    EXPECT_EQ(PhotoLibrary::getLibrary(2ul)->majorVersion(), 11u);
     EXPECT_EQ(PhotoLibrary::getLibrary(5ul), PhotoLibrary::getLibrary(library));
-    EXPECT_EQ(thrownText([] { libGetMajorVersion(3); }),
+    EXPECT_EQ(thrownText([] { PhotoLibrary::getLibrary(3ul); }),
               "(In T CFDictionary_t::get(const __CFString*) const [with T = CFNumber_t]) : "
               "dictionary doesn't have key 'id'");
 
@@ -55,7 +55,7 @@ TEST_F(RegistryTest, EntriesAreFoundByIdTheFirstOfTwinsWinsAndNoIdBlocks) {
 
     setLibraries(libraryEntry("5", "Main", library, {}, "<key>FullSizeDownload</key><true/>") +
                  libraryEntry("9", "Other", other));
-    EXPECT_EQ(thrownText([] { libGetMajorVersion(7); }),
+    EXPECT_EQ(thrownText([] { PhotoLibrary::getLibrary(7ul); }),
               "(In withLibrary_do) : couldn't find library with id 7");
     std::vector<LibraryInfo> list(3);
     libGetLibraryInfo(list);
@@ -72,7 +72,6 @@ TEST_F(RegistryTest, UnpublishedAlbumsAnswerExactlyLikeMissingOnes) {
     // not exist; library 2 publishes nothing ("albums" absent).
     EXPECT_EQ(utf8(libGetImagePath(1, 1, 11, true)), "/photos/Thumbs/11.jpg");
     EXPECT_EQ(utf8(libGetImagePath(1, 1, 11, false)), "/photos/2009/img_11.jpg");
-    EXPECT_EQ(utf8(libGetMediaType(1, 1, 10)), "Image");
     EXPECT_EQ(utf8(libGetAlbumName(1, 1)), "Summer");
     EXPECT_EQ(thrownText([] { libGetImagePath(1, 1, 12, true); }),
               "(In getPhotoInfo) : couldn't find photo with id 12");
@@ -82,8 +81,8 @@ TEST_F(RegistryTest, UnpublishedAlbumsAnswerExactlyLikeMissingOnes) {
         std::vector<PhotoInfo> list;
         for (const std::function<void()>& call : std::initializer_list<std::function<void()>>{
                  [&] { path = utf8(libGetImagePath(l, a, 12, true)); },
-                 [&] { libGetMediaType(l, a, 12); }, [&] { libGetPhotoList(l, a, list); },
-                 [&] { libGetAlbumPhotos(l, a); }, [&] { name = utf8(libGetAlbumName(l, a)); }})
+                 [&] { libGetPhotoList(l, a, list); }, [&] { libGetAlbumPhotos(l, a); },
+                 [&] { name = utf8(libGetAlbumName(l, a)); }})
             all += thrownText(call) + "\n";
         all += path + name + std::to_string(list.size()) + " records";
         std::string id = "album with id " + std::to_string(a);
@@ -93,22 +92,20 @@ TEST_F(RegistryTest, UnpublishedAlbumsAnswerExactlyLikeMissingOnes) {
     };
     EXPECT_EQ(answers(1, 2), answers(1, 9)) << "an unpublished album reveals itself";
     EXPECT_EQ(answers(2, 1), answers(2, 9)) << "a library without \"albums\" publishes nothing";
-    EXPECT_EQ(thrownText([] { libGetMediaType(1, 2, 12); }),
-              "(In libGetMediaType) : couldn't find album with id 2");
 }
 
 TEST_F(RegistryTest, PreferenceChangesReachTheCachedEntriesAndDetailsOutliveThem) {
     setLibraries(libraryEntry("1", "Main", library, {1},
                               "<key>albumConfig</key><dict>" + str("theme", "dark") + "</dict>"));
-    EXPECT_EQ(libGetMajorVersion(1), 6u);
-    CFDictionary_t details = getLibraryDetails(1);
+    EXPECT_EQ(PhotoLibrary::getLibrary(1ul)->majorVersion(), 6u);
+    CFDictionary_t details = ::libraryEntry(1);
     // A value set in memory (no file, no synchronisation) is what the store answers now.
     CFTypeRef entries = CFPropertyListCreateFromXMLData(
         "<array>" + libraryEntry("1", "Other", other, {2}) + "</array>");
     ASSERT_NE(entries, nullptr);
     CFPreferencesSetAppValue(CFSTR("libraries"), entries, appID);
     CFRelease(entries);
-    EXPECT_EQ(libGetMajorVersion(1), 11u);
+    EXPECT_EQ(PhotoLibrary::getLibrary(1ul)->majorVersion(), 11u);
     EXPECT_EQ(utf8(libGetImagePath(1, 2, 12, true)), "/photos/Thumbs/12.jpg");
     EXPECT_EQ(utf8(libGetImagePath(1, 1, 10, true)), "");
     setLibraries(""); // the store lets go of every array it held
@@ -121,16 +118,14 @@ TEST_F(RegistryTest, PreferenceChangesReachTheCachedEntriesAndDetailsOutliveThem
 TEST_F(RegistryTest, LibraryWithoutAlbumFileAnswersEmpty) {
     setLibraries(libraryEntry("3", "Empty", missing, {1}));
     testing::internal::CaptureStdout(); // each miss prints a line
-    std::vector<CFDictionary_t> albums = {CFDictionary_t(getLibraryDetails(3))};
+    std::vector<CFDictionary_t> albums = {CFDictionary_t(::libraryEntry(3))};
     libGetAlbumsInLibrary(3, albums);
     std::vector<PhotoInfo> list;
     libGetPhotoList(3, 1, list);
     EXPECT_EQ(albums.size() + list.size(), 0u);
     EXPECT_FALSE(libGetAlbumPhotos(3, 1));
     EXPECT_EQ(utf8(libGetAlbumName(3, 1)) + utf8(libGetImagePath(3, 1, 10, true)), "");
-    EXPECT_EQ(libGetMajorVersion(3), 0u);
-    EXPECT_EQ(thrownText([] { libGetMediaType(3, 1, 10); }),
-              "(In libGetMediaType) : couldn't find album with id 1");
+    EXPECT_EQ(PhotoLibrary::getLibrary(3ul), nullptr);
     testing::internal::GetCapturedStdout();
 }
 

@@ -20,7 +20,7 @@ class PreferencesTest : public ::testing::Test {
   protected:
     void SetUp() override {
         CFPreferencesSetPath(path);
-        syncPrefs = 0;
+        syncPrefs = false;
     }
     void writePrefs(const std::string& dictBody) {
         folder.write("sub/prefs.plist",
@@ -130,8 +130,14 @@ TEST_F(PreferencesTest, UnreadableFileIsNeverOverwritten) {
     // Once the file is mended, its own values win over what was set while it was unreadable.
     folder.write("sub/prefs.plist",
                  "<plist><dict><key>siteLayout</key><string>Fancy</string></dict></plist>");
-    sigHup(SIGHUP);
-    EXPECT_EQ(layout(), std::make_pair(std::string("Fancy"), "sync prefs\n"s));
+    uint64_t before = prefGeneration();
+    EXPECT_TRUE(sigHup(SIGHUP));
+    EXPECT_FALSE(sigHup(SIGHUP)) << "a second SIGHUP before the re-read asks for another";
+    EXPECT_GT(prefGeneration(), before) << "what was made before the SIGHUP is still used";
+    testing::internal::CaptureStdout();
+    checkPrefSync();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "sync prefs\n");
+    EXPECT_EQ(layout(), std::make_pair(std::string("Fancy"), ""s));
     EXPECT_EQ(readFile(path).find("Default"), std::string::npos);
 }
 

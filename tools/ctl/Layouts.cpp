@@ -2,6 +2,7 @@
 #include "ctl/Layouts.h"
 
 #include "ctl/Failure.h"
+#include "settings/Preferences.h"
 #include "web/Bundle.h"
 
 #include <algorithm>
@@ -20,16 +21,11 @@ bool isLayout(const std::filesystem::path& folder) {
 } // namespace
 
 std::vector<std::string> layoutFolders(const std::string& resourcesPath) {
-    std::vector<std::string> folders;
-    std::string resources = resourcesPath.empty() ? BundleResourcesPath() : resourcesPath;
-    if (!resources.empty()) folders.push_back(resources + "/layouts");
-    std::string support = ApplicationSupportPath();
-    if (!support.empty()) folders.push_back(support + "/Tessellan/layouts");
-    return folders;
+    return layoutSearchFolders(resourcesPath.empty() ? BundleResourcesPath() : resourcesPath);
 }
 
 void checkLayout(const std::string& name, const std::string& resourcesPath) {
-    if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos)
+    if (!prefLayoutNameUsable(name))
         throw Refused("layout name '" + name +
                       "' is not usable (it must be a folder's name, without '/')");
     std::set<std::string> available;

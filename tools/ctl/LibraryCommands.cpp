@@ -90,14 +90,13 @@ void add(Context& context, const Words& words) {
     bool full = args.values.count("--full-size-download") &&
                 yesNo("--full-size-download", args.values["--full-size-download"]);
 
-    LibraryEntry entry{
+    entries.push_back(readLibraryEntry(
         CFDictionary_t(newDictionaryWith(nullptr, {{"id", newInteger(id)},
                                                    {"name", newString(name)},
                                                    {"path", newString(folder)},
                                                    {"albums", newArray({})},
                                                    {"FullSizeDownload", newBoolean(full)}}),
-                       CFDictionary_t::Create)};
-    entries.push_back(entry);
+                       CFDictionary_t::Create)));
     settings.setLibraries(entries);
     settings.save(context.out);
     context.out << "added library " << id << " \"" << name << "\" (" << folder

@@ -2,11 +2,11 @@
 // telling the running server.
 #include "ctl/Settings.h"
 
+#include "app/RuntimeRecord.h"
 #include "cf/CFPropertyList.h"
 #include "ctl/Failure.h"
 #include "ctl/Values.h"
 #include "settings/PreferenceStore.h"
-#include "app/RuntimeRecord.h"
 
 #include <cerrno>
 #include <csignal>
@@ -90,33 +90,10 @@ std::optional<bool> Settings::boolean(CFStringRef key) const {
 }
 
 LibraryEntry readLibraryEntry(const CFDictionary_t& dict) {
-    LibraryEntry entry{dict};
-    try {
-        entry.id = unsigned(dict.get<CFNumber_t>(CFSTR("id")));
-    } catch (const std::exception&) {
+    std::optional<LibraryEntry> entry = LibraryEntry::parse(dict);
+    if (!entry)
         throw Refused("a library entry has no numeric \"id\"; fix the preferences file by hand");
-    }
-    auto text = [&](CFStringRef key) {
-        CFTypeRef value = CFDictionaryGetValue(dict, key);
-        return value && CFGetTypeID(value) == CFStringGetTypeID()
-                   ? CFStringGetUTF8(static_cast<CFStringRef>(value))
-                   : std::string();
-    };
-    entry.name = text(CFSTR("name"));
-    entry.path = text(CFSTR("path"));
-    CFTypeRef albums = CFDictionaryGetValue(dict, CFSTR("albums"));
-    if (albums && CFGetTypeID(albums) == CFArrayGetTypeID()) {
-        auto array = static_cast<CFArrayRef>(albums);
-        for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
-            CFTypeRef album = CFArrayGetValueAtIndex(array, i);
-            if (CFGetTypeID(album) == CFNumberGetTypeID())
-                entry.albums.push_back(unsigned(CFNumber_t(album, CFNumber_t::Get)));
-        }
-    }
-    CFTypeRef full = CFDictionaryGetValue(dict, CFSTR("FullSizeDownload"));
-    entry.fullSizeDownload = full && CFGetTypeID(full) == CFBooleanGetTypeID() &&
-                             CFBooleanGetValue(static_cast<CFBooleanRef>(full));
-    return entry;
+    return std::move(*entry);
 }
 
 CFDictionary_t withAlbums(const LibraryEntry& entry) {

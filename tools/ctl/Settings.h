@@ -3,6 +3,7 @@
 #pragma once
 
 #include "cf/cftempl.h"
+#include "library/LibraryEntries.h"
 
 #include <cstdint>
 #include <optional>
@@ -12,17 +13,9 @@
 
 namespace ctl {
 
-// One entry of the "libraries" preference. dict is the entry as stored (so keys this tool does
-// not know, such as "albumConfig", are kept); the other members are read from it.
-struct LibraryEntry {
-    explicit LibraryEntry(const CFDictionary_t& stored) : dict(stored) {}
-    CFDictionary_t dict;
-    uint32_t id = 0;
-    std::string name;
-    std::string path;
-    std::vector<uint32_t> albums; // published, in display order
-    bool fullSizeDownload = false;
-};
+// One entry of the "libraries" preference, read as the server reads it. dict is the entry as
+// stored (so keys this tool does not know, such as "albumConfig", are kept).
+using LibraryEntry = ::LibraryEntry;
 
 class Settings {
   public:
