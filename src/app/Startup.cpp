@@ -59,9 +59,20 @@ static void _queueSync() {
     _syncing = uv_queue_work(EventLoop(), &_syncWork, _SyncWorkCallBack, _SyncDoneCallBack) == 0;
 }
 
-static void _SignalCallBack(uv_signal_t*, int signal) {
-    sigHup(signal);
+// SIGHUPs sent together (a burst from a script, a reload beside a tool's change) are answered
+// by one re-read: it is queued this long after the first of them.
+constexpr uint64_t kHangupGatherMs = 20;
+static uv_timer_t _hangupTimer;
+
+static void _HangupTimerCallBack(uv_timer_t*) {
     _queueSync();
+}
+
+static void _SignalCallBack(uv_signal_t*, int signal) {
+    // The settings generation moves at once: no kept reply made before the signal is used.
+    sigHup(signal);
+    if (!uv_is_active(reinterpret_cast<uv_handle_t*>(&_hangupTimer)))
+        uv_timer_start(&_hangupTimer, _HangupTimerCallBack, kHangupGatherMs, 0);
 }
 
 // SIGINT and SIGTERM end the loop, so that the server shuts down cleanly.
@@ -83,6 +94,8 @@ int TessellanMain(const CommandLine& line) {
     uv_signal_init(EventLoop(), &hangup);
     uv_signal_start(&hangup, _SignalCallBack, SIGHUP);
     uv_unref(reinterpret_cast<uv_handle_t*>(&hangup));
+    uv_timer_init(EventLoop(), &_hangupTimer);
+    uv_unref(reinterpret_cast<uv_handle_t*>(&_hangupTimer));
     static uv_signal_t stops[2];
     for (int i = 0; i < 2; ++i) {
         uv_signal_init(EventLoop(), &stops[i]);

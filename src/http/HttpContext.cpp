@@ -427,10 +427,13 @@ static void _WorkDoneCallBack(HttpWorkItem* item, bool cancelled) {
     auto* job = static_cast<Job*>(item);
     HttpContext* context = job->context;
     std::unique_ptr<HttpReply> reply = std::move(job->reply);
+    // Taken out now: what follows may hand the job the connection's next request.
+    std::unique_ptr<HttpHeavyPhase> heavy = std::move(job->heavy);
     context->_working = false;
     if (context->_watch && cancelled) {
         _end(context);
-    } else if (context->_watch && job->heavy) {
+    } else if (context->_watch && heavy) {
+        job->heavy = std::move(heavy);
         job->kind = HttpWorkKind::Heavy; // the job keeps its reference
         context->_working = true;
         return HttpWorkSubmit(job);
@@ -448,7 +451,6 @@ static void _WorkDoneCallBack(HttpWorkItem* item, bool cancelled) {
         _startReply(context, std::move(reply), true);
         if (context->_phase == Phase::Reading) _processInput(context);
     }
-    job->heavy.reset();
     HttpContextRelease(context); // the job's reference
 }
 

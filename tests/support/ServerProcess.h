@@ -8,6 +8,7 @@
 #include <chrono>
 #include <csignal>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <map>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -140,8 +141,17 @@ class ServerProcess {
     void signal(int number) {
         if (pid_ > 0) kill(pid_, number);
     }
+    // Ends the server; a report that a sanitizer wrote into its output fails the test.
     void stop() {
         if (pid_ > 0 && kill(pid_, SIGTERM) == 0) waitpid(pid_, &status_, 0);
+        if (!output_.empty() && checked_ != output_) {
+            checked_ = output_;
+            std::string text = output();
+            for (const char* report : {"WARNING: ThreadSanitizer", "ERROR: AddressSanitizer",
+                                       "ERROR: LeakSanitizer", "runtime error:"})
+                if (text.find(report) != std::string::npos)
+                    ADD_FAILURE() << "the server's sanitizer reported:\n" << text;
+        }
         pid_ = -1;
     }
     // What the server printed so far (standard output and error).
@@ -157,6 +167,7 @@ class ServerProcess {
     pid_t pid_ = -1;
     int port_ = 0, status_ = 0;
     std::string output_;
+    std::string checked_; // the output whose sanitizer reports stop() has looked for
 };
 
 // Sends one request on a fresh connection and returns the whole reply.
