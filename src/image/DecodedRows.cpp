@@ -33,6 +33,7 @@ bool readGuardedHeader(j_decompress_ptr dinfo, jpeg_progress_mgr* progress, CFRe
     dinfo->progress = progress;
     jpeg_stream_src(dinfo, stream);
     jpeg_save_markers(dinfo, JPEG_APP0 + 1, 0xFFFF);
+    jpeg_save_markers(dinfo, JPEG_APP0 + 2, 0xFFFF); // colour profile chunks
     jpeg_read_header(dinfo, TRUE);
     uint64_t fileBytes = uint64_t(std::max<int64_t>(_CFReadStreamGetFileSize(stream), 0));
     if (uint64_t(dinfo->image_width) * dinfo->image_height <= fileBytes * kMaxPixelsPerByte)
@@ -48,6 +49,15 @@ int savedOrientation(j_decompress_ptr dinfo) {
             memcmp(m->data, "Exif\0\0", 6) == 0)
             return ExifData::readOrientation(m->data, m->data_length);
     return 1;
+}
+
+std::shared_ptr<const SrgbTransform> savedColourTransform(j_decompress_ptr dinfo,
+                                                          const char* name) {
+    if (dinfo->out_color_space != JCS_RGB || dinfo->output_components != 3) return nullptr;
+    IccChunks chunks;
+    for (jpeg_saved_marker_ptr m = dinfo->marker_list; m; m = m->next)
+        if (m->marker == JPEG_APP0 + 2) chunks.add(m->data, m->data_length);
+    return srgbTransformFor(chunks.profile(), name);
 }
 
 void requestRGBOrCMYK(j_decompress_ptr dinfo) {

@@ -34,6 +34,7 @@ struct Work {
     std::vector<uint8_t> rgb;     // one decoded row as RGB
     std::vector<uint8_t> picture; // the fitted picture, size.width × size.height × 3
     std::optional<Resampler> shrink;
+    std::shared_ptr<const SrgbTransform> colour; // the embedded profile's, when it needs one
 
     void begin(uint32_t decodedWidth, uint32_t decodedHeight, FittedSize fitted) {
         size = fitted;
@@ -63,6 +64,8 @@ struct Work {
 
     // Turns the fitted picture by its EXIF orientation; orientations 5 to 8 swap its sides.
     void upright(int orientation) {
+        // Converted once fitted: only the pixels kept are.
+        if (colour) colour->apply(picture.data(), size_t(size.width) * size.height);
         if (orientation == 1) return;
         std::vector<uint8_t> turned(picture.size());
         orientPixels(orientation, picture.data(), size.width, size.height, 3, turned.data());
@@ -109,6 +112,7 @@ bool fitAndEncode(CFReadStreamRef stream, const char* name, uint32_t boxWidth, u
     requestRGBOrCMYK(&dinfo);
     jpeg_start_decompress(&dinfo);
     const Ink ink = decodedInk(&dinfo);
+    work->colour = savedColourTransform(&dinfo, name);
     JSAMPARRAY row =
         (*dinfo.mem->alloc_sarray)(j_common_ptr(&dinfo), JPOOL_IMAGE,
                                    dinfo.output_width * JDIMENSION(dinfo.output_components), 1);

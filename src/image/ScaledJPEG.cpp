@@ -65,7 +65,8 @@ static void _applyLimit(j_decompress_ptr dinfo, uint32_t limit, JDIMENSION& widt
 // error exit longjmps back into it, past library frames only.
 static bool _transcode(CFReadStreamRef stream, const char* name, uint32_t maxWidth,
                        uint32_t maxHeight, int quality, std::ostream* encoded, int32_t scale,
-                       uint32_t sizeLimit, JSAMPLE** picked) {
+                       uint32_t sizeLimit, JSAMPLE** picked,
+                       std::shared_ptr<const SrgbTransform>* colour) {
     struct jpeg_decompress_struct dinfo;
     struct jpeg_compress_struct cinfo;
     struct jpeg_progress_mgr progress;
@@ -100,6 +101,7 @@ static bool _transcode(CFReadStreamRef stream, const char* name, uint32_t maxWid
     jpeg_start_decompress(&dinfo);
     const unsigned components = unsigned(dinfo.output_components);
     const Ink ink = decodedInk(&dinfo);
+    *colour = savedColourTransform(&dinfo, name);
     JSAMPARRAY row = (*dinfo.mem->alloc_sarray)(j_common_ptr(&dinfo), JPOOL_IMAGE,
                                                 dinfo.output_width * JDIMENSION(components), 1);
     // The decoded row in RGB, when it is not RGB already.
@@ -154,6 +156,8 @@ static bool _transcode(CFReadStreamRef stream, const char* name, uint32_t maxWid
                        line + size_t(uint64_t(x) * dinfo.output_width / width) * 3, 3);
             line = *picked;
         }
+        // After the pick: only the pixels kept are converted.
+        if (*colour) (*colour)->apply(line, width);
         if (turn) {
             memcpy(whole + size_t(y) * width * 3, line, size_t(width) * 3);
         } else {
@@ -186,8 +190,9 @@ bool writeScaledJPEG(const CFURL_t& url, uint32_t maxWidth, uint32_t maxHeight, 
     // leaves nothing in the reply body.
     std::ostringstream encoded;
     JSAMPLE* picked = nullptr; // the resampled row, when there is one (freed after a failure too)
+    std::shared_ptr<const SrgbTransform> colour; // held here: the decoding frame holds no object
     bool done = _transcode(stream, CFURLGetPOSIXPath(url), maxWidth, maxHeight, quality, &encoded,
-                           scale, sizeLimit, &picked);
+                           scale, sizeLimit, &picked, &colour);
     free(picked);
     if (!done) return false;
     std::string_view bytes = encoded.view();

@@ -23,6 +23,7 @@ struct JpegOptions {
     const std::vector<uint8_t>* samples = nullptr;
     bool ycck = false;         // four components stored as YCCK rather than CMYK
     std::optional<bool> adobe; // the Adobe marker; unset: libjpeg's default (CMYK only)
+    std::string icc;           // non-empty: an ICC profile, in APP2 chunks
 };
 
 // The width × height picture, compressed in memory.
@@ -52,6 +53,9 @@ inline std::string encodeJPEG(int width, int height, const JpegOptions& options 
     if (!options.app1.empty())
         jpeg_write_marker(&cinfo, JPEG_APP0 + 1, (const JOCTET*)options.app1.data(),
                           unsigned(options.app1.size()));
+    if (!options.icc.empty())
+        jpeg_write_icc_profile(&cinfo, reinterpret_cast<const JOCTET*>(options.icc.data()),
+                               unsigned(options.icc.size()));
     std::vector<JSAMPLE> row(size_t(width) * size_t(components), 128);
     while (cinfo.next_scanline < cinfo.image_height) {
         int y = int(cinfo.next_scanline);
