@@ -8,8 +8,8 @@
 # Usage: bench/soak.sh [SECONDS] [CONNECTIONS] [HELD]    (default 30 s, 1000, 5000)
 #   SERVER=path/to/tessellan bench/soak.sh ...  soaks another build of the server
 #   THINK_MS (1000), HUP_EVERY (3 s), REWRITE_EVERY (5 s) and PREFS_EVERY (2 s: tessellanctl
-#   publishes and unpublishes the private album, renames the site, or sets a password and takes
-#   it off again) tune the traffic.
+#   publishes and unpublishes the private album, renames the site, or changes the thumbnails'
+#   quality) tune the traffic.
 #   SANITIZER=thread soaks the ThreadSanitizer build (build/tsan), which stops at its first report.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -81,7 +81,7 @@ ctl() { "$release/tessellanctl" --prefs "$work/prefs.plist" "$@" >/dev/null 2>&1
         0) ctl publish 0 9 ;;
         1) ctl unpublish 0 9 ;;
         2) ctl set title "Soak $n" ;;
-        3) printf 'pass%s\n' "$n" | ctl password family && ctl password --off ;;
+        3) ctl set thumbnail-quality $((n % 3)) ;;
         esac
     done
 ) &
