@@ -112,6 +112,10 @@ int64_t _CFReadStreamGetFileSize(CFReadStreamRef s) {
     return s->fd >= 0 ? s->size : -1;
 }
 
+int _CFReadStreamGetFileDescriptor(CFReadStreamRef s) {
+    return s->fd;
+}
+
 void CFReadStreamClose(CFReadStreamRef s) {
     if (s->fd >= 0) close(s->fd);
     s->fd = -1;

@@ -25,6 +25,9 @@ CFIndex CFReadStreamRead(CFReadStreamRef stream, uint8_t* buffer, CFIndex length
 void CFReadStreamClose(CFReadStreamRef stream);
 // The file's size when the stream opened; -1 when it is not open.
 int64_t _CFReadStreamGetFileSize(CFReadStreamRef stream);
+// The open file's descriptor, for readers that need to read anywhere in it (pread); -1 when the
+// stream is not open. The stream keeps it: the caller must not close it.
+int _CFReadStreamGetFileDescriptor(CFReadStreamRef stream);
 // Sets a property; only kCFStreamPropertyFileCurrentOffset with a number is accepted.
 bool CFReadStreamSetProperty(CFReadStreamRef stream, CFStringRef name, CFTypeRef value);
 // Copies a property: the file offset as a number, or null. The caller must release.

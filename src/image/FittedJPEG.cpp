@@ -74,22 +74,50 @@ struct Work {
     }
 };
 
+// Encodes height rows of width RGB pixels, row y at rows + y * stride. Only plain C objects
+// live in this frame.
+bool encodeRows(const uint8_t* rows, size_t stride, uint32_t width, uint32_t height, int quality,
+                std::ostream* encoded) {
+    struct jpeg_compress_struct cinfo;
+    my_error_mgr jerr;
+    memset(&cinfo, 0, sizeof cinfo);
+    cinfo.err = jpeg_std_error(&jerr.pub);
+    jerr.pub.error_exit = my_error_exit;
+    if (setjmp(jerr.setjmp_buffer)) {
+        jpeg_destroy_compress(&cinfo);
+        return false;
+    }
+    jpeg_create_compress(&cinfo);
+    cinfo.image_width = width;
+    cinfo.image_height = height;
+    jpeg_stream_dest(&cinfo, encoded);
+    cinfo.input_components = 3;
+    cinfo.in_color_space = JCS_RGB;
+    jpeg_set_defaults(&cinfo);
+    jpeg_set_quality(&cinfo, quality, TRUE);
+    jpeg_start_compress(&cinfo, TRUE);
+    while (cinfo.next_scanline < cinfo.image_height) {
+        JSAMPROW row[1] = {const_cast<JSAMPLE*>(rows + cinfo.next_scanline * stride)};
+        jpeg_write_scanlines(&cinfo, row, 1);
+    }
+    jpeg_finish_compress(&cinfo);
+    jpeg_destroy_compress(&cinfo);
+    return true;
+}
+
 // Decodes stream, fits it and encodes into encoded. Only plain C objects live in this frame.
 bool fitAndEncode(CFReadStreamRef stream, const char* name, uint32_t boxWidth, uint32_t boxHeight,
                   int quality, std::ostream* encoded, Work* work) {
     struct jpeg_decompress_struct dinfo;
-    struct jpeg_compress_struct cinfo;
     struct jpeg_progress_mgr progress;
     my_error_mgr jerr;
     memset(&dinfo, 0, sizeof dinfo);
-    memset(&cinfo, 0, sizeof cinfo);
     memset(&progress, 0, sizeof progress);
 
     dinfo.err = jpeg_std_error(&jerr.pub);
     jerr.pub.error_exit = my_error_exit;
     if (setjmp(jerr.setjmp_buffer)) {
         jpeg_destroy_decompress(&dinfo);
-        jpeg_destroy_compress(&cinfo);
         return false;
     }
 
@@ -126,26 +154,8 @@ bool fitAndEncode(CFReadStreamRef stream, const char* name, uint32_t boxWidth, u
     jpeg_destroy_decompress(&dinfo);
 
     work->upright(orientation);
-
-    cinfo.err = jpeg_std_error(&jerr.pub);
-    jerr.pub.error_exit = my_error_exit;
-    jpeg_create_compress(&cinfo);
-    cinfo.image_width = work->size.width;
-    cinfo.image_height = work->size.height;
-    jpeg_stream_dest(&cinfo, encoded);
-    cinfo.input_components = 3;
-    cinfo.in_color_space = JCS_RGB;
-    jpeg_set_defaults(&cinfo);
-    jpeg_set_quality(&cinfo, quality, TRUE);
-    jpeg_start_compress(&cinfo, TRUE);
-    const size_t stride = size_t(work->size.width) * 3;
-    while (cinfo.next_scanline < cinfo.image_height) {
-        JSAMPROW rows[1] = {&work->picture[cinfo.next_scanline * stride]};
-        jpeg_write_scanlines(&cinfo, rows, 1);
-    }
-    jpeg_finish_compress(&cinfo);
-    jpeg_destroy_compress(&cinfo);
-    return true;
+    return encodeRows(work->picture.data(), size_t(work->size.width) * 3, work->size.width,
+                      work->size.height, quality, encoded);
 }
 
 } // namespace
@@ -158,6 +168,40 @@ bool writeFittedJPEG(const CFURL_t& url, uint32_t boxWidth, uint32_t boxHeight, 
     if (!fitAndEncode(stream, CFURLGetPOSIXPath(url), std::max(boxWidth, 1u),
                       std::max(boxHeight, 1u), quality, &encoded, &work))
         return false;
+    std::string_view bytes = encoded.view();
+    out.write(bytes.data(), std::streamsize(bytes.size()));
+    return true;
+}
+
+bool writeFittedRGB(const RGBPicture& picture, uint32_t boxWidth, uint32_t boxHeight, int quality,
+                    std::ostream& out, const SrgbTransform* colour) {
+    FittedSize fitted =
+        fitInBox(picture.width, picture.height, std::max(boxWidth, 1u), std::max(boxHeight, 1u));
+    std::vector<uint8_t> made;
+    const uint8_t* rows = picture.pixels;
+    size_t stride = picture.stride;
+    if (fitted.width != picture.width || fitted.height != picture.height) {
+        made.resize(size_t(fitted.width) * fitted.height * 3);
+        Resampler shrink(picture.width, picture.height, fitted.width, fitted.height,
+                         [&](const uint8_t* row, uint32_t y) {
+                             memcpy(&made[size_t(y) * fitted.width * 3], row,
+                                    size_t(fitted.width) * 3);
+                         });
+        for (uint32_t y = 0; y < picture.height; ++y)
+            shrink.push(picture.pixels + y * picture.stride);
+    } else if (colour) { // converted in a copy: the picture is the caller's
+        made.resize(size_t(fitted.width) * fitted.height * 3);
+        for (uint32_t y = 0; y < picture.height; ++y)
+            memcpy(&made[size_t(y) * fitted.width * 3], picture.pixels + y * picture.stride,
+                   size_t(fitted.width) * 3);
+    }
+    if (!made.empty()) {
+        rows = made.data();
+        stride = size_t(fitted.width) * 3;
+        if (colour) colour->apply(made.data(), size_t(fitted.width) * fitted.height);
+    }
+    std::ostringstream encoded;
+    if (!encodeRows(rows, stride, fitted.width, fitted.height, quality, &encoded)) return false;
     std::string_view bytes = encoded.view();
     out.write(bytes.data(), std::streamsize(bytes.size()));
     return true;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "cf/cftempl.h"
+#include "image/ColourProfile.h"
 
 #include <cstdint>
 #include <ostream>
@@ -31,3 +32,16 @@ FittedSize fitInBox(uint32_t width, uint32_t height, uint32_t boxWidth, uint32_t
 // Throws std::runtime_error when the file cannot be opened.
 bool writeFittedJPEG(const CFURL_t& url, uint32_t boxWidth, uint32_t boxHeight, int quality,
                      std::ostream& out);
+
+// An upright 8-bit RGB picture in memory: height rows of width pixels, stride bytes apart.
+struct RGBPicture {
+    const uint8_t* pixels;
+    uint32_t width, height;
+    size_t stride;
+};
+// Encodes picture, baseline, at quality and at fitInBox(its size, box) (a Catmull-Rom shrink, or
+// the picture as it is when it fits), appending the JPEG to out. colour, when given, converts
+// the fitted pixels (see ColourProfile.h). False, with nothing written, when the encoder fails.
+// REQUIRES: all sizes at least 1.
+bool writeFittedRGB(const RGBPicture& picture, uint32_t boxWidth, uint32_t boxHeight, int quality,
+                    std::ostream& out, const SrgbTransform* colour = nullptr);

@@ -2,6 +2,7 @@
 #include "image/ImageInfo.h"
 
 #include "image/ExifData.h"
+#include "image/HeifPicture.h"
 #include "image/Orientation.h"
 
 #include <cstring>
@@ -175,6 +176,23 @@ static int _probe(CFReadStream_t& stream, ImageSize* size, CFDataRef* exif) {
             size->height = int32_t(toUInt32_LE(header + 22)); // negative: rows top-down
         }
         return kImageBMP;
+    }
+    if (looksLikeHeif(header, sizeof header)) {
+        if (!size && !exif) return kImageHEIF;
+        HeifFacts facts;
+        if (!readHeifFacts(_CFReadStreamGetFileDescriptor(stream), &facts, exif != nullptr))
+            return kImageUnknown;
+        if (size) {
+            size->width = int32_t(facts.width);
+            size->height = int32_t(facts.height);
+        }
+        if (exif && !facts.exif.empty()) {
+            CFMutableDataRef payload = CFDataCreateMutable(CFIndex(facts.exif.size()));
+            CFDataSetLength(payload, CFIndex(facts.exif.size()));
+            memcpy(CFDataGetMutableBytePtr(payload), facts.exif.data(), facts.exif.size());
+            *exif = payload;
+        }
+        return kImageHEIF;
     }
     // TIFF ("II" 2A 00, "MM" 00 2A) is recognised by nothing in this version: it is unknown.
     return kImageUnknown;

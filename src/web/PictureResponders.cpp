@@ -2,6 +2,7 @@
 #include "web/PictureResponders.h"
 
 #include "image/FittedJPEG.h"
+#include "image/HeifPicture.h"
 #include "image/ImageInfo.h"
 #include "image/ScaledJPEG.h"
 #include "library/LibraryRegistry.h"
@@ -96,17 +97,39 @@ std::optional<int64_t> strictInteger(const VarMap& vars, const char* name) {
     return start ? -value : value;
 }
 
-// The source of a sized thumbnail: the photo's picture when it is a JPEG that can be opened,
-// else (films, other types, a missing picture) its stored thumbnail.
-MediaFile sizedThumbnailSource(int library, int album, int photo) {
+// Whether pictures of this probed type are made into JPEGs here.
+bool canFit(int type) {
+    return type == kImageJPEG || type == kImageHEIF;
+}
+
+// Makes a JPEG of file, a picture of the probed type (canFit), fitted into the box.
+bool makeFitted(const MediaFile& file, int type, uint32_t boxWidth, uint32_t boxHeight, int quality,
+                std::ostream& out) {
+    if (type == kImageHEIF)
+        return writeFittedHeif(file.fd(), file.path().c_str(), boxWidth, boxHeight, quality, out);
+    return writeFittedJPEG(readingURL(file), boxWidth, boxHeight, quality, out);
+}
+
+// A picture file and its probed type.
+struct Source {
+    MediaFile file;
+    int type;
+};
+
+// The source of a sized thumbnail: the photo's picture when it is one made into JPEGs here
+// (canFit) and can be opened, else (films, other types, a missing picture) its stored thumbnail.
+Source sizedThumbnailSource(int library, int album, int photo) {
     CFString_t imagePath =
         libGetImagePath(unsigned(library), unsigned(album), unsigned(photo), false);
     if (std::optional<MediaFile> image = MediaFile::open(CFStringGetUTF8(imagePath))) {
-        if (!image->isFilm() && getImageInfo(readingURL(*image), nullptr, nullptr) == kImageJPEG)
-            return std::move(*image);
+        int type =
+            image->isFilm() ? kImageUnknown : getImageInfo(readingURL(*image), nullptr, nullptr);
+        if (canFit(type)) return {std::move(*image), type};
     }
-    return openLibraryFile(
-        libGetImagePath(unsigned(library), unsigned(album), unsigned(photo), true));
+    MediaFile stored =
+        openLibraryFile(libGetImagePath(unsigned(library), unsigned(album), unsigned(photo), true));
+    int type = getImageInfo(readingURL(stored), nullptr, nullptr);
+    return {std::move(stored), type == kImageHEIF ? kImageHEIF : kImageJPEG};
 }
 
 // The reply to /thumbnail/ with "size": see PictureResponders.h.
@@ -115,7 +138,8 @@ void SizedThumbnail(std::unique_ptr<HttpReply>& reply, const CFString_t& path, c
     std::optional<int64_t> asked = strictInteger(vars, "size");
     if (!asked) return ErrorPageResponder(reply, path, vars, out);
     uint32_t side = uint32_t(std::clamp<int64_t>(*asked, kMinThumbnailSide, kMaxThumbnailSide));
-    MediaFile file = sizedThumbnailSource(library, album, photo);
+    Source source = sizedThumbnailSource(library, album, photo);
+    MediaFile& file = source.file;
     char variant[32];
     snprintf(variant, sizeof variant, "s%uq%d", side, kSizedThumbnailQuality);
     Validator validator = FileValidator(file.info(), variant);
@@ -124,19 +148,20 @@ void SizedThumbnail(std::unique_ptr<HttpReply>& reply, const CFString_t& path, c
         ++stats().thumbnailCount;
         return;
     }
-    answerAsHeavy([file = std::move(file), side, variant = std::string(variant), validator,
-                   path](std::unique_ptr<HttpReply>& reply, std::ostream& out) {
+    answerAsHeavy([file = std::move(file), type = source.type, side, variant = std::string(variant),
+                   validator, path](std::unique_ptr<HttpReply>& reply, std::ostream& out) {
         std::ostringstream made;
-        if (!writeFittedJPEG(readingURL(file), side, side, kSizedThumbnailQuality, made))
+        if (!makeFitted(file, type, side, side, kSizedThumbnailQuality, made))
             return ErrorPageResponder(reply, path, VarMap(), out);
         sendAndKeep(reply, out, file, variant, validator, made.view());
         ++stats().thumbnailCount;
     });
 }
 
-// The reply to /image/ with "fit=exact" for a JPEG: see PictureResponders.h.
-void ExactFitPicture(std::unique_ptr<HttpReply>& reply, MediaFile& file, uint32_t askedWidth,
-                     uint32_t askedHeight, bool fullSize) {
+// The reply to /image/ with "fit=exact" for a JPEG, and to any box for a picture of another type
+// made into JPEGs here (canFit): see PictureResponders.h.
+void ExactFitPicture(std::unique_ptr<HttpReply>& reply, MediaFile& file, int type,
+                     uint32_t askedWidth, uint32_t askedHeight, bool fullSize) {
     uint32_t cap = fullSize ? kMaxFittedSide : kLimitedPictureSide;
     uint32_t boxWidth = std::min(askedWidth, cap), boxHeight = std::min(askedHeight, cap);
     unsigned quality = prefGetImageQuality();
@@ -145,9 +170,9 @@ void ExactFitPicture(std::unique_ptr<HttpReply>& reply, MediaFile& file, uint32_
              fullSize ? "" : "l");
     Validator made = FileValidator(file.info(), variant);
     if (NotModified(made)) return ReplyNotModified(reply, made, CachePolicy::Keep);
-    // The original as a browser shows it: upright.
+    // The original as a browser shows it: upright. Only a JPEG is one every browser shows.
     ImageSize stored = {0, 0};
-    getImageInfo(readingURL(file), &stored, nullptr);
+    if (type == kImageJPEG) getImageInfo(readingURL(file), &stored, nullptr);
     ImageSize shown = uprightSize(stored);
     bool known = shown.width > 0 && shown.height > 0;
     if (known && fullSize && uint32_t(shown.width) <= askedWidth &&
@@ -163,11 +188,11 @@ void ExactFitPicture(std::unique_ptr<HttpReply>& reply, MediaFile& file, uint32_
         ++stats().imageCount;
         return;
     }
-    answerAsHeavy([file = std::move(file), boxWidth, boxHeight, quality,
+    answerAsHeavy([file = std::move(file), type, boxWidth, boxHeight, quality,
                    variant = std::string(variant),
                    made](std::unique_ptr<HttpReply>& reply, std::ostream& out) {
         std::ostringstream picture;
-        if (!writeFittedJPEG(readingURL(file), boxWidth, boxHeight, int(quality), picture)) return;
+        if (!makeFitted(file, type, boxWidth, boxHeight, int(quality), picture)) return;
         sendAndKeep(reply, out, file, variant, made, picture.view());
         ++stats().imageCount;
     });
@@ -200,8 +225,12 @@ void ThumbnailResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& pat
     if (NotModified(validator)) return ReplyNotModified(reply, validator, CachePolicy::Keep);
     answerAsHeavy([file = std::move(file), quality, validator,
                    path](std::unique_ptr<HttpReply>& reply, std::ostream& out) {
-        if (!writeScaledJPEG(readingURL(file), 0, 0, int(quality), out, 1))
-            return ErrorPageResponder(reply, path, VarMap(), out);
+        // A stored thumbnail that is a HEIF picture is made into a JPEG as a sized one would be.
+        bool made = getImageInfo(readingURL(file), nullptr, nullptr) == kImageHEIF
+                        ? makeFitted(file, kImageHEIF, kMaxThumbnailSide, kMaxThumbnailSide,
+                                     int(quality), out)
+                        : writeScaledJPEG(readingURL(file), 0, 0, int(quality), out, 1);
+        if (!made) return ErrorPageResponder(reply, path, VarMap(), out);
         reply = jpegReply();
         SetValidator(*reply, validator, CachePolicy::Keep);
         ++stats().thumbnailCount;
@@ -250,9 +279,19 @@ void ImageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, c
     bool fullSize = fullSizeAllowed(library);
     int probed = getImageInfo(readingURL(file), nullptr, nullptr);
     bool jpeg = probed == kImageJPEG || (!fullSize && file.type().jpeg);
-    if (jpeg && exact) {
-        auto side = [](int64_t asked) { return uint32_t(std::min<int64_t>(asked, UINT32_MAX)); };
-        return ExactFitPicture(reply, file, side(*fitWidth), side(*fitHeight), fullSize);
+    auto side = [](int64_t asked) { return uint32_t(std::clamp<int64_t>(asked, 1, UINT32_MAX)); };
+    if (jpeg && exact)
+        return ExactFitPicture(reply, file, kImageJPEG, side(*fitWidth), side(*fitHeight),
+                               fullSize);
+    // A HEIF picture, which few browsers show, is made into a JPEG for any box.
+    if (probed == kImageHEIF && (exact || scaling || !fullSize)) {
+        uint32_t boxWidth = exact     ? side(*fitWidth)
+                            : scaling ? side(maxWidth)
+                                      : kLimitedPictureSide;
+        uint32_t boxHeight = exact     ? side(*fitHeight)
+                             : scaling ? side(maxHeight)
+                                       : kLimitedPictureSide;
+        return ExactFitPicture(reply, file, kImageHEIF, boxWidth, boxHeight, fullSize);
     }
     if (jpeg && (scaling || !fullSize)) {
         uint32_t limit = fullSize ? 0 : kLimitedPictureSide;

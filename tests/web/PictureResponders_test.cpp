@@ -2,6 +2,7 @@
 // libraries without full-size downloads, validators and what is refused.
 #include "JsonFixtures.h"
 #include "image/ImageFixtures.h"
+#include "support/EncodeHEIF.h"
 
 #include <gtest/gtest.h>
 
@@ -23,6 +24,17 @@ class PictureTest : public ServedSuite<PictureTest> {
         files.write("Library/huge.jpg", encodeJPEG(4000, 3000));
         files.write("Library/empty.jpg", "");
         files.write("Library/cut.jpg", big.substr(0, 300)); // a JFIF header cut inside its tables
+        // A phone's picture: stored 640 × 480 and turned a quarter by its transforms, with an
+        // EXIF item saying the same (orientation 6), which must not turn it again.
+        testsupport::HeifOptions phone;
+        phone.orientation = heif_orientation_rotate_90_cw;
+        ExifBuilder exif(false);
+        uint32_t model = exif.text("Phone 15");
+        exif.first(exif.directory(
+            {ExifBuilder::ascii(0x0110, model, 9), ExifBuilder::shortValue(0x0112, 6)}));
+        phone.exif = exif.payload();
+        heic = testsupport::encodeHEIF(640, 480, phone);
+        files.write("Library/phone.heic", heic);
         // Files sent as stored: the first bytes of their type, padded to 64.
         const std::pair<const char*, std::string> stored[] = {
             {"picture.png", std::string("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR\0\0\0\x20\0\0\0\x10", 24)},
@@ -38,7 +50,7 @@ class PictureTest : public ServedSuite<PictureTest> {
             {"6", "clip.mov", "still.jpg"},   {"7", "broken.jpg", "broken.jpg"},
             {"0042", "big.jpg", "thumb.jpg"}, {"8", "missing.jpg", "missing.jpg"},
             {"9", "empty.jpg", "empty.jpg"},  {"10", "cut.jpg", "cut.jpg"},
-            {"12", "huge.jpg", "thumb.jpg"}};
+            {"12", "huge.jpg", "thumb.jpg"},  {"13", "phone.heic", "thumb.jpg"}};
         std::string master;
         std::vector<std::string> keys;
         for (auto& p : photos) {
@@ -54,7 +66,7 @@ class PictureTest : public ServedSuite<PictureTest> {
         files.write("prefs.plist",
                     serverPrefs(library(0, lib, true) + library(1, files.path("Limited"), false)));
     }
-    static inline std::string big;
+    static inline std::string big, heic;
 };
 
 // Every row: the reply is a JPEG of w × h, or a file sent as stored of the given type (the 64-byte
@@ -100,7 +112,7 @@ TEST_F(PictureTest, RouteTable) {
         {"no full-size downloads: films play", "/image/?l=1&a=1&i=2", 0, 0, "video/quicktime"},
         {"no full-size downloads: a png cannot be shrunk", "/image/?l=1&a=1&i=1"},
         {"no index", "/image/?l=0&a=1"},
-        {"at the end of the list", "/image/?l=0&a=1&i=9"},
+        {"at the end of the list", "/image/?l=0&a=1&i=10"},
         {"file missing", "/image/?l=0&a=1&i=5"},
         {"album not published", "/image/?l=0&a=2&i=0"},
         {"a JPEG that cannot be decoded", "/image/?l=0&a=1&i=7&mw=100&mh=100"},
@@ -140,6 +152,31 @@ TEST_F(PictureTest, OriginalsGoOutByteForByteOnlyWhereTheLibraryAllows) {
         << "a box the picture fits sends the original";
     EXPECT_NE(bodyOf(get("/image/?l=1&a=1&i=0&mw=1600&mh=1200&fit=exact")), big)
         << "no full-size downloads: never the original";
+}
+
+// A HEIC picture (photo 13, index 9) is made into upright JPEGs wherever a JPEG would be shrunk,
+// and its sizes are the upright ones; without a box the original leaves as it is.
+TEST_F(PictureTest, HeicPicturesAreMadeIntoUprightJPEGs) {
+    if (heic.empty()) GTEST_SKIP() << "libheif has no HEIC encoder here";
+    const std::tuple<const char*, const char*, int, int> cases[] = {
+        {"sized thumbnail", "/thumbnail/?l=0&a=1&p=13&size=320", 240, 320},
+        {"a box", "/image/?l=0&a=1&i=9&mw=240&mh=240", 180, 240},
+        {"exact fit, never enlarged", "/image/?l=0&a=1&i=9&mw=5000&mh=5000&fit=exact", 480, 640},
+        {"no full-size downloads, no box", "/image/?l=1&a=1&i=9", 480, 640},
+    };
+    for (const auto& [name, target, width, height] : cases) {
+        std::string reply = get(target);
+        EXPECT_EQ(headerOf(reply, "Content-Type"), "image/jpeg") << name;
+        int w = 0, h = 0, components = 0;
+        EXPECT_TRUE(jpegHeader(bodyOf(reply), w, h, components)) << name;
+        EXPECT_EQ(std::make_pair(w, h), std::make_pair(width, height)) << name;
+    }
+    std::string original = get("/image/?l=0&a=1&i=9");
+    EXPECT_EQ(headerOf(original, "Content-Type"), "image/heic");
+    EXPECT_EQ(bodyOf(original), heic);
+    std::string info = bodyOf(get("/json/getpicinfo?l=0&a=1&i=9"));
+    EXPECT_EQ(info.substr(0, 19), "({ \"h\":640, \"w\":480") << info;
+    EXPECT_NE(info.find("\"cameraModel\":\"Phone 15\""), std::string::npos) << info;
 }
 
 TEST_F(PictureTest, ValidatorsLetBrowsersKeepPicturesAndRevalidateWithoutWork) {
