@@ -106,8 +106,9 @@ bool encodeRows(const uint8_t* rows, size_t stride, uint32_t width, uint32_t hei
 }
 
 // Decodes stream, fits it and encodes into encoded. Only plain C objects live in this frame.
+// orientation 0 takes the file's own.
 bool fitAndEncode(CFReadStreamRef stream, const char* name, uint32_t boxWidth, uint32_t boxHeight,
-                  int quality, std::ostream* encoded, Work* work) {
+                  int quality, int givenOrientation, std::ostream* encoded, Work* work) {
     struct jpeg_decompress_struct dinfo;
     struct jpeg_progress_mgr progress;
     my_error_mgr jerr;
@@ -127,7 +128,7 @@ bool fitAndEncode(CFReadStreamRef stream, const char* name, uint32_t boxWidth, u
         return false;
     }
     // The box is the upright picture's: a picture stored on its side meets it turned.
-    const int orientation = savedOrientation(&dinfo);
+    const int orientation = givenOrientation ? givenOrientation : savedOrientation(&dinfo);
     const bool swaps = orientationSwapsSides(orientation);
     FittedSize fitted = fitInBox(dinfo.image_width, dinfo.image_height,
                                  swaps ? boxHeight : boxWidth, swaps ? boxWidth : boxHeight);
@@ -162,11 +163,17 @@ bool fitAndEncode(CFReadStreamRef stream, const char* name, uint32_t boxWidth, u
 
 bool writeFittedJPEG(const CFURL_t& url, uint32_t boxWidth, uint32_t boxHeight, int quality,
                      std::ostream& out) {
+    return writeFittedJPEGAt(url, 0, 0, boxWidth, boxHeight, quality, out);
+}
+
+bool writeFittedJPEGAt(const CFURL_t& url, uint64_t offset, int orientation, uint32_t boxWidth,
+                       uint32_t boxHeight, int quality, std::ostream& out) {
     CFReadStream_t stream(url);
+    if (offset > uint64_t(INT32_MAX) || !stream.seekAbsolute(int(offset))) return false;
     std::ostringstream encoded;
     Work work;
     if (!fitAndEncode(stream, CFURLGetPOSIXPath(url), std::max(boxWidth, 1u),
-                      std::max(boxHeight, 1u), quality, &encoded, &work))
+                      std::max(boxHeight, 1u), quality, orientation, &encoded, &work))
         return false;
     std::string_view bytes = encoded.view();
     out.write(bytes.data(), std::streamsize(bytes.size()));

@@ -32,6 +32,10 @@ FittedSize fitInBox(uint32_t width, uint32_t height, uint32_t boxWidth, uint32_t
 // Throws std::runtime_error when the file cannot be opened.
 bool writeFittedJPEG(const CFURL_t& url, uint32_t boxWidth, uint32_t boxHeight, int quality,
                      std::ostream& out);
+// The same for a JPEG stored inside the file from offset on (a camera raw file's preview),
+// turned upright by orientation (1-8) instead of its own EXIF; 0 takes its own.
+bool writeFittedJPEGAt(const CFURL_t& url, uint64_t offset, int orientation, uint32_t boxWidth,
+                       uint32_t boxHeight, int quality, std::ostream& out);
 
 // An upright 8-bit RGB picture in memory: height rows of width pixels, stride bytes apart.
 struct RGBPicture {

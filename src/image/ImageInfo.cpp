@@ -4,9 +4,12 @@
 #include "image/ExifData.h"
 #include "image/HeifPicture.h"
 #include "image/Orientation.h"
+#include "image/RawPreview.h"
 
+#include <algorithm>
 #include <cstring>
 #include <exception>
+#include <unistd.h>
 #include <utility>
 
 // Reads until length bytes have arrived or the stream ends. The stream serves reads from its
@@ -74,10 +77,11 @@ static bool _isStartOfFrame(int marker) {
     return marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
 }
 
-// The marker walk, from the marker code after SOI's FF. See getImageInfo for what it confirms.
-static int _probeJPEG(CFReadStream_t& stream, ImageSize* size, CFDataRef* exif) {
+// The marker walk, from the marker code after SOI's FF, for a JPEG starting at base. See
+// getImageInfo for what it confirms.
+static int _probeJPEG(CFReadStream_t& stream, ImageSize* size, CFDataRef* exif, int base = 0) {
     bool sizeFound = false, exifFound = false, keptExif = false, orientationFound = false;
-    if (!stream.seekAbsolute(3)) return kImageUnknown;
+    if (!stream.seekAbsolute(base + 3)) return kImageUnknown;
     for (;;) {
         int marker = getByte(stream);
         if (marker != 0xD9) {
@@ -193,6 +197,32 @@ static int _probe(CFReadStream_t& stream, ImageSize* size, CFDataRef* exif) {
             *exif = payload;
         }
         return kImageHEIF;
+    }
+    if (looksLikeRaw(header, sizeof header)) {
+        int fd = _CFReadStreamGetFileDescriptor(stream);
+        RawPreview preview;
+        if (!findRawPreview(fd, &preview) || preview.offset > uint64_t(INT32_MAX - 3))
+            return kImageUnknown;
+        if (size) {
+            if (_probeJPEG(stream, size, nullptr, int(preview.offset)) != kImageJPEG)
+                return kImageUnknown;
+            size->orientation = preview.orientation;
+        }
+        bool plainTiff = memcmp(header, "II*\0", 4) == 0 || memcmp(header, "MM\0*", 4) == 0;
+        if (exif && plainTiff) {
+            int64_t fileSize = _CFReadStreamGetFileSize(stream);
+            size_t length = size_t(std::min<int64_t>(fileSize, int64_t(kMaxRawExifBytes)));
+            CFMutableDataRef payload = CFDataCreateMutable(CFIndex(length + 6));
+            CFDataSetLength(payload, CFIndex(length + 6));
+            uint8_t* bytes = CFDataGetMutableBytePtr(payload);
+            memcpy(bytes, "Exif\0\0", 6);
+            if (length > 0 && pread(fd, bytes + 6, length, 0) != ssize_t(length)) {
+                CFRelease(payload);
+            } else {
+                *exif = payload;
+            }
+        }
+        return kImageRaw;
     }
     // TIFF ("II" 2A 00, "MM" 00 2A) is recognised by nothing in this version: it is unknown.
     return kImageUnknown;

@@ -27,13 +27,20 @@ enum ImageType : int {
     kImagePNG = 3,
     kImageBMP = 4,
     kImageHEIF = 5, // HEIC, AVIF and other HEIF still pictures (see HeifPicture.h)
+    kImageRaw = 6,  // a camera raw file with a JPEG preview (see RawPreview.h)
 };
+
+// The bytes of a raw file handed to the EXIF reader.
+constexpr size_t kMaxRawExifBytes = 256 * 1024;
 
 // Probes the file's header and returns its ImageType. Never throws.
 //
 // A HEIF file is known by its brands; with size or exif given it is also parsed (not decoded),
 // and is kImageHEIF only when that succeeds. Its size is the primary picture's, already upright
-// (orientation 1), and *exif its EXIF item as an APP1 payload.
+// (orientation 1), and *exif its EXIF item as an APP1 payload. A TIFF-based or RAF camera raw
+// file is kImageRaw when it carries a JPEG preview (other TIFF files stay kImageUnknown): its size
+// is the preview's, its orientation the raw file's, and *exif, for a plain TIFF header, the
+// file's first kMaxRawExifBytes as an APP1 payload.
 // size and exif may each be null; what is read depends on which are given. For a JPEG with
 // both null, the first JFIF APP0 or frame header confirms the type; with size only, the first
 // frame header; with exif only, the first APP1 that holds EXIF (or, when none does, the frame

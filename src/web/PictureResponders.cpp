@@ -4,6 +4,7 @@
 #include "image/FittedJPEG.h"
 #include "image/HeifPicture.h"
 #include "image/ImageInfo.h"
+#include "image/RawPreview.h"
 #include "image/ScaledJPEG.h"
 #include "library/LibraryRegistry.h"
 #include "protocol/Validators.h"
@@ -99,7 +100,7 @@ std::optional<int64_t> strictInteger(const VarMap& vars, const char* name) {
 
 // Whether pictures of this probed type are made into JPEGs here.
 bool canFit(int type) {
-    return type == kImageJPEG || type == kImageHEIF;
+    return type == kImageJPEG || type == kImageHEIF || type == kImageRaw;
 }
 
 // Makes a JPEG of file, a picture of the probed type (canFit), fitted into the box.
@@ -107,6 +108,12 @@ bool makeFitted(const MediaFile& file, int type, uint32_t boxWidth, uint32_t box
                 std::ostream& out) {
     if (type == kImageHEIF)
         return writeFittedHeif(file.fd(), file.path().c_str(), boxWidth, boxHeight, quality, out);
+    if (type == kImageRaw) { // its JPEG preview, turned by the raw file's orientation
+        RawPreview preview;
+        return findRawPreview(file.fd(), &preview) &&
+               writeFittedJPEGAt(readingURL(file), preview.offset, preview.orientation, boxWidth,
+                                 boxHeight, quality, out);
+    }
     return writeFittedJPEG(readingURL(file), boxWidth, boxHeight, quality, out);
 }
 
@@ -129,7 +136,7 @@ Source sizedThumbnailSource(int library, int album, int photo) {
     MediaFile stored =
         openLibraryFile(libGetImagePath(unsigned(library), unsigned(album), unsigned(photo), true));
     int type = getImageInfo(readingURL(stored), nullptr, nullptr);
-    return {std::move(stored), type == kImageHEIF ? kImageHEIF : kImageJPEG};
+    return {std::move(stored), canFit(type) ? type : kImageJPEG};
 }
 
 // The reply to /thumbnail/ with "size": see PictureResponders.h.
@@ -283,15 +290,16 @@ void ImageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, c
     if (jpeg && exact)
         return ExactFitPicture(reply, file, kImageJPEG, side(*fitWidth), side(*fitHeight),
                                fullSize);
-    // A HEIF picture, which few browsers show, is made into a JPEG for any box.
-    if (probed == kImageHEIF && (exact || scaling || !fullSize)) {
+    // A HEIF picture, which few browsers show, and a raw file's preview are made into a JPEG
+    // for any box.
+    if ((probed == kImageHEIF || probed == kImageRaw) && (exact || scaling || !fullSize)) {
         uint32_t boxWidth = exact     ? side(*fitWidth)
                             : scaling ? side(maxWidth)
                                       : kLimitedPictureSide;
         uint32_t boxHeight = exact     ? side(*fitHeight)
                              : scaling ? side(maxHeight)
                                        : kLimitedPictureSide;
-        return ExactFitPicture(reply, file, kImageHEIF, boxWidth, boxHeight, fullSize);
+        return ExactFitPicture(reply, file, probed, boxWidth, boxHeight, fullSize);
     }
     if (jpeg && (scaling || !fullSize)) {
         uint32_t limit = fullSize ? 0 : kLimitedPictureSide;

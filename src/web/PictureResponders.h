@@ -5,11 +5,12 @@
 // leave as JPEG at the thumbnail quality; pictures are sent as stored, or, for a JPEG asked
 // for with both "mw" and "mh", shrunk to fit that box at the image quality.
 //
-// HEIF pictures (a phone's HEIC, AVIF), which few browsers show, are made into JPEGs wherever a
-// JPEG would be shrunk: a sized thumbnail is made from one; "/image/" with "mw" and "mh", with or
-// without "fit=exact", gets one fitted exactly into the box (see ExactFitPicture's caps, and
-// never the original even when it fits); a library without full-size downloads sends one fitted
-// into 2048 × 2048. Without a box, a library with full-size downloads sends the original.
+// HEIF pictures (a phone's HEIC, AVIF), which few browsers show, and camera raw files (by their
+// JPEG preview, see RawPreview.h) are made into JPEGs wherever a JPEG would be shrunk: a sized
+// thumbnail is made from one; "/image/" with "mw" and "mh", with or without "fit=exact", gets one
+// fitted exactly into the box (see ExactFitPicture's caps, and never the original even when it
+// fits); a library without full-size downloads sends one fitted into 2048 × 2048. Without a box, a
+// library with full-size downloads sends the original.
 //
 // Only pictures and films leave (see LibraryFiles): any other stored path is answered like a
 // missing file. A library whose "FullSizeDownload" is false never sends an original picture:

@@ -35,6 +35,15 @@ class PictureTest : public ServedSuite<PictureTest> {
         phone.exif = exif.payload();
         heic = testsupport::encodeHEIF(640, 480, phone);
         files.write("Library/phone.heic", heic);
+        // A camera raw file: a 640 × 480 JPEG preview named by its first directory, which says
+        // orientation 6.
+        ExifBuilder tiff(true);
+        std::string preview = encodeJPEG(640, 480);
+        uint32_t at = tiff.bytes(preview);
+        tiff.first(tiff.directory({ExifBuilder::shortValue(274, 6), ExifBuilder::longValue(513, at),
+                                   ExifBuilder::longValue(514, uint32_t(preview.size()))}));
+        raw = tiff.payload().substr(6);
+        files.write("Library/camera.nef", raw);
         // Files sent as stored: the first bytes of their type, padded to 64.
         const std::pair<const char*, std::string> stored[] = {
             {"picture.png", std::string("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR\0\0\0\x20\0\0\0\x10", 24)},
@@ -50,7 +59,8 @@ class PictureTest : public ServedSuite<PictureTest> {
             {"6", "clip.mov", "still.jpg"},   {"7", "broken.jpg", "broken.jpg"},
             {"0042", "big.jpg", "thumb.jpg"}, {"8", "missing.jpg", "missing.jpg"},
             {"9", "empty.jpg", "empty.jpg"},  {"10", "cut.jpg", "cut.jpg"},
-            {"12", "huge.jpg", "thumb.jpg"},  {"13", "phone.heic", "thumb.jpg"}};
+            {"12", "huge.jpg", "thumb.jpg"},  {"13", "phone.heic", "thumb.jpg"},
+            {"14", "camera.nef", "thumb.jpg"}};
         std::string master;
         std::vector<std::string> keys;
         for (auto& p : photos) {
@@ -66,7 +76,7 @@ class PictureTest : public ServedSuite<PictureTest> {
         files.write("prefs.plist",
                     serverPrefs(library(0, lib, true) + library(1, files.path("Limited"), false)));
     }
-    static inline std::string big, heic;
+    static inline std::string big, heic, raw;
 };
 
 // Every row: the reply is a JPEG of w × h, or a file sent as stored of the given type (the 64-byte
@@ -112,7 +122,7 @@ TEST_F(PictureTest, RouteTable) {
         {"no full-size downloads: films play", "/image/?l=1&a=1&i=2", 0, 0, "video/quicktime"},
         {"no full-size downloads: a png cannot be shrunk", "/image/?l=1&a=1&i=1"},
         {"no index", "/image/?l=0&a=1"},
-        {"at the end of the list", "/image/?l=0&a=1&i=10"},
+        {"at the end of the list", "/image/?l=0&a=1&i=11"},
         {"file missing", "/image/?l=0&a=1&i=5"},
         {"album not published", "/image/?l=0&a=2&i=0"},
         {"a JPEG that cannot be decoded", "/image/?l=0&a=1&i=7&mw=100&mh=100"},
@@ -177,6 +187,28 @@ TEST_F(PictureTest, HeicPicturesAreMadeIntoUprightJPEGs) {
     std::string info = bodyOf(get("/json/getpicinfo?l=0&a=1&i=9"));
     EXPECT_EQ(info.substr(0, 19), "({ \"h\":640, \"w\":480") << info;
     EXPECT_NE(info.find("\"cameraModel\":\"Phone 15\""), std::string::npos) << info;
+}
+
+// A camera raw file (photo 14, index 10) is shown by its JPEG preview, turned by the raw file's
+// orientation; without a box the raw file itself leaves.
+TEST_F(PictureTest, RawFilesAreShownByTheirPreviewUpright) {
+    const std::tuple<const char*, const char*, int, int> cases[] = {
+        {"sized thumbnail", "/thumbnail/?l=0&a=1&p=14&size=320", 240, 320},
+        {"a box", "/image/?l=0&a=1&i=10&mw=240&mh=240", 180, 240},
+        {"no full-size downloads, no box", "/image/?l=1&a=1&i=10", 480, 640},
+    };
+    for (const auto& [name, target, width, height] : cases) {
+        std::string reply = get(target);
+        EXPECT_EQ(headerOf(reply, "Content-Type"), "image/jpeg") << name;
+        int w = 0, h = 0, components = 0;
+        EXPECT_TRUE(jpegHeader(bodyOf(reply), w, h, components)) << name;
+        EXPECT_EQ(std::make_pair(w, h), std::make_pair(width, height)) << name;
+    }
+    std::string original = get("/image/?l=0&a=1&i=10");
+    EXPECT_EQ(headerOf(original, "Content-Type"), "image/x-nikon-nef");
+    EXPECT_EQ(bodyOf(original), raw);
+    std::string info = bodyOf(get("/json/getpicinfo?l=0&a=1&i=10"));
+    EXPECT_EQ(info.substr(0, 19), "({ \"h\":640, \"w\":480") << info;
 }
 
 TEST_F(PictureTest, ValidatorsLetBrowsersKeepPicturesAndRevalidateWithoutWork) {
