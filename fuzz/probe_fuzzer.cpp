@@ -30,8 +30,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         CFDataRef exif = nullptr;
         int probed = getImageInfo(fuzzfiles::memoryFile(data, size, "/home/ana/probe.jpg"),
                                   way & 1 ? &got : nullptr, way & 2 ? &exif : nullptr);
-        if (probed < kImageUnknown || probed > kImageBMP) __builtin_trap();
-        if (exif && CFDataGetLength(exif) > CFIndex(size)) __builtin_trap();
+        if (probed < kImageUnknown || probed > kImageRaw) __builtin_trap();
+        // A block is part of the file, with at most the 6-byte APP1 header put before it.
+        if (exif && CFDataGetLength(exif) > CFIndex(size) + 6) __builtin_trap();
         if (exif) CFRelease(exif);
         if (way & 1 && probed == kImageJPEG && (got.orientation < 1 || got.orientation > 8))
             __builtin_trap();

@@ -254,6 +254,33 @@ for (const size of SIZES) {
     });
   });
 
+  test(`phone and camera pictures: wide-gamut cards in true colours, HEIC and raw shown (${size.name})`, { skip: skipAll, timeout: 120000 }, async () => {
+    const cards = ['Inks in Display P3', 'Inks in Adobe RGB'].map((caption) => photoWhere(caption, (p) => p.photo.caption === caption));
+    const others = [['HEIC picture', /\.heic$/], ['raw file', /\.nef$/]].map(([what, name]) => photoWhere(what, (p) => name.test(p.info.fileName)));
+    await withPage(size, BASE, async (page) => {
+      // In the grid: their thumbnails are pictures the browser decodes.
+      const first = cards[0];
+      await page.goto(`${BASE}#/l/${first.lib.id}/a/${first.album.id}`);
+      for (const p of [...cards, ...others]) {
+        const img = (await tileOf(page, p.index)).locator('img');
+        await page.waitForFunction((el) => el.complete && el.naturalWidth > 0, await img.elementHandle());
+      }
+      await shot(page, 'phone-pictures-grid', size);
+      const centres = INKS.patches.map((_, k) => [(k % 3 + 0.5) / 3, (Math.floor(k / 3) + 0.5) / 2]);
+      for (const card of cards) {
+        await openViewer(page, card);
+        await viewerPicture(page, card.index);
+        await assertColours(page, centres, INKS.patches, INKS.patches.map((_, k) => `${card.photo.caption}, patch ${k + 1}`));
+      }
+      for (const p of others) {
+        await openViewer(page, p);
+        const pic = await viewerPicture(page, p.index);
+        assert.ok(pic.w > pic.h, `${p.info.fileName} shows as ${pic.w}x${pic.h}`);
+        await shot(page, p.info.fileName.replace(/\W+/g, '-'), size);
+      }
+    });
+  });
+
   test(`a film plays in the viewer through byte ranges (${size.name})`, { skip: skipAll, timeout: 90000 }, async () => {
     const film = photoWhere('film', (p) => p.info.mediaType === 'Movie');
     const src = `/image/?l=${film.lib.id}&a=${film.album.id}&i=${film.index}`;

@@ -2,6 +2,7 @@
 // settings, its albums, and which albums the preferences publish.
 #pragma once
 
+#include "demo/Encoders.h"
 #include "demo/Exif.h"
 #include "demo/Scenes.h"
 
@@ -11,7 +12,7 @@
 
 namespace demo {
 
-enum class Format { Jpeg, Png, Gif, Bmp, Movie };
+enum class Format { Jpeg, Png, Gif, Bmp, Movie, Heic, Raw };
 
 // A (fictional) camera; cameras differ in the byte order of their EXIF blocks and in
 // whether their files start with a JFIF segment.
@@ -40,6 +41,8 @@ struct PhotoSpec {
     // as inverted CMYK (see encodeJpeg).
     uint16_t orientation = 1;
     bool cmyk = false;
+    // JPEG only: the colour space the pixels are stored in, with its profile (see Encoders.h).
+    Gamut gamut = Gamut::Srgb;
 };
 
 struct AlbumSpec {

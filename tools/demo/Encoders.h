@@ -13,9 +13,21 @@ namespace demo {
 // exifPayload) is written as an APP1 segment right after it, before the frame header.
 // With cmyk, the pixels are stored as four inks, inverted as Adobe's applications write them
 // (each stored value is 255 minus the ink), and an Adobe APP14 segment follows the APP1 one.
+// A non-empty icc is written as the picture's colour profile (APP2 chunks).
 // Throws std::runtime_error with libjpeg's message when encoding fails.
 std::string encodeJpeg(const Canvas& canvas, int quality, bool jfif, const std::string& app1,
-                       bool cmyk = false);
+                       bool cmyk = false, const std::string& icc = std::string());
+// The canvas as a phone saves it: a HEIC file (libheif's HEVC encoder) at quality.
+// Throws std::runtime_error when this machine's libheif cannot write HEIC.
+std::string encodeHeic(const Canvas& canvas, int quality);
+// A camera raw file as far as a viewer sees it: a little-endian TIFF whose first directory
+// names the canvas, as a JPEG at quality, as its preview (no sensor data).
+std::string rawFile(const Canvas& canvas, int quality);
+// The ICC profile of a wide-gamut space, and the canvas (drawn in sRGB) converted into it, so
+// that a viewer honouring the profile shows the colours drawn.
+enum class Gamut { Srgb, DisplayP3, AdobeRgb };
+std::string gamutProfile(Gamut gamut);
+void convertFromSrgb(Canvas& canvas, Gamut gamut);
 
 // The canvas as an 8-bit RGB PNG. The image data is zlib-wrapped but not compressed
 // (stored deflate blocks), with its CRC-32 and Adler-32 sums.

@@ -74,8 +74,8 @@ JSAMPROW toInvertedInks(const uint8_t* rgb, int width, JSAMPLE* out) {
 // The libjpeg work, in a frame that holds nothing with a destructor, since an error leaves it
 // by longjmp; with inks (room for one row of four components) the picture is stored as
 // inverted CMYK. Returns false with errors->message set on failure.
-bool compress(const Canvas& canvas, int quality, bool jfif, const std::string& app1, JSAMPLE* inks,
-              std::string* out, ErrorManager* errors) {
+bool compress(const Canvas& canvas, int quality, bool jfif, const std::string& app1,
+              const std::string& icc, JSAMPLE* inks, std::string* out, ErrorManager* errors) {
     const bool cmyk = inks != nullptr;
     jpeg_compress_struct cinfo;
     Destination dest;
@@ -113,6 +113,9 @@ bool compress(const Canvas& canvas, int quality, bool jfif, const std::string& a
     if (cmyk)
         jpeg_write_marker(&cinfo, JPEG_APP0 + 14, reinterpret_cast<const JOCTET*>(kAdobe),
                           sizeof kAdobe);
+    if (!icc.empty())
+        jpeg_write_icc_profile(&cinfo, reinterpret_cast<const JOCTET*>(icc.data()),
+                               unsigned(icc.size()));
     while (cinfo.next_scanline < cinfo.image_height) {
         JSAMPROW row = const_cast<JSAMPROW>(canvas.row(int(cinfo.next_scanline)));
         if (cmyk) row = toInvertedInks(row, canvas.width(), inks);
@@ -126,12 +129,12 @@ bool compress(const Canvas& canvas, int quality, bool jfif, const std::string& a
 } // namespace
 
 std::string encodeJpeg(const Canvas& canvas, int quality, bool jfif, const std::string& app1,
-                       bool cmyk) {
+                       bool cmyk, const std::string& icc) {
     if (app1.size() > 65533) throw std::runtime_error("APP1 payload longer than 65533 bytes");
     std::string out;
     ErrorManager errors;
     std::vector<JSAMPLE> inks(cmyk ? size_t(canvas.width()) * 4 : 0);
-    if (!compress(canvas, quality, jfif, app1, cmyk ? inks.data() : nullptr, &out, &errors))
+    if (!compress(canvas, quality, jfif, app1, icc, cmyk ? inks.data() : nullptr, &out, &errors))
         throw std::runtime_error(std::string("JPEG encoding failed: ") + errors.message);
     return out;
 }

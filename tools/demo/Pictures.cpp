@@ -23,6 +23,10 @@ const char* extension(Format format) {
         return ".bmp";
     case Format::Movie:
         return ".mp4";
+    case Format::Heic:
+        return ".heic";
+    case Format::Raw:
+        return ".nef";
     }
     return "";
 }
@@ -58,9 +62,19 @@ std::string encode(const PhotoSpec& photo, const Canvas& canvas) {
                           uint32_t(canvas.width()),
                           uint32_t(canvas.height()),
                           photo.orientation};
+        if (photo.gamut != Gamut::Srgb) {
+            Canvas stored = canvas;
+            convertFromSrgb(stored, photo.gamut);
+            return encodeJpeg(stored, kQuality, camera.jfif, exifPayload(fields, camera.bigEndian),
+                              false, gamutProfile(photo.gamut));
+        }
         return encodeJpeg(canvas, kQuality, camera.jfif, exifPayload(fields, camera.bigEndian),
                           photo.cmyk);
     }
+    case Format::Heic:
+        return encodeHeic(canvas, kQuality);
+    case Format::Raw:
+        return rawFile(canvas, kQuality);
     case Format::Png:
         return encodePng(canvas);
     case Format::Gif:
