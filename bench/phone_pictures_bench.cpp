@@ -103,7 +103,7 @@ int main() {
         bool vips = system("command -v vipsthumbnail >/dev/null 2>&1") == 0;
         auto reference = [&](const std::string& path, int worker) {
             std::string command = "vipsthumbnail '" + path + "' -s 512 -o '" + dir + "/v" +
-                                  std::to_string(worker) + ".jpg[Q=85]'";
+                                  std::to_string(worker) + ".jpg[Q=85]' 2>/dev/null";
             if (system(command.c_str()) != 0) exit(1);
         };
         double best = 1e9, bestReference = 1e9;

@@ -3,7 +3,8 @@
 
 # Packages every build needs.
 BUILD_PACKAGES="g++ cmake ninja-build pkg-config libuv1-dev libhttp-parser-dev libexpat1-dev
-libjpeg62-turbo-dev libicu-dev libavahi-client-dev zlib1g-dev libdeflate-dev liblcms2-dev libheif-dev"
+libjpeg62-turbo-dev libicu-dev libavahi-client-dev zlib1g-dev libdeflate-dev liblcms2-dev libheif-dev
+libavformat-dev libavcodec-dev libswscale-dev"
 
 # ensure_packages PKG... - apt-get installs whichever of PKG are not installed yet.
 ensure_packages() {

@@ -1,6 +1,8 @@
 // JsonApi.cpp - the commands of the JSON API, written by hand onto the reply stream.
 #include "web/JsonApi.h"
 
+#include "image/FilmFacts.h"
+#include "image/FittedJPEG.h"
 #include "image/ImageInfo.h"
 #include "library/LibraryRegistry.h"
 #include "protocol/StaticFiles.h"
@@ -9,6 +11,7 @@
 #include "web/JsonValidator.h"
 #include "web/LibraryFiles.h"
 #include "web/MetadataEmitter.h"
+#include "web/PictureResponders.h"
 #include "web/RequestScope.h"
 
 #include <cstdint>
@@ -54,6 +57,35 @@ void emitLibraries(std::ostream& os, bool withAlbums) {
     os << "\n]\n";
 }
 
+// The facts of a photo that is a film whose file can be read; nothing otherwise. *contentType
+// receives the film file's type when given.
+std::optional<FilmFacts> filmFactsOf(const PhotoInfo& photo, std::string* contentType = nullptr) {
+    if (!sameText(photo.mediaType, CFSTR("Movie"))) return std::nullopt;
+    std::optional<MediaFile> film = MediaFile::open(CFStringGetUTF8(photo.imagePath.resolved()));
+    FilmFacts facts;
+    if (!film || !film->isFilm() || !readFilmFacts(film->fd(), &facts)) return std::nullopt;
+    if (contentType) *contentType = film->type().contentType;
+    return facts;
+}
+
+// The type a browser is asked whether it can play (canPlayType): ISO media files of every brand
+// as "video/mp4", the others by their own type, with the codecs parameter when there is one.
+std::string playType(const std::string& contentType, const FilmFacts& facts) {
+    bool isoMedia = contentType == "video/mp4" || contentType == "video/quicktime" ||
+                    contentType == "video/x-m4v";
+    std::string type = isoMedia ? "video/mp4" : contentType;
+    if (!facts.codecs.empty()) type += "; codecs=\"" + facts.codecs + "\"";
+    return type;
+}
+
+// Writes UTF-8 text as a quoted string.
+void emitText(std::ostream& os, const std::string& text) {
+    CFString_t string(
+        CFStringCreateWithBytes(text.data(), CFIndex(text.size()), kCFStringEncodingUTF8),
+        CFString_t::Create);
+    os << JavascriptString(string);
+}
+
 // One page of an album's photos, each with its thumbnail's pixel size once upright.
 void emitPhotoPage(std::ostream& os, int library, int album, std::optional<int> index,
                    std::optional<int> count) {
@@ -71,6 +103,14 @@ void emitPhotoPage(std::ostream& os, int library, int album, std::optional<int> 
         ImageSize thumbnail = {0, 0};
         probeLibraryFile(photo.thumbPath.resolved(), &thumbnail, nullptr);
         thumbnail = uprightSize(thumbnail); // as the thumbnail is sent: upright
+        if (thumbnail.width <= 0 || thumbnail.height <= 0) {
+            // A film without a stored thumbnail is shown by its poster.
+            if (std::optional<FilmFacts> film = filmFactsOf(photo)) {
+                FittedSize poster =
+                    fitInBox(film->width, film->height, kPosterThumbnailSide, kPosterThumbnailSide);
+                thumbnail = {int32_t(poster.width), int32_t(poster.height)};
+            }
+        }
         if (i != first) os << ",\n";
         os << "{ \"caption\":" << JavascriptString(photo.caption)
            << ", \"id\":" << unsigned(photo.id) << ", \"h\":" << thumbnail.height
@@ -90,6 +130,10 @@ void emitPhotoDetails(std::ostream& os, const PhotoInfo& photo) {
     probeLibraryFile(probed, &size, &block);
     size = uprightSize(size); // as shrunk pictures are sent: upright
     ExifData exif(block);
+    std::string contentType;
+    std::optional<FilmFacts> film = filmFactsOf(photo, &contentType);
+    if (film && (size.width <= 0 || size.height <= 0)) // shown by its poster
+        size = {int32_t(film->width), int32_t(film->height)};
     os << "\"h\":" << size.height << ", \"w\":" << size.width;
     os << ", \"fileName\":" << JavascriptString(photo.fileName)
        << ", \"mediaType\":" << JavascriptString(photo.mediaType)
@@ -101,6 +145,17 @@ void emitPhotoDetails(std::ostream& os, const PhotoInfo& photo) {
     emit(os, photo.modDate, kCFDateFormatterMediumStyle, kCFDateFormatterMediumStyle);
     os << ", \"exif\":";
     emit(os, exif);
+    if (film) {
+        char duration[32];
+        snprintf(duration, sizeof duration, "%.3f", film->duration);
+        os << ", \"film\":{ \"duration\":" << duration << ", \"codec\":";
+        emitText(os, film->codec);
+        os << ", \"codecs\":";
+        emitText(os, film->codecs);
+        os << ", \"type\":";
+        emitText(os, playType(contentType, *film));
+        os << ", \"w\":" << film->width << ", \"h\":" << film->height << " }";
+    }
     os << " })\n";
 }
 

@@ -1,6 +1,7 @@
 // PictureResponders.cpp - thumbnails and pictures.
 #include "web/PictureResponders.h"
 
+#include "image/FilmPoster.h"
 #include "image/FittedJPEG.h"
 #include "image/HeifPicture.h"
 #include "image/ImageInfo.h"
@@ -98,14 +99,19 @@ std::optional<int64_t> strictInteger(const VarMap& vars, const char* name) {
     return start ? -value : value;
 }
 
-// Whether pictures of this probed type are made into JPEGs here.
+// The type of a source that is a film, made into JPEGs by its poster frame (see FilmPoster.h).
+constexpr int kFilmPoster = -1;
+
+// Whether sources of this type (a probed ImageType, or kFilmPoster) are made into JPEGs here.
 bool canFit(int type) {
-    return type == kImageJPEG || type == kImageHEIF || type == kImageRaw;
+    return type == kImageJPEG || type == kImageHEIF || type == kImageRaw || type == kFilmPoster;
 }
 
 // Makes a JPEG of file, a picture of the probed type (canFit), fitted into the box.
 bool makeFitted(const MediaFile& file, int type, uint32_t boxWidth, uint32_t boxHeight, int quality,
                 std::ostream& out) {
+    if (type == kFilmPoster)
+        return writeFilmPoster(file.fd(), file.path().c_str(), boxWidth, boxHeight, quality, out);
     if (type == kImageHEIF)
         return writeFittedHeif(file.fd(), file.path().c_str(), boxWidth, boxHeight, quality, out);
     if (type == kImageRaw) { // its JPEG preview, turned by the raw file's orientation
@@ -117,26 +123,60 @@ bool makeFitted(const MediaFile& file, int type, uint32_t boxWidth, uint32_t box
     return writeFittedJPEG(readingURL(file), boxWidth, boxHeight, quality, out);
 }
 
-// A picture file and its probed type.
+// A picture file and its probed type, or a film and kFilmPoster.
 struct Source {
     MediaFile file;
     int type;
 };
 
+// The film at imagePath, standing in for a stored thumbnail that cannot be opened; throws as
+// openLibraryFile does when that is no film either.
+Source posterSource(const CFString_t& thumbPath, const CFString_t& imagePath) {
+    std::optional<MediaFile> film = MediaFile::open(CFStringGetUTF8(imagePath));
+    if (!film || !film->isFilm()) openLibraryFile(thumbPath); // throws: no thumbnail, no film
+    return {std::move(*film), kFilmPoster};
+}
+
 // The source of a sized thumbnail: the photo's picture when it is one made into JPEGs here
-// (canFit) and can be opened, else (films, other types, a missing picture) its stored thumbnail.
+// (canFit) and can be opened, else (films, other types, a missing picture) its stored thumbnail,
+// and for a film without one, its poster.
 Source sizedThumbnailSource(int library, int album, int photo) {
     CFString_t imagePath =
         libGetImagePath(unsigned(library), unsigned(album), unsigned(photo), false);
-    if (std::optional<MediaFile> image = MediaFile::open(CFStringGetUTF8(imagePath))) {
-        int type =
-            image->isFilm() ? kImageUnknown : getImageInfo(readingURL(*image), nullptr, nullptr);
+    std::optional<MediaFile> image = MediaFile::open(CFStringGetUTF8(imagePath));
+    if (image && !image->isFilm()) {
+        int type = getImageInfo(readingURL(*image), nullptr, nullptr);
         if (canFit(type)) return {std::move(*image), type};
     }
-    MediaFile stored =
-        openLibraryFile(libGetImagePath(unsigned(library), unsigned(album), unsigned(photo), true));
-    int type = getImageInfo(readingURL(stored), nullptr, nullptr);
-    return {std::move(stored), canFit(type) ? type : kImageJPEG};
+    CFString_t thumbPath =
+        libGetImagePath(unsigned(library), unsigned(album), unsigned(photo), true);
+    std::optional<MediaFile> stored = MediaFile::open(CFStringGetUTF8(thumbPath));
+    if (!stored) return posterSource(thumbPath, imagePath);
+    int type = getImageInfo(readingURL(*stored), nullptr, nullptr);
+    return {std::move(*stored), canFit(type) ? type : kImageJPEG};
+}
+
+// The reply to /thumbnail/ without "size" for a film without a stored thumbnail: its poster
+// fitted into kPosterThumbnailSide, at the thumbnail quality, kept among made pictures.
+void PosterThumbnail(std::unique_ptr<HttpReply>& reply, const CFString_t& path, Source source) {
+    unsigned quality = prefGetThumbnailQuality();
+    char variant[32];
+    snprintf(variant, sizeof variant, "p%uq%u", kPosterThumbnailSide, quality);
+    Validator validator = FileValidator(source.file.info(), variant);
+    if (NotModified(validator)) return ReplyNotModified(reply, validator, CachePolicy::Keep);
+    if (replyFromCache(reply, source.file, variant, validator)) {
+        ++stats().thumbnailCount;
+        return;
+    }
+    answerAsHeavy([file = std::move(source.file), quality, variant = std::string(variant),
+                   validator, path](std::unique_ptr<HttpReply>& reply, std::ostream& out) {
+        std::ostringstream made;
+        if (!writeFilmPoster(file.fd(), file.path().c_str(), kPosterThumbnailSide,
+                             kPosterThumbnailSide, int(quality), made))
+            return ErrorPageResponder(reply, path, VarMap(), out);
+        sendAndKeep(reply, out, file, variant, validator, made.view());
+        ++stats().thumbnailCount;
+    });
 }
 
 // The reply to /thumbnail/ with "size": see PictureResponders.h.
@@ -223,8 +263,15 @@ void ThumbnailResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& pat
     bool hasPhoto = vars.getInt("p", photo, 0);
     if (!hasLibrary || !hasAlbum || !hasPhoto) return ErrorPageResponder(reply, path, vars, out);
     if (vars.count("size")) return SizedThumbnail(reply, path, vars, out, library, album, photo);
-    MediaFile file =
-        openLibraryFile(libGetImagePath(unsigned(library), unsigned(album), unsigned(photo), true));
+    CFString_t thumbPath =
+        libGetImagePath(unsigned(library), unsigned(album), unsigned(photo), true);
+    std::optional<MediaFile> stored = MediaFile::open(CFStringGetUTF8(thumbPath));
+    if (!stored) {
+        CFString_t imagePath =
+            libGetImagePath(unsigned(library), unsigned(album), unsigned(photo), false);
+        return PosterThumbnail(reply, path, posterSource(thumbPath, imagePath));
+    }
+    MediaFile& file = *stored;
     unsigned quality = prefGetThumbnailQuality();
     char variant[16];
     snprintf(variant, sizeof variant, "ut%u", quality); // upright, at this quality
@@ -270,8 +317,16 @@ void ImageResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path, c
     if (!photos || index < 0 || size_t(index) >= photos->size())
         return ErrorPageResponder(reply, path, vars, out);
     const PhotoInfo& photo = (*photos)[size_t(index)];
-    // A film asked for in a box is shown by its still picture.
+    // A film asked for in a box is shown by its still picture, or without one by its poster.
     bool movie = CFStringCompare(photo.mediaType, CFSTR("Movie"), 0) == kCFCompareEqualTo;
+    if (scaling && movie) {
+        CFString_t thumbPath = photo.thumbPath.resolved();
+        if (!MediaFile::open(CFStringGetUTF8(thumbPath))) {
+            Source poster = posterSource(thumbPath, photo.imagePath.resolved());
+            return ExactFitPicture(reply, poster.file, kFilmPoster, uint32_t(std::max(maxWidth, 1)),
+                                   uint32_t(std::max(maxHeight, 1)), fullSizeAllowed(library));
+        }
+    }
     MediaFile file =
         openLibraryFile((scaling && movie ? photo.thumbPath : photo.imagePath).resolved());
     Validator asStored = FileValidator(file.info(), "");

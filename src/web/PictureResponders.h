@@ -24,6 +24,11 @@
 // kMinThumbnailSide..kMaxThumbnailSide, anything else ("abc", "12px", "", 19 digits or more)
 // is refused with the error page. Without "size" thumbnails are as above.
 //
+// Films without a stored thumbnail (one that cannot be opened) are shown by their poster frame
+// (see FilmPoster.h): "/thumbnail/" sends it fitted into kPosterThumbnailSide, a sized thumbnail
+// and "/image/" with a box fit it as they would a JPEG, made on the worker pool and kept among
+// made pictures. A film that has neither is answered like a missing file.
+//
 // Exact fit: "fit=exact" on a picture, with "mw" and "mh" both whole decimal numbers of at least
 // 1, asks for a JPEG fitted exactly into that box (aspect kept, the limiting side touching the
 // box, never enlarged; see writeFittedJPEG). A JPEG that already fits the box as asked goes out
@@ -61,6 +66,8 @@ constexpr uint32_t kMaxFittedSide = 4096;
 constexpr uint32_t kMinThumbnailSide = 64;
 constexpr uint32_t kMaxThumbnailSide = 1024;
 constexpr int kSizedThumbnailQuality = 85;
+// The longer side of a film's poster sent as its thumbnail when the library holds none.
+constexpr uint32_t kPosterThumbnailSide = 360;
 
 void ThumbnailResponder(std::unique_ptr<HttpReply>& reply, const CFString_t& path,
                         const VarMap& vars, std::ostream& out);

@@ -1,6 +1,7 @@
 // PictureResponders_test.cpp - thumbnails and pictures through the running server: sizes, types,
 // libraries without full-size downloads, validators and what is refused.
 #include "JsonFixtures.h"
+#include "demo/FilmWriter.h"
 #include "image/ImageFixtures.h"
 #include "support/EncodeHEIF.h"
 
@@ -44,6 +45,13 @@ class PictureTest : public ServedSuite<PictureTest> {
                                    ExifBuilder::longValue(514, uint32_t(preview.size()))}));
         raw = tiff.payload().substr(6);
         files.write("Library/camera.nef", raw);
+        // A phone's film without a thumbnail: 320 × 240 frames a player turns a quarter clockwise.
+        demo::FilmSpec film;
+        film.width = 320;
+        film.height = 240;
+        film.rotation = 90;
+        film.paint = [](int, uint8_t* rgb) { std::fill(rgb, rgb + 320 * 240 * 3, 128); };
+        demo::writeFilm(files.path("Library/clip-phone.mp4"), film);
         // Files sent as stored: the first bytes of their type, padded to 64.
         const std::pair<const char*, std::string> stored[] = {
             {"picture.png", std::string("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR\0\0\0\x20\0\0\0\x10", 24)},
@@ -55,12 +63,12 @@ class PictureTest : public ServedSuite<PictureTest> {
         }
         // Photo key, picture, thumbnail (Movie when the picture is a film).
         const char* photos[][3] = {
-            {"1", "big.jpg", "thumb.jpg"},    {"2", "picture.png", "thumb.jpg"},
-            {"6", "clip.mov", "still.jpg"},   {"7", "broken.jpg", "broken.jpg"},
-            {"0042", "big.jpg", "thumb.jpg"}, {"8", "missing.jpg", "missing.jpg"},
-            {"9", "empty.jpg", "empty.jpg"},  {"10", "cut.jpg", "cut.jpg"},
-            {"12", "huge.jpg", "thumb.jpg"},  {"13", "phone.heic", "thumb.jpg"},
-            {"14", "camera.nef", "thumb.jpg"}};
+            {"1", "big.jpg", "thumb.jpg"},     {"2", "picture.png", "thumb.jpg"},
+            {"6", "clip.mov", "still.jpg"},    {"7", "broken.jpg", "broken.jpg"},
+            {"0042", "big.jpg", "thumb.jpg"},  {"8", "missing.jpg", "missing.jpg"},
+            {"9", "empty.jpg", "empty.jpg"},   {"10", "cut.jpg", "cut.jpg"},
+            {"12", "huge.jpg", "thumb.jpg"},   {"13", "phone.heic", "thumb.jpg"},
+            {"14", "camera.nef", "thumb.jpg"}, {"15", "clip-phone.mp4", "no-thumb.jpg"}};
         std::string master;
         std::vector<std::string> keys;
         for (auto& p : photos) {
@@ -122,7 +130,7 @@ TEST_F(PictureTest, RouteTable) {
         {"no full-size downloads: films play", "/image/?l=1&a=1&i=2", 0, 0, "video/quicktime"},
         {"no full-size downloads: a png cannot be shrunk", "/image/?l=1&a=1&i=1"},
         {"no index", "/image/?l=0&a=1"},
-        {"at the end of the list", "/image/?l=0&a=1&i=11"},
+        {"at the end of the list", "/image/?l=0&a=1&i=12"},
         {"file missing", "/image/?l=0&a=1&i=5"},
         {"album not published", "/image/?l=0&a=2&i=0"},
         {"a JPEG that cannot be decoded", "/image/?l=0&a=1&i=7&mw=100&mh=100"},
@@ -209,6 +217,45 @@ TEST_F(PictureTest, RawFilesAreShownByTheirPreviewUpright) {
     EXPECT_EQ(bodyOf(original), raw);
     std::string info = bodyOf(get("/json/getpicinfo?l=0&a=1&i=10"));
     EXPECT_EQ(info.substr(0, 19), "({ \"h\":640, \"w\":480") << info;
+}
+
+// A film without a thumbnail (photo 15, index 11) is shown by its poster, upright; its details
+// tell what it is, so that a browser can be asked whether it plays it.
+TEST_F(PictureTest, FilmsWithoutAThumbnailAreShownByTheirPoster) {
+    const std::tuple<const char*, const char*, int, int> cases[] = {
+        {"thumbnail", "/thumbnail/?l=0&a=1&p=15", 240, 320},
+        {"sized thumbnail", "/thumbnail/?l=0&a=1&p=15&size=160", 120, 160},
+        {"a box", "/image/?l=0&a=1&i=11&mw=120&mh=120", 90, 120},
+        {"exact fit", "/image/?l=0&a=1&i=11&mw=60&mh=600&fit=exact", 60, 80},
+    };
+    for (const auto& [name, target, width, height] : cases) {
+        for (int again = 0; again < 2; ++again) { // made, then from the cache of made pictures
+            std::string reply = get(target);
+            EXPECT_EQ(headerOf(reply, "Content-Type"), "image/jpeg") << name;
+            int w = 0, h = 0, components = 0;
+            EXPECT_TRUE(jpegHeader(bodyOf(reply), w, h, components)) << name;
+            EXPECT_EQ(std::make_pair(w, h), std::make_pair(width, height)) << name;
+        }
+    }
+    EXPECT_EQ(headerOf(get("/image/?l=0&a=1&i=11"), "Content-Type"), "video/mp4");
+    std::string page = bodyOf(get("/json/getpics?l=0&a=1&i=11&c=1"));
+    EXPECT_NE(page.find("\"id\":15, \"h\":320, \"w\":240"), std::string::npos) << page;
+    std::string info = bodyOf(get("/json/getpicinfo?l=0&a=1&i=11"));
+    EXPECT_EQ(info.substr(0, 19), "({ \"h\":320, \"w\":240") << info;
+    // Appended after the others: its length (its last frame's own length is the muxer's to
+    // tell), codec, the type to ask a browser about, and its upright size.
+    const std::string lead = ", \"film\":{ \"duration\":";
+    size_t film = info.find(lead);
+    ASSERT_NE(film, std::string::npos) << info;
+    EXPECT_NEAR(std::stod(info.substr(film + lead.size())), 2.0, 0.15) << info;
+    EXPECT_NE(
+        info.find(", \"codec\":\"mpeg4\", \"codecs\":\"\", \"type\":\"video/mp4\", \"w\":240, "
+                  "\"h\":320 } })",
+                  film),
+        std::string::npos)
+        << info;
+    // A film with its stored still tells its facts too.
+    EXPECT_EQ(bodyOf(get("/json/getpicinfo?l=0&a=1&i=2")).find("\"film\""), std::string::npos);
 }
 
 TEST_F(PictureTest, ValidatorsLetBrowsersKeepPicturesAndRevalidateWithoutWork) {
