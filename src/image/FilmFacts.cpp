@@ -15,40 +15,49 @@ extern "C" {
 
 namespace {
 
-std::string hex2(unsigned value) {
+// Appends the byte value as two upper-case hex digits, after separator when given.
+void appendHex(std::string& out, unsigned value, const char* separator = "") {
     char text[8];
-    snprintf(text, sizeof text, "%02X", value & 0xFF);
-    return text;
+    snprintf(text, sizeof text, "%s%02X", separator, value & 0xFF);
+    out.append(text);
 }
 
 // avcC: version 1, then profile, compatibility and level bytes.
 std::string avcParameter(const uint8_t* p, size_t length, int profile, int level) {
-    if (length >= 4 && p[0] == 1) return "avc1." + hex2(p[1]) + hex2(p[2]) + hex2(p[3]);
-    if (profile <= 0 || level <= 0) return "avc1";
-    return "avc1." + hex2(unsigned(profile)) + "00" + hex2(unsigned(level));
+    std::string out = "avc1";
+    if (length >= 4 && p[0] == 1) {
+        appendHex(out, p[1], ".");
+        appendHex(out, p[2]);
+        appendHex(out, p[3]);
+    } else if (profile > 0 && level > 0) {
+        appendHex(out, unsigned(profile), ".");
+        appendHex(out, 0);
+        appendHex(out, unsigned(level));
+    }
+    return out;
 }
 
 // hvcC: version 1; profile space (2 bits), tier (1), profile (5); 32 compatibility flags; 48
 // constraint flags; level. The parameter writes the flags bit-reversed, in hex, and the
 // constraint bytes up to the last that is not zero.
 std::string hevcParameter(const uint8_t* p, size_t length, const char* tag) {
-    std::string prefix = tag && strcmp(tag, "hev1") == 0 ? "hev1" : "hvc1";
+    const char* prefix = tag && strcmp(tag, "hev1") == 0 ? "hev1" : "hvc1";
     if (length < 13 || p[0] != 1) return prefix;
     unsigned space = p[1] >> 6, tier = (p[1] >> 5) & 1, profile = p[1] & 0x1F;
     uint32_t flags = uint32_t(p[2]) << 24 | uint32_t(p[3]) << 16 | uint32_t(p[4]) << 8 | p[5];
     uint32_t reversed = 0;
     for (int bit = 0; bit < 32; ++bit)
         if (flags & (1u << bit)) reversed |= 1u << (31 - bit);
+    char spaceLetter[2] = {space ? char('A' + space - 1) : '\0', '\0'};
     char text[64];
-    snprintf(text, sizeof text, "%s.%s%u.%X.%c%u", prefix.c_str(),
-             space ? std::string(1, char('A' + space - 1)).c_str() : "", profile, reversed,
+    snprintf(text, sizeof text, "%s.%s%u.%X.%c%u", prefix, spaceLetter, profile, reversed,
              tier ? 'H' : 'L', unsigned(p[12]));
     std::string out = text;
     int last = 5;
     while (last >= 0 && p[6 + last] == 0)
         --last;
     for (int i = 0; i <= last; ++i)
-        out += "." + hex2(p[6 + i]);
+        appendHex(out, p[6 + i], ".");
     return out;
 }
 

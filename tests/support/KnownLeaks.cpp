@@ -4,3 +4,6 @@ extern "C" const char* __lsan_default_suppressions() {
     // The HEVC encoder behind the tests' HEIC fixtures keeps its thread pool's buffers.
     return "leak:libx265.so\n";
 }
+extern "C" const char* __lsan_default_options() {
+    return "print_suppressions=0";
+}

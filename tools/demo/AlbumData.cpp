@@ -23,7 +23,7 @@ CFTypeRef photoEntry(const std::string& root, const PhotoSpec& photo) {
         {"DateAsTimerInterval", interval(dates.taken)},
         {"ModDateAsTimerInterval", interval(dates.modified)},
         {"MetaModDateAsTimerInterval", interval(dates.metaModified)},
-        {"MediaType", plString(photo.format == Format::Movie ? kMediaMovie : kMediaImage)},
+        {"MediaType", plString(isFilm(photo.format) ? kMediaMovie : kMediaImage)},
         {"Caption", plString(photo.caption)},
         {"Comment", plString(photo.comment)},
     });

@@ -12,7 +12,13 @@
 
 namespace demo {
 
-enum class Format { Jpeg, Png, Gif, Bmp, Movie, Heic, Raw };
+// PhoneFilm: an HEVC film as a phone writes it, whose thumbnail the library never made.
+enum class Format { Jpeg, Png, Gif, Bmp, Movie, Heic, Raw, PhoneFilm };
+
+// Whether the format is a film ("Movie" in the album file).
+inline bool isFilm(Format format) {
+    return format == Format::Movie || format == Format::PhoneFilm;
+}
 
 // A (fictional) camera; cameras differ in the byte order of their EXIF blocks and in
 // whether their files start with a JFIF segment.

@@ -46,4 +46,8 @@ std::string encodeBmp(const Canvas& canvas);
 // Throws std::runtime_error when the still is smaller than 32 x 32.
 std::string movieFile(const Canvas& still, int seconds);
 
+// Writes a three-second HEVC film of the canvas panning slowly, as a phone would (falling back
+// to MPEG-4 video where the system has no HEVC encoder). Throws std::runtime_error on failure.
+void writePhoneFilm(const std::string& path, const Canvas& canvas);
+
 } // namespace demo

@@ -22,6 +22,7 @@ const char* extension(Format format) {
     case Format::Bmp:
         return ".bmp";
     case Format::Movie:
+    case Format::PhoneFilm:
         return ".mp4";
     case Format::Heic:
         return ".heic";
@@ -83,6 +84,8 @@ std::string encode(const PhotoSpec& photo, const Canvas& canvas) {
         return encodeBmp(canvas);
     case Format::Movie:
         return movieFile(canvas, 10);
+    case Format::PhoneFilm:
+        break; // written by writePhoneFilm
     }
     return std::string();
 }
@@ -101,6 +104,10 @@ void writePictures(const std::string& root) {
     for (const PhotoSpec& photo : catalogue()) {
         Canvas canvas(photo.width, photo.height);
         paintScene(canvas, photo.scene, photo.variant);
+        if (photo.format == Format::PhoneFilm) { // no thumbnail: the server makes its poster
+            writePhoneFilm(picturePath(root, photo), canvas);
+            continue;
+        }
         writeFileAtomically(
             picturePath(root, photo),
             encode(photo, photo.orientation == 6 ? turnedAnticlockwise(canvas) : canvas));

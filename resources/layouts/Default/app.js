@@ -111,8 +111,9 @@
     resizeThumbsTimer = setTimeout(() => sizeThumbs([...main.querySelectorAll('img[data-thumb]')]), 250);
   });
 
-  // Files browsers show by themselves; others (TIFF, HEIC, camera raw files) are shown by their thumbnail.
-  const SHOWN_TYPES = /\.(jpe?g|png|gif|webp|avif|bmp|svg)$/i;
+  // Files browsers show by themselves, and those the server makes into JPEGs for a box (HEIC and
+  // HEIF, camera raw files with a preview); others (TIFF, ...) are shown by their thumbnail.
+  const SHOWN_TYPES = /\.(jpe?g|png|gif|webp|avif|bmp|svg|heic|heif|hif|dng|nef|nrw|cr2|arw|srf|sr2|orf|rw2|raf|pef|srw|erf|kdc|mrw|3fr)$/i;
   /** What the viewer shows for a photo: 'film', 'picture' or 'thumbnail' (by getpicinfo; unknown counts as a picture). */
   function kindOf(info) {
     if (!info) return 'picture';
@@ -630,7 +631,7 @@
       await album.photo(index).catch(() => null);
       if (token !== state.token) return;
       const kind = kindOf(info);
-      if (kind === 'film') return showFilm(album, index, box);
+      if (kind === 'film') return showFilm(album, index, box, info);
       let url = sourceOf(album, index, kind, box);
       const hurried = state.loading != null && !state.preloads.has(index);
       if (state.loading) state.loading.removeAttribute('src');
@@ -677,12 +678,30 @@
       }, hurried ? 150 : 0);
     }
 
-    /** A film plays in the page from its own file, which the server sends in byte ranges. */
-    function showFilm(album, index, box) {
+    /**
+     * A film plays in the page from its own file, which the server sends in byte ranges. One this
+     * browser says it cannot play (a phone's HEVC film on most desktops) is shown by its poster,
+     * with a line saying so and a button that downloads it.
+     */
+    function showFilm(album, index, box, info) {
       if (state.loading) state.loading.removeAttribute('src');
       state.loading = null;
       clearTimeout(state.spinnerTimer);
       spinner.classList.remove('is-visible');
+      const film = info && info.film;
+      if (film && film.type && document.createElement('video').canPlayType(film.type) === '') {
+        const caption = (album.photos[index] && album.photos[index].caption) || `Film ${index + 1}`;
+        const still = h('img', { class: 'unplayable__poster', alt: caption, draggable: false });
+        still.src = imageURL(album.l, album.a, index, box);
+        const save = h('a', { class: 'pill-btn', href: imageURL(album.l, album.a, index), download: info.fileName || '' }, 'Download film');
+        save.insertAdjacentHTML('afterbegin', icon('download'));
+        const note = h('div', { class: 'viewer__img viewer__unplayable' },
+          still, h('p', { class: 'unplayable__text', text: 'This browser cannot play this film.' }), save);
+        swapIn(note, index);
+        if (state.playing) schedule();
+        preloadAround(index, box);
+        return;
+      }
       const video = h('video', {
         class: 'viewer__img viewer__film', controls: true, playsinline: true, preload: 'metadata',
         src: imageURL(album.l, album.a, index),
