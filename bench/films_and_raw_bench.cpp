@@ -88,11 +88,11 @@ int main() {
     printf("  ratio                          %8.3f  (target <= 1.3)\n", rawBest / plainBest);
 
     // 2. A 4K HEVC film's poster.
-    if (!demo::canWriteFilm("libx265")) {
+    if (!demo::canWriteFilm(demo::FilmCodec::Hevc)) {
         printf("4K HEVC poster: this libavcodec has no HEVC encoder, skipped\n");
     } else {
         demo::FilmSpec spec;
-        spec.encoder = "libx265";
+        spec.codec = demo::FilmCodec::Hevc;
         spec.width = 3840;
         spec.height = 2160;
         spec.framesPerSecond = 10;

@@ -27,7 +27,7 @@ void paintTimed(const demo::FilmSpec& spec, int i, uint8_t* rgb) {
 
 // The film described, written into folder as name; empty when the encoder is missing.
 std::string writeFilm(TempDir& folder, const char* name, demo::FilmSpec spec) {
-    if (!demo::canWriteFilm(spec.encoder)) return "";
+    if (!demo::canWriteFilm(spec.codec)) return "";
     spec.paint = [&spec](int i, uint8_t* rgb) { paintTimed(spec, i, rgb); };
     std::string path = folder.path(name);
     return demo::writeFilm(path, spec) ? path : "";
@@ -60,7 +60,7 @@ const std::vector<int> kBlue = {0, 0, 230}, kRed = {220, 0, 0}, kGreen = {0, 200
 
 struct FilmCase {
     const char* name;
-    const char* encoder;
+    demo::FilmCodec written;
     int frames;   // at 10 a second, a key frame every 10
     int rotation; // clockwise
     // What the poster shows: its size, the colour of its first and second half (left and right,
@@ -73,18 +73,21 @@ struct FilmCase {
 
 TEST(FilmPoster, IsTheFirstKeyFrameFromOneSecondUprightInItsColours) {
     const FilmCase cases[] = {
-        {"two seconds", "mpeg4", 20, 0, 64, 48, kBlue, kRed, "mpeg4", ""},
-        {"half a second: its first frame", "mpeg4", 5, 0, 64, 48, kBlue, kGreen, "mpeg4", ""},
-        {"turned a quarter clockwise", "mpeg4", 20, 90, 48, 64, kBlue, kRed, "mpeg4", ""},
-        {"turned half round", "mpeg4", 20, 180, 64, 48, kRed, kBlue, "mpeg4", ""},
-        {"a phone's HEVC", "libx265", 20, 0, 64, 48, kBlue, kRed, "hevc", "hvc1.1.6.L"},
-        {"H.264", "libx264", 20, 270, 48, 64, kRed, kBlue, "h264", "avc1."},
+        {"two seconds", demo::FilmCodec::Mpeg4Part2, 20, 0, 64, 48, kBlue, kRed, "mpeg4", ""},
+        {"half a second: its first frame", demo::FilmCodec::Mpeg4Part2, 5, 0, 64, 48, kBlue, kGreen,
+         "mpeg4", ""},
+        {"turned a quarter clockwise", demo::FilmCodec::Mpeg4Part2, 20, 90, 48, 64, kBlue, kRed,
+         "mpeg4", ""},
+        {"turned half round", demo::FilmCodec::Mpeg4Part2, 20, 180, 64, 48, kRed, kBlue, "mpeg4",
+         ""},
+        {"a phone's HEVC", demo::FilmCodec::Hevc, 20, 0, 64, 48, kBlue, kRed, "hevc", "hvc1.1.6.L"},
+        {"H.264", demo::FilmCodec::H264, 20, 270, 48, 64, kRed, kBlue, "h264", "avc1."},
     };
     for (const FilmCase& c : cases) {
         SCOPED_TRACE(c.name);
         TempDir folder;
         demo::FilmSpec spec;
-        spec.encoder = c.encoder;
+        spec.codec = c.written;
         spec.frames = c.frames;
         spec.rotation = c.rotation;
         std::string path = writeFilm(folder, "film.mp4", spec);

@@ -67,12 +67,17 @@ inline std::string encodeHEIF(int width, int height, const HeifOptions& options 
     if (encoder) {
         heif_encoder_set_lossless(encoder, options.lossless);
         heif_encoder_set_lossy_quality(encoder, 90);
-        heif_encoding_options* encoding = heif_encoding_options_alloc();
-        encoding->image_orientation = options.orientation;
-        encoding->macOS_compatibility_workaround_no_nclx_profile = 0; // write the colour box
-        if (options.primaries) encoding->output_nclx_profile = nclx;
+        // The library's defaults leave the colour box out for some viewers' sake; starting from
+        // zeros (every such switch off) at the library's own options version writes it.
+        heif_encoding_options* defaults = heif_encoding_options_alloc();
+        heif_encoding_options encoding{};
+        encoding.version = defaults->version;
+        encoding.save_alpha_channel = defaults->save_alpha_channel;
+        heif_encoding_options_free(defaults);
+        encoding.image_orientation = options.orientation;
+        if (options.primaries) encoding.output_nclx_profile = nclx;
         heif_image_handle* handle = nullptr;
-        if (heif_context_encode_image(context, image, encoder, encoding, &handle).code ==
+        if (heif_context_encode_image(context, image, encoder, &encoding, &handle).code ==
             heif_error_Ok) {
             if (!options.exif.empty())
                 heif_context_add_exif_metadata(context, handle, options.exif.data(),
@@ -85,7 +90,6 @@ inline std::string encodeHEIF(int width, int height, const HeifOptions& options 
                 }};
             heif_context_write(context, &writer, &bytes);
         }
-        heif_encoding_options_free(encoding);
         heif_encoder_release(encoder);
     }
     heif_context_free(context);

@@ -10,6 +10,7 @@ extern "C" {
 }
 
 #include <cstdio>
+#include <string_view>
 #include <vector>
 
 namespace demo {
@@ -37,14 +38,37 @@ bool drain(AVCodecContext* codec, AVFrame* frame, AVFormatContext* format, AVStr
     return status == AVERROR(EAGAIN) || status == AVERROR_EOF;
 }
 
+const AVCodec* encoderFor(FilmCodec codec) {
+    switch (codec) {
+    case FilmCodec::Mpeg4Part2:
+        return avcodec_find_encoder(AV_CODEC_ID_MPEG4);
+    case FilmCodec::H264:
+        return avcodec_find_encoder(AV_CODEC_ID_H264);
+    case FilmCodec::Hevc:
+        return avcodec_find_encoder(AV_CODEC_ID_HEVC);
+    }
+    return nullptr;
+}
+
+// Quiets an HEVC encoder that reports to standard error by itself, through its own parameter
+// list (the dictionary option named "...-params"), where it has one.
+void quietHevcEncoder(AVCodecContext* codec) {
+    if (codec->codec_id != AV_CODEC_ID_HEVC || !codec->priv_data) return;
+    const AVOption* option = nullptr;
+    while ((option = av_opt_next(codec->priv_data, option)))
+        if (option->type == AV_OPT_TYPE_DICT && std::string_view(option->name).ends_with("-params"))
+            av_opt_set(codec->priv_data, option->name, "log-level=error", 0);
+}
+
 } // namespace
 
-bool canWriteFilm(const char* encoder) {
-    return avcodec_find_encoder_by_name(encoder) != nullptr;
+bool canWriteFilm(FilmCodec codec) {
+    return encoderFor(codec) != nullptr;
 }
 
 bool writeFilm(const std::string& path, const FilmSpec& spec) {
-    const AVCodec* encoder = avcodec_find_encoder_by_name(spec.encoder);
+    if (av_log_get_level() > AV_LOG_ERROR) av_log_set_level(AV_LOG_ERROR); // never louder
+    const AVCodec* encoder = encoderFor(spec.codec);
     if (!encoder) return fail(path, "no such encoder");
     AVFormatContext* format = nullptr;
     if (avformat_alloc_output_context2(&format, nullptr, "mp4", path.c_str()) < 0)
@@ -62,18 +86,14 @@ bool writeFilm(const std::string& path, const FilmSpec& spec) {
         codec->pix_fmt = AV_PIX_FMT_YUV420P;
         codec->time_base = AVRational{1, spec.framesPerSecond};
         codec->framerate = AVRational{spec.framesPerSecond, 1};
-        codec->gop_size = spec.keyFrameEvery;
+        codec->gop_size = spec.keyFrameEvery; // a key frame every so many, and no closer
+        codec->keyint_min = spec.keyFrameEvery;
         codec->max_b_frames = 0;
         codec->thread_count = 1;
         codec->bit_rate = 400000;
         if (format->oformat->flags & AVFMT_GLOBALHEADER)
             codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-        if (std::string(spec.encoder) == "libx265") {
-            char params[64];
-            snprintf(params, sizeof params, "keyint=%d:min-keyint=%d:bframes=0:log-level=error",
-                     spec.keyFrameEvery, spec.keyFrameEvery);
-            av_opt_set(codec->priv_data, "x265-params", params, 0);
-        }
+        quietHevcEncoder(codec);
         ok = avcodec_open2(codec, encoder, nullptr) >= 0 &&
              avcodec_parameters_from_context(stream->codecpar, codec) >= 0;
         if (!ok) fail(path, "the encoder refuses the settings");

@@ -8,9 +8,12 @@
 
 namespace demo {
 
+// The video codecs films are written in.
+enum class FilmCodec { Mpeg4Part2, H264, Hevc };
+
 struct FilmSpec {
-    const char* encoder = "mpeg4"; // an encoder name the system's libavcodec knows ("libx265", ...)
-    int width = 64, height = 48;   // the stored frames' size (even numbers)
+    FilmCodec codec = FilmCodec::Mpeg4Part2; // by the system's default encoder for it
+    int width = 64, height = 48;             // the stored frames' size (even numbers)
     int framesPerSecond = 10;
     int frames = 20;
     int keyFrameEvery = 10; // frames between key frames
@@ -19,8 +22,8 @@ struct FilmSpec {
     std::function<void(int i, uint8_t* rgb)> paint;
 };
 
-// Whether this machine's libavcodec has the encoder.
-bool canWriteFilm(const char* encoder);
+// Whether this machine's libavcodec has an encoder for the codec.
+bool canWriteFilm(FilmCodec codec);
 
 // Writes the film as an ISO media file (an HEVC track tagged "hvc1", as phones write it) at path.
 // False, with the reason on standard error, when the encoder or the file fails.

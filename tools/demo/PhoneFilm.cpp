@@ -11,7 +11,7 @@ namespace demo {
 
 void writePhoneFilm(const std::string& path, const Canvas& canvas) {
     FilmSpec spec;
-    spec.encoder = canWriteFilm("libx265") ? "libx265" : "mpeg4";
+    spec.codec = canWriteFilm(FilmCodec::Hevc) ? FilmCodec::Hevc : FilmCodec::Mpeg4Part2;
     spec.width = canvas.width() & ~1;
     spec.height = canvas.height() & ~1;
     spec.framesPerSecond = 10;
