@@ -1,5 +1,6 @@
 // ColourProfile_test.cpp - pictures with an embedded colour profile come out in sRGB through
 // both shrinking paths; profiles that are sRGB, broken or too large leave the colours alone.
+#include "demo/Gamut.h"
 #include "image/ColourProfile.h"
 #include "image/FittedJPEG.h"
 #include "image/ImageFixtures.h"
@@ -10,27 +11,6 @@
 #include <sstream>
 
 namespace {
-
-// The bytes of a profile the colour engine made.
-std::string saved(cmsHPROFILE profile) {
-    cmsUInt32Number size = 0;
-    cmsSaveProfileToMem(profile, nullptr, &size);
-    std::string bytes(size, '\0');
-    cmsSaveProfileToMem(profile, bytes.data(), &size);
-    cmsCloseProfile(profile);
-    return bytes;
-}
-
-// Adobe RGB (1998): its primaries, D65 and a 563/256 power curve.
-std::string adobeRGB() {
-    cmsCIExyY white = {0.3127, 0.3290, 1};
-    cmsCIExyYTRIPLE primaries = {{0.64, 0.33, 1}, {0.21, 0.71, 1}, {0.15, 0.06, 1}};
-    cmsToneCurve* gamma = cmsBuildGamma(nullptr, 563.0 / 256);
-    cmsToneCurve* curves[3] = {gamma, gamma, gamma};
-    std::string bytes = saved(cmsCreateRGBProfile(&white, &primaries, curves));
-    cmsFreeToneCurve(gamma);
-    return bytes;
-}
 
 // The colour at the middle of a flat 32 × 16 picture of colour carrying profile, once shrunk to
 // 16 × 8 by the path given.
@@ -70,8 +50,9 @@ TEST(ColourProfile, WideGamutPicturesComeOutInSRGBAndOthersAsTheyAre) {
         std::vector<uint8_t> stored, shown;
     } cases[] = {
         {"Display P3 shown as sRGB", profileForPrimaries(12), p3Red, srgbRed},
-        {"Adobe RGB shown as sRGB", adobeRGB(), adobeRed, srgbRed},
-        {"an sRGB profile changes nothing", saved(cmsCreate_sRGBProfile()), p3Red, p3Red},
+        {"Adobe RGB shown as sRGB", demo::gamutProfile(demo::Gamut::AdobeRgb), adobeRed, srgbRed},
+        {"an sRGB profile changes nothing", demo::savedProfile(cmsCreate_sRGBProfile()), p3Red,
+         p3Red},
         {"a broken profile is taken as sRGB", "garbage that is not a profile", p3Red, p3Red},
         {"a 5 MB profile is taken as sRGB", profileForPrimaries(12) + std::string(5 << 20, 'x'),
          p3Red, p3Red},

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "demo/Canvas.h"
+#include "demo/Gamut.h"
 
 #include <string>
 
@@ -23,10 +24,8 @@ std::string encodeHeic(const Canvas& canvas, int quality);
 // A camera raw file as far as a viewer sees it: a little-endian TIFF whose first directory
 // names the canvas, as a JPEG at quality, as its preview (no sensor data).
 std::string rawFile(const Canvas& canvas, int quality);
-// The ICC profile of a wide-gamut space, and the canvas (drawn in sRGB) converted into it, so
-// that a viewer honouring the profile shows the colours drawn.
-enum class Gamut { Srgb, DisplayP3, AdobeRgb };
-std::string gamutProfile(Gamut gamut);
+// The canvas (drawn in sRGB) converted into a wide-gamut space (see Gamut.h), so that a viewer
+// honouring the space's profile shows the colours drawn.
 void convertFromSrgb(Canvas& canvas, Gamut gamut);
 
 // The canvas as an 8-bit RGB PNG. The image data is zlib-wrapped but not compressed

@@ -14,26 +14,6 @@ namespace demo {
 
 namespace {
 
-std::string savedProfile(cmsHPROFILE profile) {
-    cmsUInt32Number size = 0;
-    cmsSaveProfileToMem(profile, nullptr, &size);
-    std::string bytes(size, '\0');
-    cmsSaveProfileToMem(profile, bytes.data(), &size);
-    cmsCloseProfile(profile);
-    return bytes;
-}
-
-// Adobe RGB (1998): its primaries, D65 white and a 563/256 power curve.
-std::string adobeRgbProfile() {
-    cmsCIExyY white = {0.3127, 0.3290, 1};
-    cmsCIExyYTRIPLE primaries = {{0.64, 0.33, 1}, {0.21, 0.71, 1}, {0.15, 0.06, 1}};
-    cmsToneCurve* gamma = cmsBuildGamma(nullptr, 563.0 / 256);
-    cmsToneCurve* curves[3] = {gamma, gamma, gamma};
-    std::string bytes = savedProfile(cmsCreateRGBProfile(&white, &primaries, curves));
-    cmsFreeToneCurve(gamma);
-    return bytes;
-}
-
 void append16(std::string& to, uint16_t v) {
     to += char(v & 0xFF);
     to += char(v >> 8);
@@ -44,18 +24,6 @@ void append32(std::string& to, uint32_t v) {
 }
 
 } // namespace
-
-std::string gamutProfile(Gamut gamut) {
-    switch (gamut) {
-    case Gamut::DisplayP3:
-        return profileForPrimaries(12);
-    case Gamut::AdobeRgb:
-        return adobeRgbProfile();
-    case Gamut::Srgb:
-        break;
-    }
-    return std::string();
-}
 
 void convertFromSrgb(Canvas& canvas, Gamut gamut) {
     std::string profile = gamutProfile(gamut);
