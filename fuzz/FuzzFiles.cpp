@@ -2,6 +2,7 @@
 #include "FuzzFiles.h"
 
 #include "cf/CFURL.h"
+#include "image/ScaledJPEG.h"
 #include "library/LibraryRegistry.h"
 #include "settings/PreferenceStore.h"
 #include "support/AlbumXml.h"
@@ -20,11 +21,26 @@ namespace fuzzfiles {
 
 using namespace albumxml;
 
-CFURL_t memoryFile(const uint8_t* data, size_t size, const char* path) {
+int memoryDescriptor(const uint8_t* data, size_t size) {
     int fd = memfd_create("fuzz-input", MFD_CLOEXEC);
     if (fd < 0 || pwrite(fd, data, size, 0) != ssize_t(size)) abort();
+    return fd;
+}
+
+CFURL_t memoryFile(const uint8_t* data, size_t size, const char* path) {
+    int fd = memoryDescriptor(data, size);
     return CFURL_t(_CFURLCreateWithOpenFile(path, CFIndex(strlen(path)), fd, int64_t(size)),
                    CFURL_t::Create);
+}
+
+void expectMade(bool made, const std::string& jpeg, uint32_t width, uint32_t height) {
+    if (!made && !jpeg.empty()) __builtin_trap();
+    if (!made) return;
+    auto bytes = reinterpret_cast<const uint8_t*>(jpeg.data());
+    int w = 0, h = 0;
+    if (!getJPEGSize(memoryFile(bytes, jpeg.size(), "/home/ana/out.jpg"), w, h) || w <= 0 ||
+        h <= 0 || uint32_t(w) > width || uint32_t(h) > height)
+        __builtin_trap();
 }
 
 namespace {

@@ -12,20 +12,7 @@
 #include <sstream>
 #include <string>
 
-namespace {
-
-// A JPEG made must be readable and inside width × height; a refusal must have written nothing.
-void expectMade(bool made, const std::string& jpeg, uint32_t width, uint32_t height) {
-    if (!made && !jpeg.empty()) __builtin_trap();
-    if (!made) return;
-    auto bytes = reinterpret_cast<const uint8_t*>(jpeg.data());
-    int w = 0, h = 0;
-    if (!getJPEGSize(fuzzfiles::memoryFile(bytes, jpeg.size(), "/home/ana/out.jpg"), w, h) ||
-        w <= 0 || h <= 0 || uint32_t(w) > width || uint32_t(h) > height)
-        __builtin_trap();
-}
-
-} // namespace
+using fuzzfiles::expectMade;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // The last byte picks the boxes, so that one input reaches the several reductions.

@@ -85,6 +85,15 @@ class PictureTest : public ServedSuite<PictureTest> {
                     serverPrefs(library(0, lib, true) + library(1, files.path("Limited"), false)));
     }
     static inline std::string big, heic, raw;
+
+    // The reply to target is a JPEG of width × height.
+    void expectJpeg(const char* name, const char* target, int width, int height) {
+        std::string reply = get(target);
+        EXPECT_EQ(headerOf(reply, "Content-Type"), "image/jpeg") << name;
+        int w = 0, h = 0, components = 0;
+        EXPECT_TRUE(jpegHeader(bodyOf(reply), w, h, components)) << name;
+        EXPECT_EQ(std::make_pair(w, h), std::make_pair(width, height)) << name;
+    }
 };
 
 // Every row: the reply is a JPEG of w × h, or a file sent as stored of the given type (the 64-byte
@@ -182,13 +191,8 @@ TEST_F(PictureTest, HeicPicturesAreMadeIntoUprightJPEGs) {
         {"exact fit, never enlarged", "/image/?l=0&a=1&i=9&mw=5000&mh=5000&fit=exact", 480, 640},
         {"no full-size downloads, no box", "/image/?l=1&a=1&i=9", 480, 640},
     };
-    for (const auto& [name, target, width, height] : cases) {
-        std::string reply = get(target);
-        EXPECT_EQ(headerOf(reply, "Content-Type"), "image/jpeg") << name;
-        int w = 0, h = 0, components = 0;
-        EXPECT_TRUE(jpegHeader(bodyOf(reply), w, h, components)) << name;
-        EXPECT_EQ(std::make_pair(w, h), std::make_pair(width, height)) << name;
-    }
+    for (const auto& [name, target, width, height] : cases)
+        expectJpeg(name, target, width, height);
     std::string original = get("/image/?l=0&a=1&i=9");
     EXPECT_EQ(headerOf(original, "Content-Type"), "image/heic");
     EXPECT_EQ(bodyOf(original), heic);
@@ -205,13 +209,8 @@ TEST_F(PictureTest, RawFilesAreShownByTheirPreviewUpright) {
         {"a box", "/image/?l=0&a=1&i=10&mw=240&mh=240", 180, 240},
         {"no full-size downloads, no box", "/image/?l=1&a=1&i=10", 480, 640},
     };
-    for (const auto& [name, target, width, height] : cases) {
-        std::string reply = get(target);
-        EXPECT_EQ(headerOf(reply, "Content-Type"), "image/jpeg") << name;
-        int w = 0, h = 0, components = 0;
-        EXPECT_TRUE(jpegHeader(bodyOf(reply), w, h, components)) << name;
-        EXPECT_EQ(std::make_pair(w, h), std::make_pair(width, height)) << name;
-    }
+    for (const auto& [name, target, width, height] : cases)
+        expectJpeg(name, target, width, height);
     std::string original = get("/image/?l=0&a=1&i=10");
     EXPECT_EQ(headerOf(original, "Content-Type"), "image/x-nikon-nef");
     EXPECT_EQ(bodyOf(original), raw);
@@ -228,15 +227,9 @@ TEST_F(PictureTest, FilmsWithoutAThumbnailAreShownByTheirPoster) {
         {"a box", "/image/?l=0&a=1&i=11&mw=120&mh=120", 90, 120},
         {"exact fit", "/image/?l=0&a=1&i=11&mw=60&mh=600&fit=exact", 60, 80},
     };
-    for (const auto& [name, target, width, height] : cases) {
-        for (int again = 0; again < 2; ++again) { // made, then from the cache of made pictures
-            std::string reply = get(target);
-            EXPECT_EQ(headerOf(reply, "Content-Type"), "image/jpeg") << name;
-            int w = 0, h = 0, components = 0;
-            EXPECT_TRUE(jpegHeader(bodyOf(reply), w, h, components)) << name;
-            EXPECT_EQ(std::make_pair(w, h), std::make_pair(width, height)) << name;
-        }
-    }
+    for (const auto& [name, target, width, height] : cases)
+        for (int again = 0; again < 2; ++again) // made, then from the cache of made pictures
+            expectJpeg(name, target, width, height);
     EXPECT_EQ(headerOf(get("/image/?l=0&a=1&i=11"), "Content-Type"), "video/mp4");
     std::string page = bodyOf(get("/json/getpics?l=0&a=1&i=11&c=1"));
     EXPECT_NE(page.find("\"id\":15, \"h\":320, \"w\":240"), std::string::npos) << page;
