@@ -3,11 +3,11 @@
 
 #include "image/ColourProfile.h"
 #include "image/ImageInfo.h"
+#include "image/ReadAt.h"
 
 #include <libheif/heif.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -35,15 +35,8 @@ struct FdReader {
 
     static int read(void* data, size_t length, void* self) {
         auto* r = static_cast<FdReader*>(self);
-        auto* into = static_cast<uint8_t*>(data);
-        while (length > 0) {
-            ssize_t n = pread(r->fd, into, length, off_t(r->position));
-            if (n < 0 && errno == EINTR) continue;
-            if (n <= 0) return 1;
-            into += n;
-            length -= size_t(n);
-            r->position += n;
-        }
+        if (!readAt(r->fd, uint64_t(r->position), data, length)) return 1;
+        r->position += int64_t(length);
         return 0;
     }
 

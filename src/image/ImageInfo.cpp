@@ -5,6 +5,7 @@
 #include "image/HeifPicture.h"
 #include "image/Orientation.h"
 #include "image/RawPreview.h"
+#include "image/ReadAt.h"
 
 #include <algorithm>
 #include <cstring>
@@ -216,7 +217,7 @@ static int _probe(CFReadStream_t& stream, ImageSize* size, CFDataRef* exif) {
             CFDataSetLength(payload, CFIndex(length + 6));
             uint8_t* bytes = CFDataGetMutableBytePtr(payload);
             memcpy(bytes, "Exif\0\0", 6);
-            if (length > 0 && pread(fd, bytes + 6, length, 0) != ssize_t(length)) {
+            if (length > 0 && !readAt(fd, 0, bytes + 6, length)) {
                 CFRelease(payload);
             } else {
                 *exif = payload;

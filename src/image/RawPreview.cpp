@@ -1,7 +1,8 @@
 // RawPreview.cpp - a walk over a raw file's image file directories for its largest JPEG.
 #include "image/RawPreview.h"
 
-#include <cerrno>
+#include "image/ReadAt.h"
+
 #include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -19,20 +20,6 @@ enum : uint16_t {
     kJpegOffset = 513,
     kJpegLength = 514,
 };
-
-// Reads exactly length bytes at offset; false at the end of the file or on an error.
-bool readAt(int fd, uint64_t offset, void* into, size_t length) {
-    auto* bytes = static_cast<uint8_t*>(into);
-    while (length > 0) {
-        ssize_t n = pread(fd, bytes, length, off_t(offset));
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        bytes += n;
-        length -= size_t(n);
-        offset += uint64_t(n);
-    }
-    return true;
-}
 
 class Walk {
   public:
