@@ -156,27 +156,33 @@ Source sizedThumbnailSource(int library, int album, int photo) {
     return {std::move(*stored), canFit(type) ? type : kImageJPEG};
 }
 
-// The reply to /thumbnail/ without "size" for a film without a stored thumbnail: its poster
-// fitted into kPosterThumbnailSide, at the thumbnail quality, kept among made pictures.
-void PosterThumbnail(std::unique_ptr<HttpReply>& reply, const CFString_t& path, Source source) {
-    unsigned quality = prefGetThumbnailQuality();
-    char variant[32];
-    snprintf(variant, sizeof variant, "p%uq%u", kPosterThumbnailSide, quality);
+// A thumbnail made from source fitted into side × side at quality, tagged and kept among made
+// pictures as variant: from the cache when it holds it, else made as heavy work.
+void FittedThumbnail(std::unique_ptr<HttpReply>& reply, const CFString_t& path, Source source,
+                     uint32_t side, int quality, const std::string& variant) {
     Validator validator = FileValidator(source.file.info(), variant);
     if (NotModified(validator)) return ReplyNotModified(reply, validator, CachePolicy::Keep);
     if (replyFromCache(reply, source.file, variant, validator)) {
         ++stats().thumbnailCount;
         return;
     }
-    answerAsHeavy([file = std::move(source.file), quality, variant = std::string(variant),
+    answerAsHeavy([file = std::move(source.file), type = source.type, side, quality, variant,
                    validator, path](std::unique_ptr<HttpReply>& reply, std::ostream& out) {
         std::ostringstream made;
-        if (!writeFilmPoster(file.fd(), file.path().c_str(), kPosterThumbnailSide,
-                             kPosterThumbnailSide, int(quality), made))
+        if (!makeFitted(file, type, side, side, quality, made))
             return ErrorPageResponder(reply, path, VarMap(), out);
         sendAndKeep(reply, out, file, variant, validator, made.view());
         ++stats().thumbnailCount;
     });
+}
+
+// The reply to /thumbnail/ without "size" for a film without a stored thumbnail: its poster
+// fitted into kPosterThumbnailSide, at the thumbnail quality.
+void PosterThumbnail(std::unique_ptr<HttpReply>& reply, const CFString_t& path, Source source) {
+    unsigned quality = prefGetThumbnailQuality();
+    char variant[32];
+    snprintf(variant, sizeof variant, "p%uq%u", kPosterThumbnailSide, quality);
+    FittedThumbnail(reply, path, std::move(source), kPosterThumbnailSide, int(quality), variant);
 }
 
 // The reply to /thumbnail/ with "size": see PictureResponders.h.
@@ -185,24 +191,10 @@ void SizedThumbnail(std::unique_ptr<HttpReply>& reply, const CFString_t& path, c
     std::optional<int64_t> asked = strictInteger(vars, "size");
     if (!asked) return ErrorPageResponder(reply, path, vars, out);
     uint32_t side = uint32_t(std::clamp<int64_t>(*asked, kMinThumbnailSide, kMaxThumbnailSide));
-    Source source = sizedThumbnailSource(library, album, photo);
-    MediaFile& file = source.file;
     char variant[32];
     snprintf(variant, sizeof variant, "s%uq%d", side, kSizedThumbnailQuality);
-    Validator validator = FileValidator(file.info(), variant);
-    if (NotModified(validator)) return ReplyNotModified(reply, validator, CachePolicy::Keep);
-    if (replyFromCache(reply, file, variant, validator)) {
-        ++stats().thumbnailCount;
-        return;
-    }
-    answerAsHeavy([file = std::move(file), type = source.type, side, variant = std::string(variant),
-                   validator, path](std::unique_ptr<HttpReply>& reply, std::ostream& out) {
-        std::ostringstream made;
-        if (!makeFitted(file, type, side, side, kSizedThumbnailQuality, made))
-            return ErrorPageResponder(reply, path, VarMap(), out);
-        sendAndKeep(reply, out, file, variant, validator, made.view());
-        ++stats().thumbnailCount;
-    });
+    FittedThumbnail(reply, path, sizedThumbnailSource(library, album, photo), side,
+                    kSizedThumbnailQuality, variant);
 }
 
 // The reply to /image/ with "fit=exact" for a JPEG, and to any box for a picture of another type
